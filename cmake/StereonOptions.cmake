@@ -1,0 +1,21 @@
+# Compiler settings shared by every target of the project.
+
+if(STEREON_SANITIZER STREQUAL "address")
+    add_compile_options(-fsanitize=address,undefined -fno-omit-frame-pointer
+                        -fno-sanitize-recover=undefined)
+    add_link_options(-fsanitize=address,undefined)
+elseif(STEREON_SANITIZER STREQUAL "thread")
+    add_compile_options(-fsanitize=thread -fno-omit-frame-pointer)
+    add_link_options(-fsanitize=thread)
+elseif(NOT STEREON_SANITIZER STREQUAL "")
+    message(FATAL_ERROR "STEREON_SANITIZER must be empty, 'address' or 'thread'")
+endif()
+
+# Our own code builds with warnings as errors; third-party headers come in as system headers.
+function(stereon_strict_warnings target)
+    target_compile_options(${target} PRIVATE -Wall -Wextra -Werror -Wno-unused-parameter)
+endfunction()
+
+find_package(Threads REQUIRED)
+find_package(Boost 1.74 REQUIRED COMPONENTS thread date_time system)
+find_package(PkgConfig REQUIRED)

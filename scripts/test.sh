@@ -1,0 +1,26 @@
+#!/usr/bin/env bash
+# Installs what is missing, builds one flavour and runs the whole suite.
+#   scripts/test.sh [normal|asan|tsan] [extra ctest arguments...]
+set -euo pipefail
+root=$(cd "$(dirname "$0")/.." && pwd)
+flavour=${1:-normal}
+shift || true
+"$root/scripts/install-deps.sh"
+"$root/scripts/build.sh" "$flavour"
+case "$flavour" in
+    normal) dir=build ;;
+    asan)
+        dir=build-asan
+        export ASAN_OPTIONS=${ASAN_OPTIONS:-detect_leaks=1:abort_on_error=1}
+        export UBSAN_OPTIONS=${UBSAN_OPTIONS:-print_stacktrace=1:halt_on_error=1}
+        export LSAN_OPTIONS=${LSAN_OPTIONS:-suppressions=$root/scripts/lsan.supp}
+        ;;
+    tsan)
+        dir=build-tsan
+        export TSAN_OPTIONS=${TSAN_OPTIONS:-suppressions=$root/scripts/tsan.supp:halt_on_error=1:second_deadlock_stack=1}
+        ;;
+esac
+# Mesa's software rasteriser, without a display; one rasteriser thread keeps two cores usable.
+export EGL_PLATFORM=surfaceless
+export LP_NUM_THREADS=${LP_NUM_THREADS:-1}
+ctest --test-dir "$root/$dir" -j "${STEREON_JOBS:-2}" --output-on-failure "$@"
