@@ -6,6 +6,8 @@ set -euo pipefail
 packages=(
     # toolchain
     cmake ninja-build g++ pkg-config git clang-format
+    # clang checks the OpenVR record layouts for the Windows x64 target
+    clang
     # Boost: shared_ptr, function, bind, thread, date_time, interprocess
     libboost-dev libboost-thread-dev libboost-date-time-dev libboost-system-dev
     # OpenGL through EGL on Mesa (llvmpipe without a display)
