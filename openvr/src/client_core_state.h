@@ -1,0 +1,41 @@
+#pragma once
+
+#include <stdint.h>
+
+#include <atomic>
+#include <mutex>
+#include <string>
+
+#include "runtime_loader.h"
+#include "stnvr/vr_interfaces.h"
+
+namespace stnvr {
+
+// The process-wide connection to the runtime: its library, its client core and the init
+// token. Every operation holds one recursive lock, so the runtime can call back into the
+// client from inside Init or Cleanup.
+class ClientCoreState {
+public:
+    static ClientCoreState& Instance();
+
+    uint32_t Init(vr::EVRInitError* error, vr::EVRApplicationType type, const char* startupInfo);
+    void Shutdown();
+    bool IsHmdPresent();
+    bool IsRuntimeInstalled();
+    const char* RuntimePath();
+    void* GetGenericInterface(const char* version, vr::EVRInitError* error);
+    bool IsInterfaceVersionValid(const char* version);
+    const char* ErrorSymbol(vr::EVRInitError error);
+    const char* ErrorDescription(vr::EVRInitError error);
+    uint32_t Token() const { return token_.load(); }
+
+private:
+    ClientCoreState() = default;
+
+    std::recursive_mutex mutex_;
+    RuntimeLoader::LoadedRuntime runtime_;
+    std::atomic<uint32_t> token_{0};
+    std::string runtimePath_;
+};
+
+}  // namespace stnvr

@@ -1,0 +1,154 @@
+// The init token and the interface cache: pointers from one connection are never handed out
+// under another, and concurrent use of the client holds together.
+#include <atomic>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "runtime_sandbox.h"
+#include "stnvr/vr_client.h"
+
+using InterfaceCache = RuntimeSandbox;
+
+TEST_F(InterfaceCache, TokenChangesWithEachConnection) {
+    WriteRegistry(RegistryFor(MakeRuntime("rt", FAKE_RUNTIME_OK)));
+    const uint32_t before = vr::VR_GetInitToken();
+    ASSERT_EQ(InitError(), vr::VRInitError_None);
+    const uint32_t connected = vr::VR_GetInitToken();
+    EXPECT_NE(connected, before);
+
+    vr::VR_Shutdown();
+    const uint32_t shutDown = vr::VR_GetInitToken();
+    EXPECT_NE(shutDown, connected);
+
+    ASSERT_EQ(InitError(), vr::VRInitError_None);
+    EXPECT_NE(vr::VR_GetInitToken(), shutDown);
+    EXPECT_NE(vr::VR_GetInitToken(), connected);
+
+    // The internal entry point reports the token it made.
+    vr::VR_Shutdown();
+    vr::EVRInitError error = vr::VRInitError_Unknown;
+    const uint32_t returned = vr::VR_InitInternal2(&error, vr::VRApplication_Scene, nullptr);
+    EXPECT_EQ(error, vr::VRInitError_None);
+    EXPECT_EQ(returned, vr::VR_GetInitToken());
+}
+
+TEST_F(InterfaceCache, AccessorsHandOutTheRuntimesInterfaces) {
+    WriteRegistry(RegistryFor(MakeRuntime("rt", FAKE_RUNTIME_OK)));
+    ASSERT_EQ(InitError(), vr::VRInitError_None);
+    struct Case {
+        const char* version;
+        void* cached;
+    };
+    const Case cases[] = {
+        {vr::IVRSystem_Version, vr::VRSystem()},
+        {vr::IVRCompositor_Version, vr::VRCompositor()},
+        {vr::IVRRenderModels_Version, vr::VRRenderModels()},
+        {vr::IVRSettings_Version, vr::VRSettings()},
+        {vr::IVRChaperone_Version, vr::VRChaperone()},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.version);
+        vr::EVRInitError error = vr::VRInitError_Unknown;
+        EXPECT_NE(c.cached, nullptr);
+        EXPECT_EQ(c.cached, vr::VR_GetGenericInterface(c.version, &error));
+    }
+}
+
+TEST_F(InterfaceCache, PointersAreFetchedOncePerConnectionAndDroppedOnShutdown) {
+    WriteRegistry(RegistryFor(MakeRuntime("rt", FAKE_RUNTIME_OK)));
+    const std::string fetchCompositor = "GetGenericInterface IVRCompositor_021";
+    vr::COpenVRContext ownContext;
+
+    ASSERT_EQ(InitError(), vr::VRInitError_None);
+    EXPECT_EQ(CountInLog("GetGenericInterface IVRSystem_017"), 1) << "VR_Init filled the cache";
+    ASSERT_NE(vr::VRSystem(), nullptr);
+    ASSERT_NE(vr::VRCompositor(), nullptr);
+    EXPECT_EQ(vr::VRCompositor(), vr::VRCompositor());
+    EXPECT_EQ(CountInLog(fetchCompositor), 1);
+    EXPECT_EQ(CountInLog("GetGenericInterface IVRSystem_017"), 1);
+    EXPECT_EQ(ownContext.VRCompositor(), vr::VRCompositor());
+    EXPECT_EQ(CountInLog(fetchCompositor), 2) << "each context keeps its own cache";
+
+    vr::VR_Shutdown();
+    EXPECT_EQ(vr::VRSystem(), nullptr);
+    EXPECT_EQ(vr::VRCompositor(), nullptr);
+    EXPECT_EQ(vr::VRRenderModels(), nullptr);
+    EXPECT_EQ(vr::VRSettings(), nullptr);
+    EXPECT_EQ(vr::VRChaperone(), nullptr);
+    EXPECT_EQ(ownContext.VRCompositor(), nullptr);
+
+    ASSERT_EQ(InitError(), vr::VRInitError_None);
+    const int fetchesBefore = CountInLog(fetchCompositor);
+    EXPECT_NE(vr::VRCompositor(), nullptr);
+    EXPECT_NE(ownContext.VRCompositor(), nullptr);
+    EXPECT_EQ(CountInLog(fetchCompositor), fetchesBefore + 2) << "fresh pointers after re-init";
+}
+
+TEST_F(InterfaceCache, ReInitWithoutShutdownRefetchesAndStaysBalanced) {
+    WriteRegistry(RegistryFor(MakeRuntime("rt", FAKE_RUNTIME_OK)));
+    ASSERT_EQ(InitError(), vr::VRInitError_None);
+    ASSERT_NE(vr::VRCompositor(), nullptr);
+    const uint32_t first = vr::VR_GetInitToken();
+
+    ASSERT_EQ(InitError(), vr::VRInitError_None);
+    EXPECT_NE(vr::VR_GetInitToken(), first);
+    EXPECT_NE(vr::VRCompositor(), nullptr);
+    EXPECT_EQ(CountInLog("GetGenericInterface IVRCompositor_021"), 2);
+    EXPECT_EQ(CountInLog("load"), 1) << "the loaded runtime is initialised again in place";
+
+    // One shutdown ends it: the library is really unloaded.
+    vr::VR_Shutdown();
+    EXPECT_EQ(Log().back(), "unload");
+}
+
+TEST_F(InterfaceCache, FailedInitLeavesNoUsablePointers) {
+    WriteRegistry(RegistryFor(MakeRuntime("rt", FAKE_RUNTIME_REJECTS_SYSTEM)));
+    EXPECT_EQ(InitError(), vr::VRInitError_Init_InterfaceNotFound);
+    EXPECT_EQ(vr::VRSystem(), nullptr);
+    EXPECT_EQ(vr::VRCompositor(), nullptr);
+}
+
+TEST_F(InterfaceCache, ConcurrentUseNeitherCrashesNorLeaksTheLibrary) {
+    WriteRegistry(RegistryFor(MakeRuntime("rt", FAKE_RUNTIME_OK)));
+    constexpr int kRounds = 40;
+    std::atomic<bool> start{false};
+    std::vector<std::thread> threads;
+    for (int t = 0; t < 4; ++t) {
+        threads.emplace_back([t, &start] {
+            while (!start.load()) {
+                std::this_thread::yield();
+            }
+            for (int i = 0; i < kRounds; ++i) {
+                switch ((t + i) % 4) {
+                    case 0: {
+                        vr::EVRInitError error = vr::VRInitError_None;
+                        vr::VR_Init(&error, vr::VRApplication_Scene);
+                        break;
+                    }
+                    case 1:
+                        vr::VR_Shutdown();
+                        break;
+                    case 2:
+                        vr::VR_IsHmdPresent();
+                        break;
+                    default:
+                        vr::VRCompositor();
+                        vr::VRSettings();
+                        break;
+                }
+            }
+        });
+    }
+    start = true;
+    for (std::thread& thread : threads) {
+        thread.join();
+    }
+    vr::VR_Shutdown();
+    EXPECT_EQ(vr::VRCompositor(), nullptr);
+    EXPECT_EQ(CountInLog("load"), CountInLog("unload"));
+    EXPECT_EQ(Log().back(), "unload");
+    // Every connection that was set up was cleaned up once, or replaced by a re-init.
+    EXPECT_LE(CountInLog("Cleanup"), CountInLog("Init 1 -"));
+    EXPECT_GE(CountInLog("Cleanup"), 1);
+}

@@ -1,0 +1,172 @@
+// Loading the runtime library: every failure step with its error, what the client does with
+// the runtime on the way, and the runtime queries that work without a headset.
+#include <filesystem>
+#include <fstream>
+#include <string>
+#include <vector>
+
+#include "runtime_sandbox.h"
+#include "stnvr/vr_client.h"
+
+namespace fs = std::filesystem;
+
+using RuntimeLoad = RuntimeSandbox;
+using Lines = std::vector<std::string>;
+
+TEST_F(RuntimeLoad, BrokenInstallationsGiveTheirErrors) {
+    const uint32_t token = vr::VR_GetInitToken();
+    // No bin/linux64 under the root.
+    const std::string noBin = Dir() + "/no-bin";
+    fs::create_directories(noBin + "/bin");
+    WriteRegistry(RegistryFor(noBin));
+    EXPECT_EQ(InitError(), vr::VRInitError_Init_InstallationCorrupt);
+
+    // bin/linux64 without the library, and with a library in the wrong place.
+    const std::string empty = MakeRuntime("empty", nullptr);
+    fs::copy_file(FAKE_RUNTIME_OK, empty + "/bin/vrclient.so");
+    WriteRegistry(RegistryFor(empty));
+    EXPECT_EQ(InitError(), vr::VRInitError_Init_VRClientDLLNotFound);
+
+    // A file that is not a shared library.
+    const std::string garbage = MakeRuntime("garbage", nullptr);
+    std::ofstream(garbage + "/bin/linux64/vrclient.so") << "\x7f"
+                                                           "ELF but not really";
+    WriteRegistry(RegistryFor(garbage));
+    EXPECT_EQ(InitError(), vr::VRInitError_Init_VRClientDLLNotFound);
+
+    EXPECT_EQ(vr::VR_GetInitToken(), token);
+    EXPECT_TRUE(Log().empty());
+}
+
+TEST_F(RuntimeLoad, LibraryWithoutFactoryIsUnloaded) {
+    WriteRegistry(RegistryFor(MakeRuntime("rt", FAKE_RUNTIME_NO_FACTORY)));
+    EXPECT_EQ(InitError(), vr::VRInitError_Init_FactoryNotFound);
+    EXPECT_EQ(Log(), (Lines{"load", "unload"}));
+}
+
+TEST_F(RuntimeLoad, FactoryWithoutCoreIsUnloaded) {
+    WriteRegistry(RegistryFor(MakeRuntime("rt", FAKE_RUNTIME_NULL_CORE)));
+    EXPECT_EQ(InitError(), vr::VRInitError_Init_InterfaceNotFound);
+    EXPECT_EQ(Log(), (Lines{"load", "factory IVRClientCore_003", "unload"}));
+}
+
+TEST_F(RuntimeLoad, RuntimeInitFailureIsPassedOnAndNotCleanedUp) {
+    WriteRegistry(RegistryFor(MakeRuntime("rt", FAKE_RUNTIME_INIT_FAILS)));
+    const uint32_t token = vr::VR_GetInitToken();
+    EXPECT_EQ(InitError(), vr::VRInitError_Init_HmdNotFound);
+    EXPECT_EQ(Log(), (Lines{"load", "factory IVRClientCore_003", "Init 1 -", "unload"}));
+    EXPECT_EQ(vr::VR_GetInitToken(), token) << "a failed init is no new connection";
+
+    vr::EVRInitError error = vr::VRInitError_None;
+    EXPECT_EQ(vr::VR_GetGenericInterface(vr::IVRSystem_Version, &error), nullptr);
+    EXPECT_EQ(error, vr::VRInitError_Init_NotInitialized);
+}
+
+TEST_F(RuntimeLoad, RuntimeRefusingOurSystemVersionIsShutDownWith105) {
+    WriteRegistry(RegistryFor(MakeRuntime("rt", FAKE_RUNTIME_REJECTS_SYSTEM)));
+    EXPECT_EQ(InitError(), vr::VRInitError_Init_InterfaceNotFound);
+    EXPECT_EQ(Log(), (Lines{"load", "factory IVRClientCore_003", "Init 1 -",
+                            "IsInterfaceVersionValid IVRSystem_017", "Cleanup", "unload"}));
+    EXPECT_FALSE(vr::VR_IsInterfaceVersionValid(vr::IVRCompositor_Version));
+}
+
+TEST_F(RuntimeLoad, SuccessfulInitAndShutdownTalkToTheRuntimeInOrder) {
+    WriteRegistry(RegistryFor(MakeRuntime("rt", FAKE_RUNTIME_OK)));
+    vr::EVRInitError error = vr::VRInitError_Unknown;
+    vr::IVRSystem* system = vr::VR_Init(&error, vr::VRApplication_Overlay, "startup-info");
+    EXPECT_EQ(error, vr::VRInitError_None);
+    ASSERT_NE(system, nullptr);
+    EXPECT_EQ(system, vr::VR_GetGenericInterface(vr::IVRSystem_Version, &error));
+    EXPECT_TRUE(vr::VR_IsInterfaceVersionValid(vr::IVRCompositor_Version));
+    EXPECT_FALSE(vr::VR_IsInterfaceVersionValid("IVRCompositor_999"));
+    EXPECT_FALSE(vr::VR_IsInterfaceVersionValid(nullptr));
+
+    EXPECT_EQ(vr::VR_GetGenericInterface("IVRNothing_001", &error), nullptr);
+    EXPECT_EQ(error, vr::VRInitError_Init_InterfaceNotFound) << "the runtime's own answer";
+    EXPECT_EQ(vr::VR_GetGenericInterface(nullptr, &error), nullptr);
+    EXPECT_EQ(error, vr::VRInitError_Init_InvalidInterface);
+    EXPECT_NE(vr::VR_GetGenericInterface(vr::IVRCompositor_Version, nullptr), nullptr);
+
+    vr::VR_Shutdown();
+    const Lines log = Log();
+    ASSERT_GE(log.size(), 5u);
+    EXPECT_EQ((Lines{log[0], log[1], log[2], log[3]}),
+              (Lines{"load", "factory IVRClientCore_003", "Init 2 startup-info",
+                     "IsInterfaceVersionValid IVRSystem_017"}));
+    EXPECT_EQ((Lines{log[log.size() - 2], log.back()}), (Lines{"Cleanup", "unload"}));
+
+    // Shutting down again does not reach the gone runtime.
+    vr::VR_Shutdown();
+    EXPECT_EQ(Log().size(), log.size());
+}
+
+TEST_F(RuntimeLoad, InterfacesNeedAnInitialisedRuntime) {
+    vr::EVRInitError error = vr::VRInitError_None;
+    EXPECT_EQ(vr::VR_GetGenericInterface(vr::IVRSystem_Version, &error), nullptr);
+    EXPECT_EQ(error, vr::VRInitError_Init_NotInitialized);
+    EXPECT_EQ(vr::VR_GetGenericInterface(vr::IVRSystem_Version, nullptr), nullptr);
+    EXPECT_FALSE(vr::VR_IsInterfaceVersionValid(vr::IVRSystem_Version));
+
+    // Also not with an installed runtime that was only probed.
+    WriteRegistry(RegistryFor(MakeRuntime("rt", FAKE_RUNTIME_OK)));
+    EXPECT_TRUE(vr::VR_IsHmdPresent());
+    EXPECT_EQ(vr::VR_GetGenericInterface(vr::IVRSystem_Version, &error), nullptr);
+    EXPECT_EQ(error, vr::VRInitError_Init_NotInitialized);
+}
+
+TEST_F(RuntimeLoad, HmdPresenceProbeLoadsAsksAndUnloadsWithoutCleanup) {
+    EXPECT_FALSE(vr::VR_IsHmdPresent()) << "no runtime, no headset";
+
+    WriteRegistry(RegistryFor(MakeRuntime("rt", FAKE_RUNTIME_OK)));
+    const uint32_t token = vr::VR_GetInitToken();
+    EXPECT_TRUE(vr::VR_IsHmdPresent());
+    EXPECT_EQ(Log(), (Lines{"load", "factory IVRClientCore_003", "BIsHmdPresent", "unload"}));
+    EXPECT_EQ(vr::VR_GetInitToken(), token);
+
+    ClearLog();
+    SetEnv("STNVR_FAKE_HMD_PRESENT", "0");
+    EXPECT_FALSE(vr::VR_IsHmdPresent()) << "the runtime's answer is passed on";
+    EXPECT_EQ(Log(), (Lines{"load", "factory IVRClientCore_003", "BIsHmdPresent", "unload"}));
+}
+
+TEST_F(RuntimeLoad, HmdPresenceAsksTheInitialisedRuntimeInPlace) {
+    WriteRegistry(RegistryFor(MakeRuntime("rt", FAKE_RUNTIME_OK)));
+    ASSERT_EQ(InitError(), vr::VRInitError_None);
+    ClearLog();
+    SetEnv("STNVR_FAKE_HMD_PRESENT", "0");
+    EXPECT_FALSE(vr::VR_IsHmdPresent());
+    EXPECT_EQ(Log(), (Lines{"BIsHmdPresent"}));
+    EXPECT_NE(vr::VRSystem(), nullptr) << "the probe left the connection alone";
+}
+
+TEST_F(RuntimeLoad, ProbeFailuresAreFalse) {
+    for (const char* library : {FAKE_RUNTIME_NO_FACTORY, FAKE_RUNTIME_NULL_CORE}) {
+        SCOPED_TRACE(library);
+        WriteRegistry(RegistryFor(MakeRuntime(fs::path(library).stem().string(), library)));
+        EXPECT_FALSE(vr::VR_IsHmdPresent());
+        EXPECT_EQ(Log().back(), "unload");
+    }
+}
+
+TEST_F(RuntimeLoad, ErrorNamesComeFromTheRuntimeWhenOneIsLoaded) {
+    EXPECT_STREQ(vr::VR_GetVRInitErrorAsSymbol(vr::VRInitError_Init_PathRegistryNotFound),
+                 "VRInitError_Init_PathRegistryNotFound");
+    EXPECT_STREQ(vr::VR_GetVRInitErrorAsSymbol(vr::VRInitError_Steam_SteamInstallationNotFound),
+                 "VRInitError_Steam_SteamInstallationNotFound");
+    EXPECT_STREQ(
+        vr::VR_GetVRInitErrorAsEnglishDescription(vr::VRInitError_Init_VRClientDLLNotFound),
+        "VR Client DLL Not Found (102)");
+    EXPECT_STREQ(vr::VR_GetVRInitErrorAsEnglishDescription(vr::VRInitError_Driver_HmdInUse),
+                 "Driver Hmd In Use (205)");
+    // 210 is a hole in the enumeration.
+    EXPECT_STREQ(vr::VR_GetVRInitErrorAsSymbol(static_cast<vr::EVRInitError>(210)),
+                 "Unknown error (210)");
+    EXPECT_STREQ(vr::VR_GetVRInitErrorAsEnglishDescription(static_cast<vr::EVRInitError>(-7)),
+                 "Unknown error (-7)");
+
+    WriteRegistry(RegistryFor(MakeRuntime("rt", FAKE_RUNTIME_OK)));
+    ASSERT_EQ(InitError(), vr::VRInitError_None);
+    EXPECT_STREQ(vr::VR_GetVRInitErrorAsSymbol(vr::VRInitError_None), "runtime's symbol");
+    EXPECT_STREQ(vr::VR_GetVRInitErrorAsEnglishDescription(vr::VRInitError_None),
+                 "runtime's description");
+}

@@ -1,0 +1,113 @@
+#include "runtime_sandbox.h"
+
+#include <stdlib.h>
+
+#include <filesystem>
+#include <fstream>
+
+#include "stnvr/vr_client.h"
+
+namespace fs = std::filesystem;
+
+namespace {
+
+const char* const kManagedVariables[] = {"XDG_CONFIG_HOME",       "HOME",
+                                         "VR_OVERRIDE",           "VR_CONFIG_PATH",
+                                         "VR_LOG_PATH",           "STNVR_FAKE_RUNTIME_LOG",
+                                         "STNVR_FAKE_HMD_PRESENT"};
+
+}  // namespace
+
+void RuntimeSandbox::SetUp() {
+    for (const char* name : kManagedVariables) {
+        const char* value = getenv(name);
+        savedEnv_.push_back({name, {value != nullptr, value != nullptr ? value : ""}});
+    }
+    std::string pattern = (fs::temp_directory_path() / "stnvr-client-XXXXXX").string();
+    ASSERT_NE(mkdtemp(pattern.data()), nullptr);
+    dir_ = pattern;
+    configHome_ = dir_ + "/config";
+    fs::create_directories(configHome_);
+    SetEnv("XDG_CONFIG_HOME", configHome_);
+    SetEnv("HOME", dir_ + "/home");
+    UnsetEnv("VR_OVERRIDE");
+    UnsetEnv("VR_CONFIG_PATH");
+    UnsetEnv("VR_LOG_PATH");
+    UnsetEnv("STNVR_FAKE_HMD_PRESENT");
+    SetEnv("STNVR_FAKE_RUNTIME_LOG", dir_ + "/runtime.log");
+}
+
+void RuntimeSandbox::TearDown() {
+    vr::VR_Shutdown();
+    for (const auto& [name, saved] : savedEnv_) {
+        if (saved.first) {
+            SetEnv(name.c_str(), saved.second);
+        } else {
+            UnsetEnv(name.c_str());
+        }
+    }
+    if (!dir_.empty()) {
+        std::error_code error;
+        fs::permissions(dir_, fs::perms::owner_all, fs::perm_options::add, error);
+        fs::remove_all(dir_, error);
+    }
+}
+
+std::string RuntimeSandbox::MakeRuntime(const std::string& name, const char* library) {
+    const fs::path root = fs::path(dir_) / name;
+    const fs::path bin = root / "bin" / "linux64";
+    fs::create_directories(bin);
+    if (library != nullptr) {
+        fs::copy_file(library, bin / "vrclient.so");
+    }
+    return root.string();
+}
+
+void RuntimeSandbox::WriteRegistry(const std::string& text, const std::string& configHome) {
+    const fs::path dir = fs::path(configHome.empty() ? configHome_ : configHome) / "openvr";
+    fs::create_directories(dir);
+    std::ofstream(dir / "openvrpaths.vrpath", std::ios::binary) << text;
+}
+
+std::string RuntimeSandbox::RegistryFor(const std::string& root) {
+    return "{\n  \"config\": [\"/tmp\"],\n  \"log\": [\"/tmp\"],\n  \"runtime\": [\"" + root +
+           "\"],\n  \"jsonid\": \"vrpathreg\",\n  \"version\": 1\n}\n";
+}
+
+std::vector<std::string> RuntimeSandbox::Log() const {
+    std::vector<std::string> lines;
+    std::ifstream in(dir_ + "/runtime.log");
+    for (std::string line; std::getline(in, line);) {
+        lines.push_back(line);
+    }
+    return lines;
+}
+
+int RuntimeSandbox::CountInLog(const std::string& line) const {
+    int count = 0;
+    for (const std::string& logged : Log()) {
+        count += logged == line ? 1 : 0;
+    }
+    return count;
+}
+
+void RuntimeSandbox::ClearLog() const {
+    std::error_code error;
+    fs::remove(dir_ + "/runtime.log", error);
+}
+
+void RuntimeSandbox::SetEnv(const char* name, const std::string& value) {
+    setenv(name, value.c_str(), 1);
+}
+
+void RuntimeSandbox::UnsetEnv(const char* name) {
+    unsetenv(name);
+}
+
+int InitError() {
+    vr::EVRInitError error = vr::VRInitError_Unknown;
+    vr::IVRSystem* system = vr::VR_Init(&error, vr::VRApplication_Scene);
+    // Whatever the outcome, a pointer comes back exactly when there is no error.
+    EXPECT_EQ(system != nullptr, error == vr::VRInitError_None);
+    return static_cast<int>(error);
+}
