@@ -1,0 +1,181 @@
+#include "hostcore/config.h"
+
+#include <boost/make_shared.hpp>
+
+#include <atomic>
+#include <cstdio>
+#include <cstdlib>
+#include <fstream>
+
+namespace hostcore {
+namespace config {
+
+namespace {
+
+std::atomic<bool> present{true};
+
+void AppendJsonString(std::string& out, const std::string& s) {
+    out += '"';
+    for (const char ch : s) {
+        const unsigned char c = static_cast<unsigned char>(ch);
+        switch (c) {
+            case '"':
+                out += "\\\"";
+                break;
+            case '\\':
+                out += "\\\\";
+                break;
+            case '\n':
+                out += "\\n";
+                break;
+            case '\r':
+                out += "\\r";
+                break;
+            case '\t':
+                out += "\\t";
+                break;
+            case '\b':
+                out += "\\b";
+                break;
+            case '\f':
+                out += "\\f";
+                break;
+            default:
+                if (c < 0x20) {
+                    char buf[8];
+                    std::snprintf(buf, sizeof buf, "\\u%04x", c);
+                    out += buf;
+                } else {
+                    out += ch;  // UTF-8 passes through as it is
+                }
+        }
+    }
+    out += '"';
+}
+
+}  // namespace
+
+std::string LoggedEvent::Value(const std::string& key) const {
+    for (const auto& kv : values) {
+        if (kv.first == key) {
+            return kv.second;
+        }
+    }
+    return std::string();
+}
+
+bool LoggedEvent::Has(const std::string& key) const {
+    for (const auto& kv : values) {
+        if (kv.first == key) {
+            return true;
+        }
+    }
+    return false;
+}
+
+UsageEvent::UsageEvent(boost::shared_ptr<UsageLogger> logger, std::string category,
+                       std::string name)
+    : logger(std::move(logger)), category(std::move(category)), name(std::move(name)) {}
+
+UsageEvent::~UsageEvent() {
+    try {
+        logger->Log(LoggedEvent{category, name, std::move(values)});
+    } catch (...) {
+        // Out of memory while logging a statistic: the event is lost, nothing else.
+    }
+}
+
+void UsageEvent::SetValue(const std::string& key, const std::string& value) {
+    for (auto& kv : values) {
+        if (kv.first == key) {
+            kv.second = value;
+            return;
+        }
+    }
+    values.emplace_back(key, value);
+}
+
+UsageLogger::UsageLogger() {
+    const char* path = std::getenv("STEREON_USAGE_LOG");
+    if (path != nullptr) {
+        outputPath = path;
+    }
+}
+
+UsageLogger::~UsageLogger() = default;
+
+boost::shared_ptr<UsageLogger> UsageLogger::Get() {
+    // Never destroyed: events may be logged from threads that outlive static destruction.
+    static boost::shared_ptr<UsageLogger>* instance =
+        new boost::shared_ptr<UsageLogger>(new UsageLogger());
+    if (!present.load(std::memory_order_acquire)) {
+        return boost::shared_ptr<UsageLogger>();
+    }
+    return *instance;
+}
+
+void UsageLogger::SetPresent(bool isPresent) {
+    present.store(isPresent, std::memory_order_release);
+}
+
+boost::shared_ptr<UsageEvent> UsageLogger::CreateUsageEvent(const std::string& category,
+                                                            const std::string& eventName) {
+    if (category.empty() || eventName.empty()) {
+        return boost::shared_ptr<UsageEvent>();
+    }
+    return boost::shared_ptr<UsageEvent>(new UsageEvent(shared_from_this(), category, eventName));
+}
+
+std::vector<LoggedEvent> UsageLogger::Events() const {
+    std::lock_guard<std::mutex> lock(mutex);
+    return events;
+}
+
+void UsageLogger::Clear() {
+    std::lock_guard<std::mutex> lock(mutex);
+    events.clear();
+}
+
+bool UsageLogger::SetOutputFile(const std::string& path) {
+    std::lock_guard<std::mutex> lock(mutex);
+    outputPath = path;
+    if (path.empty()) {
+        return true;
+    }
+    std::ofstream probe(path, std::ios::app);
+    return static_cast<bool>(probe);
+}
+
+std::string UsageLogger::ToJsonLine(const LoggedEvent& event) {
+    std::string out = "{\"category\":";
+    AppendJsonString(out, event.category);
+    out += ",\"event\":";
+    AppendJsonString(out, event.name);
+    out += ",\"values\":{";
+    bool first = true;
+    for (const auto& kv : event.values) {
+        if (!first) {
+            out += ',';
+        }
+        first = false;
+        AppendJsonString(out, kv.first);
+        out += ':';
+        AppendJsonString(out, kv.second);
+    }
+    out += "}}";
+    return out;
+}
+
+void UsageLogger::Log(LoggedEvent event) {
+    std::lock_guard<std::mutex> lock(mutex);
+    if (!outputPath.empty()) {
+        std::ofstream out(outputPath, std::ios::app);
+        if (out) {
+            out << ToJsonLine(event) << '\n';
+        }
+    }
+    events.push_back(std::move(event));
+}
+
+}  // namespace config
+}  // namespace hostcore
