@@ -1,0 +1,261 @@
+// GB devices on what this machine has: OpenCL through the ICD loader (PoCL here), CUDA when a
+// driver is installed.
+
+#include <GL/glew.h>
+
+#include <atomic>
+#include <chrono>
+#include <cstring>
+#include <numeric>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "GB/CudaDriver.h"
+#include "GB/Device.h"
+#include "GB/OffscreenGL.h"
+#include "gl_test_context.h"
+
+namespace {
+
+using hostcore::utility::ImmutableString;
+
+boost::shared_ptr<GB::Device> OpenCLDeviceOrSkip(std::int32_t kind, std::string& reason) {
+    return GB::Device::Create(kind, &reason);
+}
+
+#define REQUIRE_DEVICE(device, reason) \
+    if (!(device))                     \
+    GTEST_SKIP() << "no OpenCL device: " << (reason)
+
+TEST(OpenCLDeviceTest, DescribesItselfAndItsSharing) {
+    for (std::int32_t kind : {GB::kDeviceKind_OpenCL, GB::kDeviceKind_OpenCLNoSharing}) {
+        std::string reason;
+        boost::shared_ptr<GB::Device> device = OpenCLDeviceOrSkip(kind, reason);
+        REQUIRE_DEVICE(device, reason);
+        EXPECT_EQ(device->DeviceKind, kind);
+        EXPECT_FALSE(device->GetName().empty());
+        EXPECT_FALSE(device->GetExtensions().empty());
+        for (const ImmutableString& extension : device->GetExtensions()) {
+            EXPECT_EQ(extension.str().find(' '), std::string::npos) << extension.str();
+            EXPECT_TRUE(device->HasExtension(ImmutableString(extension.str())));
+        }
+        // GL sharing needs cl_khr_gl_sharing, and kind 2 never shares.
+        if (kind == GB::kDeviceKind_OpenCLNoSharing ||
+            !device->HasExtension(ImmutableString("cl_khr_gl_sharing"))) {
+            EXPECT_FALSE(device->CanShareWithOpenGL());
+        }
+        EXPECT_NE(device->GetOffscreenOpenGLDeviceHandle(), nullptr);
+        EXPECT_NE(device->GetOffscreenOpenGLContextHandle(), nullptr);
+        EXPECT_NE(device->GetComputeContext()->GetQueue(), nullptr);
+        EXPECT_NE(device->GetComputeContext()->GetNativeContext(), nullptr);
+    }
+    std::string reason;
+    EXPECT_FALSE(GB::Device::Create(7, &reason));
+    EXPECT_NE(reason.find("unknown device kind 7"), std::string::npos) << reason;
+}
+
+// What the library does with the handles: a context created to share with the device's
+// offscreen context sees the objects made on it.
+TEST(OpenCLDeviceTest, ContextsSharingWithTheOffscreenContextSeeItsObjects) {
+    std::string reason;
+    boost::shared_ptr<GB::Device> device = GB::Device::Create(GB::kDeviceKind_OpenCL, &reason);
+    REQUIRE_DEVICE(device, reason);
+    const EGLDisplay display = static_cast<EGLDisplay>(device->GetOffscreenOpenGLDeviceHandle());
+    const EGLContext deviceContext =
+        static_cast<EGLContext>(device->GetOffscreenOpenGLContextHandle());
+    std::string error;
+    const EGLContext shared =
+        GB::offscreen::CreateContext(display, deviceContext, 4, 1, true, &error);
+    ASSERT_NE(shared, EGL_NO_CONTEXT) << error;
+
+    ASSERT_TRUE(GB::offscreen::MakeCurrent(display, deviceContext, &error)) << error;
+    ASSERT_TRUE(GB::offscreen::LoadGLFunctions(&error)) << error;
+    const std::vector<std::uint8_t> pixels = {9, 8, 7, 6};
+    const GLuint texture = stereon::test::MakeTextureRGBA8(1, 1, pixels);
+    ASSERT_NE(texture, 0u);
+    glFinish();
+    ASSERT_TRUE(GB::offscreen::MakeCurrent(display, shared, &error)) << error;
+    EXPECT_EQ(stereon::test::ReadTextureRGBA8(texture, 1, 1), pixels);
+    GLuint name = texture;
+    glDeleteTextures(1, &name);
+    GB::offscreen::ReleaseCurrent(display, nullptr);
+    GB::offscreen::DestroyContext(display, shared);
+}
+
+TEST(OpenCLDeviceTest, ReadsBackThroughAStagingBuffer) {
+    std::string reason;
+    boost::shared_ptr<GB::Device> device = GB::Device::Create(GB::kDeviceKind_OpenCL, &reason);
+    REQUIRE_DEVICE(device, reason);
+    const boost::shared_ptr<GB::ComputeContext>& compute = device->GetComputeContext();
+
+    std::vector<std::uint8_t> pattern(4096 + 13);
+    for (std::size_t i = 0; i < pattern.size(); ++i) {
+        pattern[i] = static_cast<std::uint8_t>((i * 7 + 3) & 0xff);
+    }
+    void* buffer = compute->AllocateBuffer(pattern.size());
+    ASSERT_NE(buffer, nullptr);
+    ASSERT_EQ(compute->CopyHostToBuffer(pattern.data(), buffer, pattern.size(), GB::kCopy_Wait),
+              GB::kResult_OK);
+
+    GB::HostBufferAllocator& allocator = device->GetHostBufferAllocator();
+    GB::HostBufferMapper& mapper = device->GetHostBufferMapper();
+    void* host = allocator.Allocate(pattern.size());
+    ASSERT_NE(host, nullptr);
+    ASSERT_EQ(compute->CopyBufferToHost(buffer, host, pattern.size(), GB::kCopy_Async),
+              GB::kResult_OK);
+    // The order the upload path uses: map, take an event, wait.
+    void* address = mapper.Map(host);
+    ASSERT_NE(address, nullptr);
+    boost::shared_ptr<GB::CompletionEvent> done = compute->CreateCompletionEvent();
+    ASSERT_TRUE(done);
+    EXPECT_TRUE(done->Wait());
+    EXPECT_TRUE(done->IsComplete());
+    EXPECT_EQ(std::memcmp(address, pattern.data(), pattern.size()), 0);
+    mapper.Unmap(host, address);
+
+    // A second copy of part of a changed buffer lands as well.
+    std::vector<std::uint8_t> changed(pattern.size(), 0x5a);
+    ASSERT_EQ(compute->CopyHostToBuffer(changed.data(), buffer, 100, GB::kCopy_Wait),
+              GB::kResult_OK);
+    ASSERT_EQ(compute->CopyBufferToHost(buffer, host, pattern.size(), GB::kCopy_Wait),
+              GB::kResult_OK);
+    address = mapper.Map(host);
+    ASSERT_NE(address, nullptr);
+    const std::uint8_t* bytes = static_cast<const std::uint8_t*>(address);
+    EXPECT_EQ(bytes[0], 0x5a);
+    EXPECT_EQ(bytes[99], 0x5a);
+    EXPECT_EQ(bytes[100], pattern[100]);
+    EXPECT_EQ(bytes[pattern.size() - 1], pattern.back());
+    mapper.Unmap(host, address);
+
+    // Bad requests are refused, not carried out.
+    EXPECT_LT(compute->CopyBufferToHost(buffer, host, pattern.size() + 1, GB::kCopy_Wait), 0);
+    EXPECT_LT(compute->CopyBufferToHost(nullptr, host, 16, GB::kCopy_Wait), 0);
+    EXPECT_LT(compute->CopyHostToBuffer(pattern.data(), buffer, pattern.size() * 2, GB::kCopy_Wait),
+              0);
+    EXPECT_LT(compute->CopyHostToBuffer(nullptr, buffer, 16, GB::kCopy_Wait), 0);
+    EXPECT_EQ(allocator.Allocate(0), nullptr);
+    EXPECT_EQ(compute->AllocateBuffer(0), nullptr);
+    EXPECT_EQ(mapper.Map(nullptr), nullptr);
+    mapper.Unmap(nullptr, nullptr);
+
+    allocator.Free(host);
+    compute->FreeBuffer(buffer);
+    allocator.Free(nullptr);
+    compute->FreeBuffer(nullptr);
+}
+
+TEST(OpenCLDeviceTest, EventsCompleteInQueueOrder) {
+    std::string reason;
+    boost::shared_ptr<GB::Device> device = GB::Device::Create(GB::kDeviceKind_OpenCL, &reason);
+    REQUIRE_DEVICE(device, reason);
+    const boost::shared_ptr<GB::ComputeContext>& compute = device->GetComputeContext();
+    const std::size_t bytes = 1 << 20;
+    void* a = compute->AllocateBuffer(bytes);
+    void* host = device->GetHostBufferAllocator().Allocate(bytes);
+    ASSERT_NE(a, nullptr);
+    ASSERT_NE(host, nullptr);
+    std::vector<boost::shared_ptr<GB::CompletionEvent>> events;
+    for (int i = 0; i < 4; ++i) {
+        ASSERT_EQ(compute->CopyBufferToHost(a, host, bytes, GB::kCopy_Async), GB::kResult_OK);
+        events.push_back(compute->CreateCompletionEvent());
+    }
+    // Waiting on the last one completes everything queued before it.
+    EXPECT_TRUE(events.back()->Wait());
+    for (const auto& event : events) {
+        EXPECT_TRUE(event->IsComplete());
+    }
+    // An event with nothing queued completes too.
+    boost::shared_ptr<GB::CompletionEvent> idle = compute->CreateCompletionEvent();
+    EXPECT_TRUE(idle->Wait());
+    EXPECT_TRUE(idle->IsComplete());
+    device->GetHostBufferAllocator().Free(host);
+    compute->FreeBuffer(a);
+}
+
+TEST(OpenCLDeviceTest, ExclusiveAccessKeepsOthersOut) {
+    std::string reason;
+    boost::shared_ptr<GB::Device> device =
+        GB::Device::Create(GB::kDeviceKind_OpenCLNoSharing, &reason);
+    REQUIRE_DEVICE(device, reason);
+    std::atomic<bool> waiting{false};
+    int written = 0;
+    int seen = -1;
+    device->AcquireExclusiveAccess();
+    device->AcquireExclusiveAccess();  // the holder may take it again
+    std::thread other([&] {
+        waiting = true;
+        device->AcquireExclusiveAccess();
+        seen = written;
+        device->ReleaseExclusiveAccess();
+    });
+    while (!waiting) {
+        std::this_thread::yield();
+    }
+    // Give the other thread every chance to get in if the lock did not hold it.
+    std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    written = 1;
+    device->ReleaseExclusiveAccess();
+    written = 2;  // still held once
+    device->ReleaseExclusiveAccess();
+    other.join();
+    EXPECT_EQ(seen, 2);
+}
+
+TEST(CudaDeviceTest, CreationFollowsTheDriversPresence) {
+    std::string loadReason;
+    const GB::cuda::Driver* driver =
+        GB::cuda::LoadCudaDriver(GB::cuda::kRequestedDriverVersion, &loadReason);
+    std::string reason;
+    boost::shared_ptr<GB::Device> device = GB::Device::Create(GB::kDeviceKind_CUDA, &reason);
+    if (driver == nullptr) {
+        EXPECT_FALSE(device);
+        EXPECT_FALSE(loadReason.empty());
+        EXPECT_NE(reason.find("CUDA is not available"), std::string::npos) << reason;
+        EXPECT_EQ(GB::cuda::GetCudaDriver(), nullptr);
+        return;
+    }
+    EXPECT_EQ(GB::cuda::GetCudaDriver(), driver);
+    ASSERT_TRUE(device) << reason;
+    EXPECT_EQ(device->DeviceKind, GB::kDeviceKind_CUDA);
+    EXPECT_FALSE(device->GetName().empty());
+    // A round trip through device memory and a pinned host buffer.
+    const boost::shared_ptr<GB::ComputeContext>& compute = device->GetComputeContext();
+    std::vector<std::uint8_t> pattern(1000);
+    std::iota(pattern.begin(), pattern.end(), 0);
+    void* buffer = compute->AllocateBuffer(pattern.size());
+    void* host = device->GetHostBufferAllocator().Allocate(pattern.size());
+    ASSERT_NE(buffer, nullptr);
+    ASSERT_NE(host, nullptr);
+    ASSERT_EQ(compute->CopyHostToBuffer(pattern.data(), buffer, pattern.size(), GB::kCopy_Wait),
+              GB::kResult_OK);
+    ASSERT_EQ(compute->CopyBufferToHost(buffer, host, pattern.size(), GB::kCopy_Async),
+              GB::kResult_OK);
+    void* address = device->GetHostBufferMapper().Map(host);
+    boost::shared_ptr<GB::CompletionEvent> done = compute->CreateCompletionEvent();
+    EXPECT_TRUE(done->Wait());
+    EXPECT_TRUE(done->IsComplete());
+    EXPECT_EQ(std::memcmp(address, pattern.data(), pattern.size()), 0);
+    device->GetHostBufferMapper().Unmap(host, address);
+    device->GetHostBufferAllocator().Free(host);
+    compute->FreeBuffer(buffer);
+}
+
+TEST(CudaDeviceTest, LoaderReportsWhatIsMissing) {
+    GB::cuda::Driver table{};
+    std::string reason;
+    EXPECT_FALSE(GB::cuda::LoadDriverTable("libstereon-no-such-driver.so", 9020, &table, &reason));
+    EXPECT_NE(reason.find("cannot load the CUDA driver"), std::string::npos) << reason;
+    // A library that loads but is not a CUDA driver.
+    reason.clear();
+    EXPECT_FALSE(GB::cuda::LoadDriverTable("libc.so.6", 9020, &table, &reason));
+    EXPECT_NE(reason.find("lacks cuInit"), std::string::npos) << reason;
+    EXPECT_EQ(table.cuInit, nullptr);
+    reason.clear();
+    EXPECT_FALSE(GB::cuda::LoadDriverTable(nullptr, 9020, &table, &reason));
+    EXPECT_FALSE(reason.empty());
+    EXPECT_STREQ(GB::cuda::DriverLibraryName(), "libcuda.so.1");
+}
+
+}  // namespace

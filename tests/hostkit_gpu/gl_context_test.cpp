@@ -1,0 +1,140 @@
+// Offscreen GL contexts as the devices and the GL tests make them, on the real driver.
+
+#include <GL/glew.h>
+
+#include <cstring>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "GB/OffscreenGL.h"
+#include "gl_test_context.h"
+
+namespace {
+
+using stereon::test::GlTest;
+using stereon::test::GlTestContext;
+
+TEST_F(GlTest, ContextIsCoreDebugOfAtLeast41) {
+    EXPECT_GE(stereon::test::CurrentGlVersion(), 41);
+    GLint profile = 0;
+    glGetIntegerv(GL_CONTEXT_PROFILE_MASK, &profile);
+    EXPECT_NE(profile & GL_CONTEXT_CORE_PROFILE_BIT, 0);
+    GLint flags = 0;
+    glGetIntegerv(GL_CONTEXT_FLAGS, &flags);
+    EXPECT_NE(flags & GL_CONTEXT_FLAG_DEBUG_BIT, 0);
+    // A core entry point beyond GL 1.1 came through the loader.
+    ASSERT_NE(glGenVertexArrays, nullptr);
+    GLuint vao = 0;
+    glGenVertexArrays(1, &vao);
+    EXPECT_NE(vao, 0u);
+    glDeleteVertexArrays(1, &vao);
+    EXPECT_EQ(glGetError(), static_cast<GLenum>(GL_NO_ERROR));
+}
+
+TEST_F(GlTest, TextureRoundTripsThroughReadBack) {
+    const std::vector<std::uint8_t> pixels = {255, 0, 0,   255, 0,  255, 0,  128,
+                                              0,   0, 255, 0,   10, 20,  30, 40};
+    const GLuint texture = stereon::test::MakeTextureRGBA8(2, 2, pixels);
+    ASSERT_NE(texture, 0u);
+    EXPECT_EQ(stereon::test::ReadTextureRGBA8(texture, 2, 2), pixels);
+    // A size that does not match gives nothing rather than a partial image.
+    EXPECT_TRUE(stereon::test::ReadTextureRGBA8(texture, 3, 2).empty());
+    EXPECT_TRUE(stereon::test::ReadTextureRGBA8(0, 2, 2).empty());
+
+    // The framebuffer read-back sees what a render target holds.
+    GLuint fbo = 0;
+    glGenFramebuffers(1, &fbo);
+    glBindFramebuffer(GL_FRAMEBUFFER, fbo);
+    glFramebufferTexture(GL_FRAMEBUFFER, GL_COLOR_ATTACHMENT0, texture, 0);
+    ASSERT_EQ(glCheckFramebufferStatus(GL_FRAMEBUFFER),
+              static_cast<GLenum>(GL_FRAMEBUFFER_COMPLETE));
+    const std::vector<std::uint8_t> corner = stereon::test::ReadFramebufferRGBA8(1, 1, 1, 1);
+    EXPECT_EQ(corner, (std::vector<std::uint8_t>{10, 20, 30, 40}));
+    const GLfloat green[4] = {0.0f, 1.0f, 0.0f, 1.0f};
+    glClearBufferfv(GL_COLOR, 0, green);
+    EXPECT_EQ(stereon::test::ReadFramebufferRGBA8(0, 0, 2, 1),
+              (std::vector<std::uint8_t>{0, 255, 0, 255, 0, 255, 0, 255}));
+    glBindFramebuffer(GL_FRAMEBUFFER, 0);
+    glDeleteFramebuffers(1, &fbo);
+    glDeleteTextures(1, &texture);
+}
+
+TEST(GlContextTest, SharedContextsSeeEachOthersObjectsAcrossThreads) {
+    GlTestContext first;
+    if (!first.ok()) {
+        GTEST_SKIP() << first.error();
+    }
+    GlTestContext second(&first);
+    ASSERT_TRUE(second.ok()) << second.error();
+    GlTestContext unrelated;
+    ASSERT_TRUE(unrelated.ok()) << unrelated.error();
+    // One display per process, whichever context asks.
+    EXPECT_EQ(first.display(), unrelated.display());
+
+    first.MakeCurrent();
+    ASSERT_TRUE(first.IsCurrent()) << first.error();
+    const std::vector<std::uint8_t> pixels = {1, 2, 3, 4, 5, 6, 7, 8};
+    const GLuint texture = stereon::test::MakeTextureRGBA8(2, 1, pixels);
+    ASSERT_NE(texture, 0u);
+    glFinish();
+    first.ReleaseCurrent();
+    EXPECT_FALSE(first.IsCurrent());
+
+    // The sharing context reads the texture on another thread, as the upload and render
+    // threads do.
+    std::vector<std::uint8_t> seen;
+    std::string error;
+    std::thread reader([&] {
+        second.MakeCurrent();
+        if (!second.IsCurrent()) {
+            error = second.error();
+            return;
+        }
+        seen = stereon::test::ReadTextureRGBA8(texture, 2, 1);
+        second.ReleaseCurrent();
+    });
+    reader.join();
+    EXPECT_TRUE(error.empty()) << error;
+    EXPECT_EQ(seen, pixels);
+
+    // A context outside the share group does not know the name.
+    unrelated.MakeCurrent();
+    ASSERT_TRUE(unrelated.IsCurrent()) << unrelated.error();
+    EXPECT_EQ(glIsTexture(texture), static_cast<GLboolean>(GL_FALSE));
+    unrelated.ReleaseCurrent();
+
+    first.MakeCurrent();
+    GLuint name = texture;
+    glDeleteTextures(1, &name);
+    first.ReleaseCurrent();
+}
+
+TEST(GlContextTest, BadRequestsFailWithAReason) {
+    std::string error;
+    const EGLDisplay display = GB::offscreen::GetDisplay(&error);
+    if (display == EGL_NO_DISPLAY) {
+        GTEST_SKIP() << error;
+    }
+    // No driver offers OpenGL 9.9.
+    error.clear();
+    EXPECT_EQ(GB::offscreen::CreateContext(display, EGL_NO_CONTEXT, 9, 9, false, &error),
+              EGL_NO_CONTEXT);
+    EXPECT_NE(error.find("9.9"), std::string::npos) << error;
+    EXPECT_NE(error.find("EGL_"), std::string::npos) << error;
+
+    error.clear();
+    EXPECT_EQ(GB::offscreen::CreateContext(EGL_NO_DISPLAY, EGL_NO_CONTEXT, 4, 1, false, &error),
+              EGL_NO_CONTEXT);
+    EXPECT_FALSE(error.empty());
+
+    // Without a current context there is nothing to load functions for.
+    GB::offscreen::ReleaseCurrent(display, nullptr);
+    error.clear();
+    EXPECT_FALSE(GB::offscreen::LoadGLFunctions(&error));
+    EXPECT_FALSE(error.empty());
+
+    EXPECT_EQ(GB::offscreen::ErrorText(EGL_BAD_MATCH), "EGL_BAD_MATCH (0x3009)");
+}
+
+}  // namespace

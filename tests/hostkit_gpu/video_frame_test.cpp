@@ -1,0 +1,172 @@
+// Video frames as the upload path queries them.
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <string>
+
+#include "GB/PixelConversion.h"
+#include "VF/VideoFrame.h"
+
+namespace {
+
+using hostcore::classref::InterfaceRef;
+using hostcore::classref::NullInterfaceException;
+
+TEST(VideoFrameTest, HostFrameAnswersMemoryAccessOnly) {
+    InterfaceRef<MF::IVideoFrame> frame;
+    ASSERT_EQ(
+        VF::CreateHostVideoFrame(frame, GB::kPixelFormat_ARGB_4444_8u, 5, 3, 0,
+                                 hostmediatypes::PixelAspectRatio{2, 1}, MF::kFieldType_UpperFirst,
+                                 hostmediatypes::color::ColorSpace::BT709RGBFull()),
+        VF::kCreateResult_OK);
+    ASSERT_TRUE(frame);
+    EXPECT_EQ(frame->GetBounds().width, 5);
+    EXPECT_EQ(frame->GetBounds().height, 3);
+    EXPECT_EQ(frame->GetPixelFormat(), GB::kPixelFormat_ARGB_4444_8u);
+    EXPECT_EQ(frame->GetPixelAspectRatio(), (hostmediatypes::PixelAspectRatio{2, 1}));
+    EXPECT_EQ(frame->GetColorSpace().GetName(), "BT.709 RGB Full");
+    EXPECT_EQ(frame->GetFieldType(), MF::kFieldType_UpperFirst);
+
+    auto memory = frame.QueryInterface<VF::IVideoFrameMemoryAccess>();
+    auto rows = frame.QueryInterface<VF::IVideoFrame2DPixelMemoryAccess>();
+    ASSERT_TRUE(memory);
+    ASSERT_TRUE(rows);
+    EXPECT_EQ(rows->GetRowBytes(), 32);  // 20 bytes padded to 16
+    EXPECT_EQ(memory->GetSizeInBytes(), 96u);
+    // Zero-filled and writable over its whole size.
+    const unsigned char* pixels = static_cast<const unsigned char*>(memory->GetPixels());
+    for (std::size_t i = 0; i < memory->GetSizeInBytes(); ++i) {
+        ASSERT_EQ(pixels[i], 0) << i;
+    }
+    std::memset(memory->GetPixels(), 0xab, memory->GetSizeInBytes());
+
+    EXPECT_FALSE(frame.QueryInterface<VF::IGPUVideoFrameMemoryAccess>());
+    EXPECT_FALSE(frame.QueryInterface<VF::ICompletionEventVideoFrame>());
+    EXPECT_FALSE(frame.QueryInterface<VF::IGPUDeviceVideoFrame>());
+    // A missing interface dereferenced is the host's exception, naming the reference type.
+    auto gpu = frame.QueryInterface<VF::IGPUVideoFrameMemoryAccess>();
+    try {
+        gpu->GetDeviceBuffer();
+        FAIL() << "no exception";
+    } catch (const NullInterfaceException& e) {
+        const std::string text = e.what();
+        EXPECT_EQ(text.rfind("A NULL interface pointer has been dereferenced: ", 0), 0u) << text;
+        EXPECT_NE(text.find("IGPUVideoFrameMemoryAccess"), std::string::npos) << text;
+    }
+
+    // The frame's own query: an identifier and an output pointer, negative on failure.
+    void* out = reinterpret_cast<void*>(1);
+    EXPECT_LT(frame->QueryFrameInterface(VF::IGPUDeviceVideoFrame::kInterfaceID, &out), 0);
+    EXPECT_EQ(out, nullptr);
+    EXPECT_LT(frame->QueryFrameInterface(VF::IVideoFrameMemoryAccess::kInterfaceID, nullptr), 0);
+    ASSERT_EQ(frame->QueryFrameInterface(VF::IVideoFrameMemoryAccess::kInterfaceID, &out), 0);
+    auto adopted = InterfaceRef<VF::IVideoFrameMemoryAccess>::Adopt(
+        static_cast<VF::IVideoFrameMemoryAccess*>(out));
+    EXPECT_EQ(adopted->GetPixels(), memory->GetPixels());
+}
+
+TEST(VideoFrameTest, NullFrameThrows) {
+    InterfaceRef<MF::IVideoFrame> frame;
+    EXPECT_THROW(frame->GetBounds(), NullInterfaceException);
+    EXPECT_FALSE(frame.QueryInterface<VF::IVideoFrameMemoryAccess>());
+}
+
+TEST(VideoFrameTest, BadHostFramesAreRefused) {
+    InterfaceRef<MF::IVideoFrame> frame;
+    EXPECT_EQ(VF::CreateHostVideoFrame(frame, GB::kPixelFormat_ARGB_4444_8u, 0, 4),
+              VF::kCreateResult_InvalidArgument);
+    EXPECT_EQ(VF::CreateHostVideoFrame(frame, GB::kPixelFormat_ARGB_4444_8u, 4, -1),
+              VF::kCreateResult_InvalidArgument);
+    EXPECT_EQ(VF::CreateHostVideoFrame(frame, hostmediatypes::kPixelFormat_Any, 4, 4),
+              VF::kCreateResult_InvalidArgument);
+    // Rows shorter than the pixels, or misaligned for the components.
+    EXPECT_EQ(VF::CreateHostVideoFrame(frame, GB::kPixelFormat_ARGB_4444_8u, 4, 4, 15),
+              VF::kCreateResult_InvalidArgument);
+    EXPECT_EQ(VF::CreateHostVideoFrame(frame, GB::kPixelFormat_GPU_BGRA_4444_32f, 1, 4, 18),
+              VF::kCreateResult_InvalidArgument);
+    // Beyond what row arithmetic can hold.
+    EXPECT_EQ(VF::CreateHostVideoFrame(frame, GB::kPixelFormat_ARGB_4444_8u, 65536, 65536),
+              VF::kCreateResult_InvalidArgument);
+    EXPECT_FALSE(frame);
+    // Any row bytes the pixels fit in are taken as given.
+    ASSERT_EQ(VF::CreateHostVideoFrame(frame, GB::kPixelFormat_ARGB_4444_8u, 4, 4, 17),
+              VF::kCreateResult_OK);
+    EXPECT_EQ(frame.QueryInterface<VF::IVideoFrame2DPixelMemoryAccess>()->GetRowBytes(), 17);
+}
+
+TEST(VideoFrameTest, GPUFrameAnswersDeviceInterfaces) {
+    std::string reason;
+    boost::shared_ptr<GB::Device> device = GB::Device::Create(GB::kDeviceKind_OpenCL, &reason);
+    if (!device) {
+        GTEST_SKIP() << "no OpenCL device: " << reason;
+    }
+    int released = 0;
+    boost::shared_ptr<GB::CompletionEvent> written =
+        device->GetComputeContext()->CreateCompletionEvent();
+    InterfaceRef<MF::IVideoFrame> frame;
+    ASSERT_EQ(VF::CreateGPUVideoFrame(frame, device, GB::kPixelFormat_GPU_BGRA_4444_16f, 3, 2,
+                                      hostmediatypes::kPixelAspectRatio_Square,
+                                      MF::kFieldType_Progressive, MF::Point{4, 5},
+                                      hostmediatypes::color::ColorSpace::BT2020RGBFull(), 0,
+                                      VF::kGPUFrameFlag_Clear, written, [&] { ++released; }),
+              VF::kCreateResult_OK);
+    EXPECT_EQ(frame->GetBounds().left, 4);
+    EXPECT_EQ(frame->GetBounds().top, 5);
+    EXPECT_EQ(frame->GetBounds().width, 3);
+    EXPECT_EQ(frame->GetBounds().height, 2);
+    EXPECT_EQ(frame->GetColorSpace().GetName(), "BT.2020 RGB Full");
+
+    EXPECT_FALSE(frame.QueryInterface<VF::IVideoFrameMemoryAccess>());
+    auto gpu = frame.QueryInterface<VF::IGPUVideoFrameMemoryAccess>();
+    auto rows = frame.QueryInterface<VF::IVideoFrame2DPixelMemoryAccess>();
+    auto completion = frame.QueryInterface<VF::ICompletionEventVideoFrame>();
+    auto owner = frame.QueryInterface<VF::IGPUDeviceVideoFrame>();
+    ASSERT_TRUE(gpu && rows && completion && owner);
+    EXPECT_EQ(rows->GetRowBytes(), 32);
+    EXPECT_EQ(owner->GetDevice(), device);
+    EXPECT_EQ(completion->GetCompletionEvent(), written);
+
+    // The cleared buffer reads back as zeros through the device.
+    void* host = device->GetHostBufferAllocator().Allocate(64);
+    ASSERT_EQ(device->GetComputeContext()->CopyBufferToHost(gpu->GetDeviceBuffer(), host, 64,
+                                                            GB::kCopy_Wait),
+              GB::kResult_OK);
+    const unsigned char* bytes =
+        static_cast<const unsigned char*>(device->GetHostBufferMapper().Map(host));
+    ASSERT_NE(bytes, nullptr);
+    for (int i = 0; i < 64; ++i) {
+        EXPECT_EQ(bytes[i], 0) << i;
+    }
+    device->GetHostBufferMapper().Unmap(host, const_cast<unsigned char*>(bytes));
+    device->GetHostBufferAllocator().Free(host);
+
+    // References held through interfaces keep the frame; the last one frees it.
+    frame = nullptr;
+    EXPECT_EQ(released, 0);
+    gpu = nullptr;
+    rows = nullptr;
+    completion = nullptr;
+    owner = nullptr;
+    EXPECT_EQ(released, 1);
+
+    // Bad GPU frames are refused.
+    EXPECT_EQ(VF::CreateGPUVideoFrame(
+                  frame, boost::shared_ptr<GB::Device>(), GB::kPixelFormat_BGRA_4444_8u, 4, 4,
+                  hostmediatypes::kPixelAspectRatio_Square, MF::kFieldType_Progressive, MF::Point{},
+                  hostmediatypes::color::ColorSpace(), 0, 0, {}, {}),
+              VF::kCreateResult_InvalidArgument);
+    EXPECT_EQ(VF::CreateGPUVideoFrame(frame, device, GB::kPixelFormat_BGRA_4444_8u, 0, 4,
+                                      hostmediatypes::kPixelAspectRatio_Square,
+                                      MF::kFieldType_Progressive, MF::Point{},
+                                      hostmediatypes::color::ColorSpace(), 0, 0, {}, {}),
+              VF::kCreateResult_InvalidArgument);
+    EXPECT_EQ(VF::CreateGPUVideoFrame(frame, device, GB::kPixelFormat_BGRA_4444_8u, 4, 4,
+                                      hostmediatypes::kPixelAspectRatio_Square,
+                                      MF::kFieldType_Progressive, MF::Point{},
+                                      hostmediatypes::color::ColorSpace(), 0, 8, {}, {}),
+              VF::kCreateResult_InvalidArgument);
+    EXPECT_FALSE(frame);
+}
+
+}  // namespace
