@@ -1,0 +1,339 @@
+// The simulated runtime as an application meets it: found and loaded by the OpenVR client,
+// used only through the OpenVR interfaces, with the control interface playing the world.
+#include <gtest/gtest.h>
+#include <png.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <string>
+#include <vector>
+
+#include "gl_test_context.h"
+#include "simvr/simvr_control.h"
+#include "simvr/simvr_setup.h"
+#include "stnvr/vr_client.h"
+
+namespace {
+
+class SimClientTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        simvr::ResetRuntime();
+        home_ = simvr::MakeTempDirectory("simvr-client-");
+        ASSERT_FALSE(home_.empty());
+        std::string error;
+        ASSERT_TRUE(simvr::InstallVrPathFile(home_, &error)) << error;
+    }
+    void TearDown() override {
+        vr::VR_Shutdown();
+        simvr::ClearEnvironment();
+        std::system(("rm -rf '" + home_ + "'").c_str());
+    }
+    vr::IVRSystem* Init() {
+        vr::EVRInitError error = vr::VRInitError_Unknown;
+        vr::IVRSystem* system = vr::VR_Init(&error, vr::VRApplication_Scene);
+        EXPECT_EQ(error, vr::VRInitError_None);
+        return system;
+    }
+    template <typename T>
+    T* Get(const char* version) {
+        vr::EVRInitError error = vr::VRInitError_Unknown;
+        T* result = static_cast<T*>(vr::VR_GetGenericInterface(version, &error));
+        EXPECT_EQ(error, vr::VRInitError_None) << version;
+        return result;
+    }
+    static std::string Property(vr::IVRSystem* system, vr::TrackedDeviceIndex_t device,
+                                vr::ETrackedDeviceProperty prop) {
+        const uint32_t size =
+            system->GetStringTrackedDeviceProperty(device, prop, nullptr, 0, nullptr);
+        std::vector<char> buffer(size + 1, '\0');
+        system->GetStringTrackedDeviceProperty(device, prop, buffer.data(), size, nullptr);
+        return buffer.data();
+    }
+
+    std::string home_;
+};
+
+TEST_F(SimClientTest, FoundThroughThePathRegistryAndTheEnvironment) {
+    EXPECT_TRUE(vr::VR_IsHmdPresent());
+    simvr_set_hmd_present(0);
+    EXPECT_FALSE(vr::VR_IsHmdPresent());
+    simvr_set_hmd_present(1);
+
+    vr::IVRSystem* system = Init();
+    ASSERT_NE(system, nullptr);
+    EXPECT_NE(Get<vr::IVRCompositor>("IVRCompositor_021"), nullptr);
+    EXPECT_NE(Get<vr::IVRRenderModels>("IVRRenderModels_005"), nullptr);
+    EXPECT_NE(Get<vr::IVRSettings>("IVRSettings_002"), nullptr);
+    EXPECT_NE(Get<vr::IVRChaperone>("IVRChaperone_003"), nullptr);
+    EXPECT_EQ(Property(system, 0, vr::Prop_TrackingSystemName_String), "lighthouse");
+    EXPECT_TRUE(simvr_is_initialized());
+    vr::VR_Shutdown();
+    EXPECT_FALSE(simvr_is_initialized());
+
+    // The environment route: no registry file to read, all three variables set.
+    simvr::ClearEnvironment();
+    setenv("XDG_CONFIG_HOME", (home_ + "/elsewhere").c_str(), 1);
+    vr::EVRInitError error = vr::VRInitError_None;
+    EXPECT_EQ(vr::VR_Init(&error, vr::VRApplication_Scene), nullptr);
+    EXPECT_EQ(error, vr::VRInitError_Init_PathRegistryNotFound);
+    std::string reason;
+    ASSERT_TRUE(simvr::UseEnvironment(home_ + "/env", &reason)) << reason;
+    ASSERT_TRUE(simvr_set_profile(SIMVR_PROFILE_RIFT));
+    system = Init();
+    ASSERT_NE(system, nullptr);
+    EXPECT_EQ(Property(system, 0, vr::Prop_TrackingSystemName_String), "oculus");
+    EXPECT_EQ(Property(system, 2, vr::Prop_RenderModelName_String), "oculus_cv1_controller_right");
+    EXPECT_EQ(simvr_get_init_count(), 2);
+
+    // Interfaces the runtime withdraws make VR_Init fail as the client specifies.
+    vr::VR_Shutdown();
+    simvr_set_interface_enabled("IVRSystem_017", 0);
+    EXPECT_EQ(vr::VR_Init(&error, vr::VRApplication_Scene), nullptr);
+    EXPECT_EQ(error, vr::VRInitError_Init_InterfaceNotFound);
+}
+
+TEST_F(SimClientTest, PosesAndEventsThroughTheClient) {
+    vr::IVRSystem* system = Init();
+    ASSERT_NE(system, nullptr);
+    auto* compositor = Get<vr::IVRCompositor>("IVRCompositor_021");
+    ASSERT_NE(compositor, nullptr);
+
+    simvr_set_head_pose(30.0f, 0, 0, 0, 1.5f, 0);
+    vr::TrackedDevicePose_t poses[vr::k_unMaxTrackedDeviceCount];
+    ASSERT_EQ(compositor->WaitGetPoses(poses, vr::k_unMaxTrackedDeviceCount, nullptr, 0),
+              vr::VRCompositorError_None);
+    ASSERT_TRUE(poses[0].bPoseIsValid);
+    EXPECT_NEAR(poses[0].mDeviceToAbsoluteTracking.m[0][2], 0.5f, 1e-5f);  // sin 30
+    EXPECT_NEAR(poses[0].mDeviceToAbsoluteTracking.m[1][3], 1.5f, 1e-6f);
+    EXPECT_EQ(system->GetTrackedDeviceClass(1), vr::TrackedDeviceClass_Controller);
+
+    // Paced: each wait ends at a later vsync.
+    simvr_set_refresh_rate(240.0f);
+    simvr_set_paced(1);
+    uint64_t frame = simvr_get_frame_index();
+    for (int i = 0; i < 3; ++i) {
+        compositor->WaitGetPoses(poses, vr::k_unMaxTrackedDeviceCount, nullptr, 0);
+        EXPECT_GT(simvr_get_frame_index(), frame);
+        frame = simvr_get_frame_index();
+    }
+
+    ASSERT_TRUE(simvr_push_button_event(vr::VREvent_ButtonPress, 1, vr::k_EButton_Grip, nullptr));
+    ASSERT_TRUE(simvr_push_quit());
+    vr::VREvent_t event;
+    vr::TrackedDevicePose_t pose;
+    ASSERT_TRUE(system->PollNextEventWithPose(compositor->GetTrackingSpace(), &event, sizeof(event),
+                                              &pose));
+    EXPECT_EQ(event.eventType, uint32_t(vr::VREvent_ButtonPress));
+    EXPECT_EQ(event.data.controller.button, uint32_t(vr::k_EButton_Grip));
+    EXPECT_TRUE(pose.bPoseIsValid);
+    ASSERT_TRUE(
+        system->PollNextEventWithPose(vr::TrackingUniverseStanding, &event, sizeof(event), &pose));
+    EXPECT_EQ(event.eventType, uint32_t(vr::VREvent_Quit));
+    EXPECT_FALSE(system->PollNextEvent(&event, sizeof(event)));
+}
+
+TEST_F(SimClientTest, RenderModelsSettingsAndFeedbackThroughTheClient) {
+    ASSERT_NE(Init(), nullptr);
+    auto* models = Get<vr::IVRRenderModels>("IVRRenderModels_005");
+    auto* settings = Get<vr::IVRSettings>("IVRSettings_002");
+    auto* chaperone = Get<vr::IVRChaperone>("IVRChaperone_003");
+    auto* compositor = Get<vr::IVRCompositor>("IVRCompositor_021");
+    ASSERT_TRUE(models && settings && chaperone && compositor);
+
+    simvr_set_model_load_polls(1);
+    simvr_set_model_error("oculus_cv1_controller_right", vr::VRRenderModelError_InvalidModel);
+    vr::RenderModel_t* model = nullptr;
+    EXPECT_EQ(models->LoadRenderModel_Async("lh_basestation_vive", &model),
+              vr::VRRenderModelError_Loading);
+    ASSERT_EQ(models->LoadRenderModel_Async("lh_basestation_vive", &model),
+              vr::VRRenderModelError_None);
+    EXPECT_GT(model->unTriangleCount, 0u);
+    models->FreeRenderModel(model);
+    models->LoadRenderModel_Async("oculus_cv1_controller_right", &model);
+    EXPECT_EQ(models->LoadRenderModel_Async("oculus_cv1_controller_right", &model),
+              vr::VRRenderModelError_InvalidModel);
+
+    settings->Sync(false, nullptr);
+    settings->SetBool("userinterface", "StatusAlwaysOnTop", false, nullptr);
+    settings->Sync(false, nullptr);
+    chaperone->ForceBoundsVisible(false);
+    compositor->FadeToColor(1.0f, 0, 0, 0, 1.0f, false);
+    Get<vr::IVRSystem>("IVRSystem_017")->TriggerHapticPulse(2, 0, 500);
+
+    std::vector<int> kinds;
+    for (uint32_t i = 0; i < simvr_get_call_count(); ++i) {
+        simvr_call call;
+        ASSERT_TRUE(simvr_get_call(i, &call));
+        if (call.kind != SIMVR_CALL_INIT) {
+            kinds.push_back(call.kind);
+        }
+    }
+    const std::vector<int> expected = {SIMVR_CALL_SETTINGS_SYNC, SIMVR_CALL_SETTINGS_SET,
+                                       SIMVR_CALL_SETTINGS_SYNC, SIMVR_CALL_CHAPERONE,
+                                       SIMVR_CALL_FADE_TO_COLOR, SIMVR_CALL_HAPTIC_PULSE};
+    EXPECT_EQ(kinds, expected);
+    float rgba[4];
+    ASSERT_TRUE(simvr_get_fade_color(rgba));
+    EXPECT_FLOAT_EQ(rgba[3], 1.0f);
+}
+
+// Reads a PNG back into RGBA rows, top row first.
+bool ReadPng(const std::string& path, uint32_t* width, uint32_t* height,
+             std::vector<uint8_t>* rgba) {
+    png_image image{};
+    image.version = PNG_IMAGE_VERSION;
+    if (!png_image_begin_read_from_file(&image, path.c_str())) {
+        return false;
+    }
+    image.format = PNG_FORMAT_RGBA;
+    rgba->resize(PNG_IMAGE_SIZE(image));
+    *width = image.width;
+    *height = image.height;
+    return png_image_finish_read(&image, nullptr, rgba->data(), 0, nullptr) != 0;
+}
+
+class SimClientGlTest : public SimClientTest {};
+
+TEST_F(SimClientGlTest, SubmittedEyeTexturesAreReadBackAndWrittenAsPng) {
+    stereon::test::GlTestContext context;
+    ASSERT_TRUE(context.ok()) << context.error();
+    context.MakeCurrent();
+    ASSERT_TRUE(context.IsCurrent()) << context.error();
+
+    // Left eye: lower half red, upper half blue; right eye all green.
+    const int w = 8, h = 6;
+    std::vector<uint8_t> left(w * h * 4), right(w * h * 4);
+    for (int y = 0; y < h; ++y) {
+        for (int x = 0; x < w; ++x) {
+            uint8_t* p = &left[size_t(y * w + x) * 4];
+            p[0] = y < h / 2 ? 255 : 0;
+            p[1] = 0;
+            p[2] = y < h / 2 ? 0 : 255;
+            p[3] = 255;
+            uint8_t* q = &right[size_t(y * w + x) * 4];
+            q[0] = 0;
+            q[1] = 200;
+            q[2] = 0;
+            q[3] = 255;
+        }
+    }
+    const GLuint leftTexture = stereon::test::MakeTextureRGBA8(w, h, left);
+    const GLuint rightTexture = stereon::test::MakeTextureRGBA8(w, h, right);
+    ASSERT_NE(leftTexture, 0u);
+    ASSERT_NE(rightTexture, 0u);
+    glBindTexture(GL_TEXTURE_2D, rightTexture);
+
+    ASSERT_NE(Init(), nullptr);
+    auto* compositor = Get<vr::IVRCompositor>("IVRCompositor_021");
+    ASSERT_NE(compositor, nullptr);
+    simvr_set_readback(1);
+    compositor->WaitGetPoses(nullptr, 0, nullptr, 0);
+    vr::Texture_t l{reinterpret_cast<void*>(uintptr_t(leftTexture)), vr::TextureType_OpenGL,
+                    vr::ColorSpace_Gamma};
+    vr::Texture_t r{reinterpret_cast<void*>(uintptr_t(rightTexture)), vr::TextureType_OpenGL,
+                    vr::ColorSpace_Gamma};
+    EXPECT_EQ(compositor->Submit(vr::Eye_Left, &l, nullptr, vr::Submit_Default),
+              vr::VRCompositorError_None);
+    EXPECT_EQ(compositor->Submit(vr::Eye_Right, &r, nullptr, vr::Submit_Default),
+              vr::VRCompositorError_None);
+    compositor->PostPresentHandoff();
+
+    // The read-back left the caller's binding alone.
+    GLint bound = 0;
+    glGetIntegerv(GL_TEXTURE_BINDING_2D, &bound);
+    EXPECT_EQ(GLuint(bound), rightTexture);
+
+    uint32_t iw = 0, ih = 0;
+    uint64_t frame = 0;
+    ASSERT_TRUE(simvr_get_eye_image_info(0, &iw, &ih, &frame));
+    EXPECT_EQ(iw, uint32_t(w));
+    EXPECT_EQ(ih, uint32_t(h));
+    EXPECT_EQ(frame, simvr_get_frame_index());
+    uint8_t pixel[4];
+    ASSERT_TRUE(simvr_get_eye_pixel(0, 3, 0, pixel));
+    EXPECT_EQ(pixel[0], 255);  // bottom row red
+    ASSERT_TRUE(simvr_get_eye_pixel(0, 3, h - 1, pixel));
+    EXPECT_EQ(pixel[2], 255);  // top row blue
+    ASSERT_TRUE(simvr_get_eye_pixel(1, 0, 0, pixel));
+    EXPECT_EQ(pixel[1], 200);
+    EXPECT_FALSE(simvr_get_eye_pixel(1, w, 0, pixel));
+    std::vector<uint8_t> copy(w * h * 4);
+    EXPECT_EQ(simvr_copy_eye_image(0, copy.data(), uint32_t(copy.size())), copy.size());
+    EXPECT_EQ(copy, left);
+    EXPECT_EQ(simvr_copy_eye_image(0, copy.data(), 4), 0u);
+
+    const std::string path = home_ + "/left.png";
+    ASSERT_TRUE(simvr_write_eye_png(0, path.c_str()));
+    std::vector<uint8_t> png;
+    ASSERT_TRUE(ReadPng(path, &iw, &ih, &png));
+    EXPECT_EQ(iw, uint32_t(w));
+    EXPECT_EQ(ih, uint32_t(h));
+    EXPECT_EQ(png[0], 0);  // top row first in the file: blue
+    EXPECT_EQ(png[2], 255);
+    EXPECT_EQ(png[size_t((h - 1) * w) * 4], 255);  // bottom row red
+    EXPECT_FALSE(simvr_write_eye_png(0, (home_ + "/missing/dir/x.png").c_str()));
+    EXPECT_FALSE(simvr_write_eye_png(5, path.c_str()));
+
+    // Without a current context nothing can be read, and nothing breaks.
+    compositor->WaitGetPoses(nullptr, 0, nullptr, 0);
+    context.ReleaseCurrent();
+    EXPECT_EQ(compositor->Submit(vr::Eye_Left, &l, nullptr, vr::Submit_Default),
+              vr::VRCompositorError_None);
+    ASSERT_TRUE(simvr_get_eye_image_info(0, nullptr, nullptr, &frame));
+    EXPECT_LT(frame, simvr_get_frame_index());
+
+    context.MakeCurrent();
+    glDeleteTextures(1, &leftTexture);
+    glDeleteTextures(1, &rightTexture);
+}
+
+TEST_F(SimClientGlTest, RenderbuffersAreReadBackWhenSubmittedAsSuch) {
+    stereon::test::GlTestContext context;
+    ASSERT_TRUE(context.ok()) << context.error();
+    context.MakeCurrent();
+    ASSERT_TRUE(context.IsCurrent()) << context.error();
+
+    GLuint renderbuffer = 0, framebuffer = 0;
+    glGenRenderbuffers(1, &renderbuffer);
+    glBindRenderbuffer(GL_RENDERBUFFER, renderbuffer);
+    glRenderbufferStorage(GL_RENDERBUFFER, GL_RGBA8, 5, 3);
+    glGenFramebuffers(1, &framebuffer);
+    glBindFramebuffer(GL_FRAMEBUFFER, framebuffer);
+    glFramebufferRenderbuffer(GL_FRAMEBUFFER, GL_COLOR_ATTACHMENT0, GL_RENDERBUFFER, renderbuffer);
+    ASSERT_EQ(glCheckFramebufferStatus(GL_FRAMEBUFFER), GLenum(GL_FRAMEBUFFER_COMPLETE));
+    glClearColor(1.0f, 1.0f, 0.0f, 1.0f);
+    glClear(GL_COLOR_BUFFER_BIT);
+
+    ASSERT_NE(Init(), nullptr);
+    auto* compositor = Get<vr::IVRCompositor>("IVRCompositor_021");
+    ASSERT_NE(compositor, nullptr);
+    simvr_set_readback(1);
+    vr::Texture_t eye{reinterpret_cast<void*>(uintptr_t(renderbuffer)), vr::TextureType_OpenGL,
+                      vr::ColorSpace_Gamma};
+    EXPECT_EQ(compositor->Submit(vr::Eye_Right, &eye, nullptr, vr::Submit_GlRenderBuffer),
+              vr::VRCompositorError_None);
+
+    GLint read = 0, draw = 0;
+    glGetIntegerv(GL_READ_FRAMEBUFFER_BINDING, &read);
+    glGetIntegerv(GL_DRAW_FRAMEBUFFER_BINDING, &draw);
+    EXPECT_EQ(GLuint(read), framebuffer);
+    EXPECT_EQ(GLuint(draw), framebuffer);
+    uint32_t w = 0, h = 0;
+    ASSERT_TRUE(simvr_get_eye_image_info(1, &w, &h, nullptr));
+    EXPECT_EQ(w, 5u);
+    EXPECT_EQ(h, 3u);
+    uint8_t pixel[4];
+    ASSERT_TRUE(simvr_get_eye_pixel(1, 4, 2, pixel));
+    EXPECT_EQ(pixel[0], 255);
+    EXPECT_EQ(pixel[1], 255);
+    EXPECT_EQ(pixel[2], 0);
+
+    // Only the eye that was submitted has an image.
+    EXPECT_FALSE(simvr_get_eye_image_info(0, nullptr, nullptr, nullptr));
+    glBindFramebuffer(GL_FRAMEBUFFER, 0);
+    glDeleteFramebuffers(1, &framebuffer);
+    glDeleteRenderbuffers(1, &renderbuffer);
+}
+
+}  // namespace
