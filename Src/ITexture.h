@@ -1,0 +1,69 @@
+#pragma once
+
+#include <boost/shared_ptr.hpp>
+
+#include <string>
+
+#include "hostmediatypes/PixelFormat.h"
+
+namespace GB {
+class Device;
+}
+namespace vr {
+struct RenderModel_TextureMap_t;
+}
+
+namespace STN {
+
+enum TextureFilter {
+    kFilterNearest = 0,
+    kFilterLinear = 1,
+    kFilterTrilinear = 2,
+    kFilterAnisotropic = 3,
+};
+
+// Only the S axis ever repeats.
+enum TextureWrap {
+    kWrapClamp = 0,
+    kWrapRepeatS = 1,
+};
+
+// A sampled image: video frames (host memory, an unpack buffer or a compute-shared image),
+// panel images and render-model textures.
+class ITexture {
+public:
+    virtual const std::string& GetName() = 0;
+    virtual unsigned GetWidth() = 0;
+    virtual unsigned GetHeight() = 0;
+    virtual hostmediatypes::PixelFormat GetPixelFormat() = 0;
+    // Rows padded to 64 bytes; 0 for an empty texture.
+    virtual unsigned GetRowBytes() = 0;
+    virtual bool IsRectangle() = 0;
+    virtual void CreateFromRenderModel(const vr::RenderModel_TextureMap_t& map) = 0;
+    virtual void Create(const boost::shared_ptr<GB::Device>& device, unsigned width,
+                        unsigned height, hostmediatypes::PixelFormat format) = 0;
+    virtual void Create(const boost::shared_ptr<GB::Device>& device, unsigned width,
+                        unsigned height) = 0;
+    virtual void Release() = 0;
+    virtual void SetFilter(TextureFilter filter) = 0;
+    virtual void SetWrap(TextureWrap wrap) = 0;
+    virtual void Upload(const void* data, hostmediatypes::PixelFormat format,
+                        unsigned rowBytes) = 0;
+    virtual void GenerateMipmaps() = 0;
+    virtual void CreatePixelBuffer(hostmediatypes::PixelFormat format) = 0;
+    virtual unsigned GetPixelBuffer() = 0;
+    virtual hostmediatypes::PixelFormat GetPixelBufferFormat() = 0;
+    virtual unsigned GetPixelBufferRowBytes() = 0;
+    virtual void UpdateFromPixelBuffer() = 0;
+    // Shares the pixel buffer, or the image when there is none, with the device's compute API.
+    virtual void RegisterForCompute(const boost::shared_ptr<GB::Device>& device) = 0;
+    // The CUgraphicsResource or the cl_mem; null when not registered.
+    virtual void* GetComputeHandle() = 0;
+    // Always texture unit 0.
+    virtual void Bind() = 0;
+    virtual void Unbind() = 0;
+    virtual bool NeedsIntermediateFrame() = 0;
+    virtual ~ITexture() = default;
+};
+
+}  // namespace STN

@@ -1,0 +1,129 @@
+// The platform-neutral part of the context: factories, the lock pair and GL state.
+// Creation and current-state handling live in the EGL and WGL files.
+
+#include <GL/glew.h>
+
+#include "OpenGL/GraphicsContextOGL.h"
+
+#include "GB/Device.h"
+#include "OpenGL/GLHooks.h"
+#include "OpenGL/MeshOGL.h"
+#include "OpenGL/RenderTargetOGL.h"
+#include "OpenGL/RenderTextureOGL.h"
+#include "OpenGL/ShaderOGL.h"
+#include "OpenGL/TextureOGL.h"
+
+namespace STN {
+
+GraphicsContextOGL::GraphicsContextOGL(const std::string& name) : name(name) {}
+
+GraphicsContextOGL::~GraphicsContextOGL() {
+    DestroyContext();
+}
+
+boost::shared_ptr<GraphicsContextOGL> CreateGraphicsContext(const std::string& name) {
+    return boost::shared_ptr<GraphicsContextOGL>(new GraphicsContextOGL(name));
+}
+
+boost::shared_ptr<IShader> GraphicsContextOGL::CreateShader(const std::string& name) {
+    return boost::shared_ptr<IShader>(new ShaderOGL(name));
+}
+
+boost::shared_ptr<ITexture> GraphicsContextOGL::CreateTexture(const std::string& name) {
+    return boost::shared_ptr<ITexture>(new TextureOGL(name));
+}
+
+boost::shared_ptr<IMesh> GraphicsContextOGL::CreateMesh(const std::string& name) {
+    return boost::shared_ptr<IMesh>(new MeshOGL(name));
+}
+
+boost::shared_ptr<IRenderTarget> GraphicsContextOGL::CreateRenderTarget(const std::string& name) {
+    return boost::shared_ptr<IRenderTarget>(new RenderTargetOGL(name));
+}
+
+boost::shared_ptr<IRenderTexture> GraphicsContextOGL::CreateRenderTexture(const std::string& name) {
+    return boost::shared_ptr<IRenderTexture>(new RenderTextureOGL(name));
+}
+
+boost::shared_ptr<IPanelRenderer> GraphicsContextOGL::CreatePanelRenderer(const std::string& kind) {
+    // "DepthPeeling" and "WeightedAverageBlending" name the two panel compositors. They are not
+    // part of the library yet, so every kind gives an empty pointer, which callers already treat
+    // as plain blending.
+    (void)kind;
+    return boost::shared_ptr<IPanelRenderer>();
+}
+
+void GraphicsContextOGL::BindDevice(const boost::shared_ptr<GB::Device>& device) {
+    DestroyContext();
+    if (device) {
+        deviceContext = static_cast<DeviceHandle>(device->GetOffscreenOpenGLDeviceHandle());
+        glContext = static_cast<ContextHandle>(device->GetOffscreenOpenGLContextHandle());
+        width = 1;
+        height = 1;
+    } else {
+        deviceContext = nullptr;
+        glContext = nullptr;
+        width = 0;
+        height = 0;
+    }
+    ownsContext = false;
+}
+
+void GraphicsContextOGL::MakeCurrentAndLock() {
+    // Lock before touching the context, so it is never current on a thread without the lock.
+    mutex.Lock("GraphicsContextOGL::MakeCurrentAndLock");
+    locked = true;
+    MakeCurrent();
+}
+
+void GraphicsContextOGL::UnlockAndRelease() {
+    ClearCurrent();
+    locked = false;
+    mutex.Unlock();
+}
+
+void GraphicsContextOGL::Flush() {
+    CheckErrors();
+    glFlush();
+}
+
+void GraphicsContextOGL::Finish() {
+    glFinish();
+}
+
+void GraphicsContextOGL::Clear() {
+    glClearColor(0.0f, 0.0f, 0.0f, 1.0f);
+    glClear(GL_COLOR_BUFFER_BIT | GL_DEPTH_BUFFER_BIT);
+}
+
+void GraphicsContextOGL::SetDepthTest(bool enable, int function) {
+    if (enable) {
+        glEnable(GL_DEPTH_TEST);
+    } else {
+        glDisable(GL_DEPTH_TEST);
+    }
+    glDepthFunc(function == 1 ? GL_LEQUAL : GL_LESS);
+}
+
+void GraphicsContextOGL::SetDepthWrite(bool enable) {
+    glDepthMask(enable ? GL_TRUE : GL_FALSE);
+}
+
+void GraphicsContextOGL::SetBlending(bool enable) {
+    if (enable) {
+        glEnable(GL_BLEND);
+        glBlendFunc(GL_ONE, GL_ONE_MINUS_SRC_ALPHA);
+    } else {
+        glDisable(GL_BLEND);
+    }
+}
+
+void GraphicsContextOGL::EnableDebugOutput(bool enable) {
+    SetGLDebugOutput(enable);
+}
+
+void GraphicsContextOGL::CheckErrors() {
+    CheckGLErrors(false);
+}
+
+}  // namespace STN

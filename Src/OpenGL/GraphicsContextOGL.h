@@ -1,0 +1,97 @@
+#pragma once
+
+#include <boost/shared_ptr.hpp>
+
+#include <cstdint>
+#include <string>
+
+#include "IGraphicsContext.h"
+#include "hostcore/threads.h"
+
+#if defined(_WIN32)
+#include <windows.h>
+#else
+#include <EGL/egl.h>
+#endif
+
+namespace STN {
+
+// The OpenGL context: WGL on Windows, EGL (no config, no surface) elsewhere. A context either
+// adopts the host device's offscreen context (never deleted here) or creates its own.
+class GraphicsContextOGL : public IGraphicsContext {
+public:
+#if defined(_WIN32)
+    using DeviceHandle = HDC;
+    using ContextHandle = HGLRC;
+#else
+    using DeviceHandle = EGLDisplay;
+    using ContextHandle = EGLContext;
+#endif
+
+    explicit GraphicsContextOGL(const std::string& name);
+    ~GraphicsContextOGL() override;
+    GraphicsContextOGL(const GraphicsContextOGL&) = delete;
+    GraphicsContextOGL& operator=(const GraphicsContextOGL&) = delete;
+
+    boost::shared_ptr<IShader> CreateShader(const std::string& name) override;
+    boost::shared_ptr<ITexture> CreateTexture(const std::string& name) override;
+    boost::shared_ptr<IMesh> CreateMesh(const std::string& name) override;
+    boost::shared_ptr<IRenderTarget> CreateRenderTarget(const std::string& name) override;
+    boost::shared_ptr<IRenderTexture> CreateRenderTexture(const std::string& name) override;
+    boost::shared_ptr<IPanelRenderer> CreatePanelRenderer(const std::string& kind) override;
+
+    void BindDevice(const boost::shared_ptr<GB::Device>& device) override;
+    bool CreateVersionedContext(unsigned majorVersion,
+                                const boost::shared_ptr<IGraphicsContext>& shareWith) override;
+
+    bool IsCurrent() override;
+    void MakeCurrent() override;
+    void ClearCurrent() override;
+    void MakeCurrentAndLock() override;
+    void UnlockAndRelease() override;
+    void SwapBuffers() override;
+
+    unsigned GetWidth() override {
+        return width;
+    }
+    unsigned GetHeight() override {
+        return height;
+    }
+
+    void Flush() override;
+    void Finish() override;
+    void Clear() override;
+    void SetDepthTest(bool enable, int function) override;
+    void SetDepthWrite(bool enable) override;
+    void SetBlending(bool enable) override;
+    void EnableDebugOutput(bool enable) override;
+    void CheckErrors() override;
+    void DestroyContext() override;
+
+    const std::string& GetName() const {
+        return name;
+    }
+    DeviceHandle GetDeviceHandle() const {
+        return deviceContext;
+    }
+    ContextHandle GetContextHandle() const {
+        return glContext;
+    }
+    bool OwnsContext() const {
+        return ownsContext;
+    }
+
+private:
+    std::string name;
+    std::uint32_t width = 0;
+    std::uint32_t height = 0;
+    hostcore::threads::RecursiveMutex mutex;
+    bool locked = false;
+    bool ownsContext = false;
+    DeviceHandle deviceContext = nullptr;
+    ContextHandle glContext = nullptr;
+};
+
+boost::shared_ptr<GraphicsContextOGL> CreateGraphicsContext(const std::string& name);
+
+}  // namespace STN

@@ -1,0 +1,133 @@
+// Context creation and current state on EGL: a configless, surfaceless core context on the
+// host device's display. EGL cannot share after creation, so the share context is passed here.
+
+#include <GL/glew.h>
+
+#include <EGL/egl.h>
+#include <EGL/eglext.h>
+
+#include <cstdio>
+
+#include "OpenGL/GLHooks.h"
+#include "OpenGL/GraphicsContextOGL.h"
+
+#ifndef EGL_NO_CONFIG_KHR
+#define EGL_NO_CONFIG_KHR ((EGLConfig)0)
+#endif
+
+namespace STN {
+
+namespace {
+
+// The text of the last EGL error, for a log; the callers here drop it.
+std::string GetLastErrorText() {
+    const EGLint code = eglGetError();
+    if (code == EGL_SUCCESS) {
+        return std::string();
+    }
+    char text[32];
+    std::snprintf(text, sizeof(text), "EGL error 0x%04X", static_cast<unsigned>(code));
+    return text;
+}
+
+}  // namespace
+
+bool GraphicsContextOGL::CreateVersionedContext(
+    unsigned majorVersion, const boost::shared_ptr<IGraphicsContext>& shareWith) {
+    const DeviceHandle device = deviceContext;
+    DestroyContext();
+    deviceContext = device;
+
+    if (majorVersion != 3 && majorVersion != 4) {
+        ClearCurrent();
+        return false;
+    }
+    EGLContext shareContext = EGL_NO_CONTEXT;
+    if (shareWith) {
+        const GraphicsContextOGL* other = dynamic_cast<const GraphicsContextOGL*>(shareWith.get());
+        if (other == nullptr) {
+            ClearCurrent();
+            return false;
+        }
+        shareContext = other->glContext;
+    }
+
+    const EGLint attributes[] = {EGL_CONTEXT_MAJOR_VERSION,
+                                 static_cast<EGLint>(majorVersion),
+                                 EGL_CONTEXT_MINOR_VERSION,
+                                 majorVersion == 3 ? 2 : 1,
+                                 EGL_CONTEXT_OPENGL_DEBUG,
+                                 EGL_TRUE,
+                                 EGL_CONTEXT_OPENGL_PROFILE_MASK,
+                                 EGL_CONTEXT_OPENGL_CORE_PROFILE_BIT,
+                                 EGL_NONE};
+    EGLContext created = EGL_NO_CONTEXT;
+    if (deviceContext != EGL_NO_DISPLAY && eglBindAPI(EGL_OPENGL_API) == EGL_TRUE) {
+        created = eglCreateContext(deviceContext, EGL_NO_CONFIG_KHR, shareContext, attributes);
+    }
+    if (created == EGL_NO_CONTEXT) {
+        (void)GetLastErrorText();
+        ClearCurrent();
+        return false;
+    }
+
+    glContext = created;
+    ownsContext = true;
+    MakeCurrent();
+
+    // GLEW built for GLX reports that it found no GLX display while it has loaded every GL
+    // entry point; its result is not a measure of success here.
+    glewExperimental = GL_TRUE;
+    (void)glewInit();
+    CheckGLErrors(true);
+    SetGLDebugOutput(true);
+
+    // No surface is bound, so there is no swap interval to set.
+    return true;
+}
+
+bool GraphicsContextOGL::IsCurrent() {
+    return eglGetCurrentDisplay() == deviceContext && eglGetCurrentContext() == glContext;
+}
+
+void GraphicsContextOGL::MakeCurrent() {
+    if (IsCurrent()) {
+        return;
+    }
+    if (eglMakeCurrent(deviceContext, EGL_NO_SURFACE, EGL_NO_SURFACE, glContext) != EGL_TRUE) {
+        (void)GetLastErrorText();
+    }
+}
+
+void GraphicsContextOGL::ClearCurrent() {
+    // Releasing needs a display; use the one that is current, whichever context that is.
+    const EGLDisplay current = eglGetCurrentDisplay();
+    if (current == EGL_NO_DISPLAY) {
+        return;
+    }
+    if (eglMakeCurrent(current, EGL_NO_SURFACE, EGL_NO_SURFACE, EGL_NO_CONTEXT) != EGL_TRUE) {
+        (void)GetLastErrorText();
+    }
+}
+
+void GraphicsContextOGL::SwapBuffers() {
+    // Surfaceless: nothing to present. Work is still pushed to the GPU as a swap would.
+    if (IsCurrent() && glContext != nullptr) {
+        glFlush();
+    }
+}
+
+void GraphicsContextOGL::DestroyContext() {
+    if (glContext != nullptr) {
+        if (ownsContext) {
+            eglDestroyContext(deviceContext, glContext);
+        }
+        glContext = nullptr;
+    }
+    deviceContext = nullptr;
+    ownsContext = false;
+    width = 0;
+    height = 0;
+}
+
+}  // namespace STN

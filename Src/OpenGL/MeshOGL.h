@@ -1,0 +1,46 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "IMesh.h"
+#include "hostcore/utility.h"
+
+namespace STN {
+
+class MeshOGL : public IMesh {
+public:
+    explicit MeshOGL(const std::string& name);
+    ~MeshOGL() override;
+    MeshOGL(const MeshOGL&) = delete;
+    MeshOGL& operator=(const MeshOGL&) = delete;
+
+    const std::string& GetName() override { return name; }
+    void CreateFromRenderModel(const vr::RenderModel_t& model) override;
+    void Release() override;
+    void Begin(MeshPrimitive primitive, bool hasNormal, bool hasTexcoord, bool hasColor) override;
+    void AddVertex(float x, float y, float z, float nx, float ny, float nz, float u, float v,
+                   float r, float g, float b, float a) override;
+    void End() override;
+    void Draw() override;
+
+    std::uint32_t GetIndexCount() const { return indexCount; }
+    std::uint32_t GetVertexArray() const { return vertexArray; }
+    std::uint32_t GetPrimitive() const { return primitive; }
+
+private:
+    std::string name;
+    std::uint32_t vertexBuffer = 0;
+    std::uint32_t indexBuffer = 0;
+    std::uint32_t vertexArray = 0;
+    std::uint32_t indexCount = 0;
+    std::vector<float, hostcore::utility::SmallBlockAllocator<float>> vertices;
+    std::vector<std::uint16_t, hostcore::utility::SmallBlockAllocator<std::uint16_t>> indices;
+    std::uint32_t primitive;
+    bool hasNormal = false;
+    bool hasTexcoord = false;
+    bool hasColor = false;
+};
+
+}  // namespace STN

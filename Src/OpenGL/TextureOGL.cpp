@@ -1,0 +1,353 @@
+#include <GL/glew.h>
+
+#include "OpenGL/TextureOGL.h"
+
+#define CL_TARGET_OPENCL_VERSION 120
+#include <CL/cl.h>
+#include <CL/cl_gl.h>
+
+#include <cstdio>
+#include <cstdlib>
+
+#include "GB/CudaDriver.h"
+#include "GB/Device.h"
+#include "OpenGL/GLHooks.h"
+#include "hostcore/debug.h"
+#include "stnvr/vr_types.h"
+
+namespace STN {
+
+namespace {
+
+constexpr unsigned kRowAlignment = 64;
+
+// The level-of-detail bias of trilinear textures, read on every call so it can be changed live.
+float ReadLodBias() {
+    char defaultText[64];
+    std::snprintf(defaultText, sizeof(defaultText), "%1.*lg", 12, 0.0);
+    const std::string text =
+        hostcore::debug::DebugDatabase::Instance().GetEntry("Stereon.MipmapLODBias", defaultText);
+    return static_cast<float>(std::strtod(text.c_str(), nullptr));
+}
+
+}  // namespace
+
+TextureFormatGL TextureOGL::MapFormat(hostmediatypes::PixelFormat format) {
+    const std::uint64_t value = format.Value();
+    const unsigned depthCode = static_cast<unsigned>((value >> 33) & 7u);
+    const bool isFloat = ((value >> 36) & 1u) != 0;
+    const bool rgbOrder = ((value >> 45) & 1u) != 0;
+    if (depthCode == 0 && !isFloat && rgbOrder) {
+        return {GL_RGBA8, GL_RGBA, GL_UNSIGNED_BYTE, 4};
+    }
+    if (depthCode == 3 && isFloat && !rgbOrder) {
+        return {GL_RGBA16F, GL_BGRA, GL_HALF_FLOAT, 8};
+    }
+    if (depthCode == 5 && isFloat && !rgbOrder) {
+        return {GL_RGBA32F, GL_BGRA, GL_FLOAT, 16};
+    }
+    // 8-bit BGRA, and every combination the mapping does not name.
+    return {GL_RGBA8, GL_BGRA, GL_UNSIGNED_BYTE, 4};
+}
+
+std::uint32_t TextureOGL::RowBytesFor(hostmediatypes::PixelFormat format, std::uint32_t width) {
+    const std::uint64_t bytes = static_cast<std::uint64_t>(MapFormat(format).bytesPerPixel) * width;
+    return static_cast<std::uint32_t>((bytes + kRowAlignment - 1) / kRowAlignment * kRowAlignment);
+}
+
+TextureOGL::TextureOGL(const std::string& name) : name(name), target(GL_TEXTURE_2D) {}
+
+TextureOGL::~TextureOGL() {
+    Release();
+}
+
+unsigned TextureOGL::GetRowBytes() {
+    return texture == 0 ? 0 : RowBytesFor(pixelFormat, width);
+}
+
+bool TextureOGL::IsRectangle() {
+    return target == GL_TEXTURE_RECTANGLE;
+}
+
+bool TextureOGL::IsMipmapped() const {
+    return target == GL_TEXTURE_2D && (filter == kFilterTrilinear || filter == kFilterAnisotropic);
+}
+
+void TextureOGL::Create(const boost::shared_ptr<GB::Device>& device, unsigned width,
+                        unsigned height) {
+    Create(device, width, height, hostmediatypes::kPixelFormat_ARGB_4444_8u);
+}
+
+void TextureOGL::Create(const boost::shared_ptr<GB::Device>& device, unsigned width,
+                        unsigned height, hostmediatypes::PixelFormat format) {
+    Release();
+    const TextureFormatGL gl = MapFormat(format);
+    pixelFormat = format;
+    this->width = width;
+    this->height = height;
+    GLuint name = 0;
+    glGenTextures(1, &name);
+    texture = name;
+    glActiveTexture(GL_TEXTURE0);
+    target = GL_TEXTURE_2D;
+    glBindTexture(target, texture);
+    glTexImage2D(GL_TEXTURE_2D, 0, static_cast<GLint>(gl.internalFormat),
+                 static_cast<GLsizei>(width), static_cast<GLsizei>(height), 0, gl.transferFormat,
+                 gl.transferType, nullptr);
+    glBindTexture(target, 0);
+    CheckGLErrors(false);
+    // The owner sets the filter it wants afterwards.
+    SetFilter(kFilterNearest);
+    SetWrap(kWrapClamp);
+}
+
+void TextureOGL::CreateFromRenderModel(const vr::RenderModel_TextureMap_t& map) {
+    Release();
+    GLuint name = 0;
+    glGenTextures(1, &name);
+    texture = name;
+    width = map.unWidth;
+    height = map.unHeight;
+    glActiveTexture(GL_TEXTURE0);
+    target = GL_TEXTURE_2D;
+    glBindTexture(target, texture);
+    glTexImage2D(GL_TEXTURE_2D, 0, GL_RGBA, static_cast<GLsizei>(width),
+                 static_cast<GLsizei>(height), 0, GL_RGBA, GL_UNSIGNED_BYTE, map.rubTextureMapData);
+    glGenerateMipmap(GL_TEXTURE_2D);
+    glBindTexture(target, 0);
+    CheckGLErrors(false);
+    SetWrap(kWrapClamp);
+    SetFilter(kFilterAnisotropic);
+}
+
+void TextureOGL::Release() {
+    if (texture == 0) {
+        return;
+    }
+    // Compute handles wrap GL objects, so they go first.
+    if (cudaResource != nullptr) {
+        const GB::cuda::Driver* driver = GB::cuda::GetCudaDriver();
+        if (driver != nullptr) {
+            driver->cuGraphicsUnregisterResource(
+                static_cast<GB::cuda::CUgraphicsResource>(cudaResource));
+        }
+        cudaResource = nullptr;
+    }
+    if (clMemory != nullptr) {
+        clReleaseMemObject(static_cast<cl_mem>(clMemory));
+        clMemory = nullptr;
+    }
+    if (pixelBuffer != 0) {
+        GLuint buffer = pixelBuffer;
+        glDeleteBuffers(1, &buffer);
+        pixelBuffer = 0;
+        pixelBufferGLFormat = 0;
+        pixelBufferGLType = 0;
+        pixelBufferRowBytes = 0;
+        pixelBufferFormat = hostmediatypes::kPixelFormat_Any;
+    }
+    GLuint name = texture;
+    glDeleteTextures(1, &name);
+    texture = 0;
+    width = 0;
+    height = 0;
+    pixelFormat = hostmediatypes::kPixelFormat_Any;
+    mipmapsBuilt = false;
+    CheckGLErrors(false);
+}
+
+void TextureOGL::SetFilter(TextureFilter filter) {
+    const float bias = ReadLodBias();
+    this->filter = filter;
+    glBindTexture(target, texture);
+    switch (filter) {
+        case kFilterNearest:
+            glTexParameteri(target, GL_TEXTURE_MIN_FILTER, GL_NEAREST);
+            glTexParameteri(target, GL_TEXTURE_MAG_FILTER, GL_NEAREST);
+            break;
+        case kFilterLinear:
+            glTexParameteri(target, GL_TEXTURE_MIN_FILTER, GL_LINEAR);
+            glTexParameteri(target, GL_TEXTURE_MAG_FILTER, GL_LINEAR);
+            break;
+        case kFilterTrilinear:
+            glTexParameteri(target, GL_TEXTURE_MIN_FILTER, GL_LINEAR_MIPMAP_LINEAR);
+            glTexParameteri(target, GL_TEXTURE_MAG_FILTER, GL_LINEAR);
+            glTexParameterf(target, GL_TEXTURE_LOD_BIAS, bias);
+            BuildMipmapsOnce();
+            break;
+        case kFilterAnisotropic: {
+            glTexParameteri(target, GL_TEXTURE_MIN_FILTER, GL_LINEAR_MIPMAP_LINEAR);
+            glTexParameteri(target, GL_TEXTURE_MAG_FILTER, GL_LINEAR);
+            GLfloat maximum = 1.0f;
+            glGetFloatv(GL_MAX_TEXTURE_MAX_ANISOTROPY_EXT, &maximum);
+            glTexParameterf(target, GL_TEXTURE_MAX_ANISOTROPY_EXT, maximum);
+            BuildMipmapsOnce();
+            break;
+        }
+    }
+    glBindTexture(target, 0);
+    CheckGLErrors(false);
+}
+
+void TextureOGL::BuildMipmapsOnce() {
+    if (mipmapsBuilt || !IsMipmapped()) {
+        return;
+    }
+    glActiveTexture(GL_TEXTURE0);
+    glBindTexture(target, texture);
+    glGenerateMipmap(target);
+    glBindTexture(target, 0);
+    mipmapsBuilt = true;
+}
+
+void TextureOGL::SetWrap(TextureWrap wrap) {
+    glBindTexture(target, texture);
+    switch (wrap) {
+        case kWrapClamp:
+            glTexParameteri(target, GL_TEXTURE_WRAP_S, GL_CLAMP_TO_EDGE);
+            glTexParameteri(target, GL_TEXTURE_WRAP_T, GL_CLAMP_TO_EDGE);
+            break;
+        case kWrapRepeatS:
+            glTexParameteri(target, GL_TEXTURE_WRAP_S, GL_REPEAT);
+            glTexParameteri(target, GL_TEXTURE_WRAP_T, GL_CLAMP_TO_EDGE);
+            break;
+    }
+    glBindTexture(target, 0);
+    CheckGLErrors(false);
+}
+
+void TextureOGL::GenerateMipmaps() {
+    if (!IsMipmapped()) {
+        return;
+    }
+    glActiveTexture(GL_TEXTURE0);
+    glBindTexture(target, texture);
+    glGenerateMipmap(target);
+    glBindTexture(target, 0);
+    CheckGLErrors(false);
+}
+
+void TextureOGL::Upload(const void* data, hostmediatypes::PixelFormat format, unsigned rowBytes) {
+    const TextureFormatGL gl = MapFormat(format);
+    // Rows shorter than the image would make GL read past the caller's memory.
+    if (data == nullptr || texture == 0 ||
+        (rowBytes != 0 && rowBytes < static_cast<std::uint64_t>(width) * gl.bytesPerPixel)) {
+        return;
+    }
+    glActiveTexture(GL_TEXTURE0);
+    glBindTexture(target, texture);
+    // Left in force on this context for later transfers.
+    glPixelStorei(GL_UNPACK_ALIGNMENT, 1);
+    glPixelStorei(GL_UNPACK_ROW_LENGTH, static_cast<GLint>(rowBytes / gl.bytesPerPixel));
+    glTexSubImage2D(target, 0, 0, 0, static_cast<GLsizei>(width), static_cast<GLsizei>(height),
+                    gl.transferFormat, gl.transferType, data);
+    if (IsMipmapped()) {
+        glGenerateMipmap(target);
+    }
+    glBindTexture(target, 0);
+    CheckGLErrors(false);
+}
+
+void TextureOGL::CreatePixelBuffer(hostmediatypes::PixelFormat format) {
+    // The buffer takes its size from the texture, and Release frees it only with the texture.
+    if (texture == 0) {
+        return;
+    }
+    if (pixelBuffer != 0) {
+        GLuint buffer = pixelBuffer;
+        glDeleteBuffers(1, &buffer);
+        pixelBuffer = 0;
+        pixelBufferFormat = hostmediatypes::kPixelFormat_Any;
+    }
+    pixelBufferFormat = format;
+    const std::uint32_t rowBytes = RowBytesFor(format, width);
+    GLuint buffer = 0;
+    glGenBuffers(1, &buffer);
+    pixelBuffer = buffer;
+    glBindBuffer(GL_PIXEL_UNPACK_BUFFER, pixelBuffer);
+    glBufferData(GL_PIXEL_UNPACK_BUFFER,
+                 static_cast<GLsizeiptr>(static_cast<std::uint64_t>(rowBytes) * height), nullptr,
+                 GL_DYNAMIC_COPY);
+    glBindBuffer(GL_PIXEL_UNPACK_BUFFER, 0);
+    const TextureFormatGL gl = MapFormat(format);
+    pixelBufferGLFormat = gl.transferFormat;
+    pixelBufferGLType = gl.transferType;
+    pixelBufferRowBytes = rowBytes;
+    CheckGLErrors(false);
+}
+
+void TextureOGL::UpdateFromPixelBuffer() {
+    if (pixelBuffer == 0) {
+        return;
+    }
+    glBindTexture(target, texture);
+    glBindBuffer(GL_PIXEL_UNPACK_BUFFER, pixelBuffer);
+    glTexSubImage2D(target, 0, 0, 0, static_cast<GLsizei>(width), static_cast<GLsizei>(height),
+                    pixelBufferGLFormat, pixelBufferGLType, nullptr);
+    glBindBuffer(GL_PIXEL_UNPACK_BUFFER, 0);
+    glBindTexture(target, 0);
+    CheckGLErrors(false);
+}
+
+void TextureOGL::RegisterForCompute(const boost::shared_ptr<GB::Device>& device) {
+    if (!device || texture == 0) {
+        return;
+    }
+    if (device->DeviceKind == GB::kDeviceKind_CUDA) {
+        if (cudaResource != nullptr) {
+            return;
+        }
+        // Loaded by the render thread's start-up; without a driver there is nothing to share.
+        const GB::cuda::Driver* driver = GB::cuda::GetCudaDriver();
+        if (driver == nullptr) {
+            return;
+        }
+        GB::cuda::CUgraphicsResource resource = nullptr;
+        if (pixelBuffer != 0) {
+            driver->cuGraphicsGLRegisterBuffer(&resource, pixelBuffer,
+                                               GB::cuda::CU_GRAPHICS_REGISTER_FLAGS_WRITE_DISCARD);
+        } else {
+            driver->cuGraphicsGLRegisterImage(&resource, texture, GL_TEXTURE_2D,
+                                              GB::cuda::CU_GRAPHICS_REGISTER_FLAGS_WRITE_DISCARD);
+        }
+        cudaResource = resource;
+    } else if (device->DeviceKind == GB::kDeviceKind_OpenCL) {
+        if (clMemory != nullptr) {
+            return;
+        }
+        // A context made without the GL context cannot share, and some ICDs abort the process
+        // when asked to; such a device takes the read-back path instead.
+        if (!device->CanShareWithOpenGL()) {
+            return;
+        }
+        const boost::shared_ptr<GB::ComputeContext>& compute = device->GetComputeContext();
+        cl_context context =
+            compute ? static_cast<cl_context>(compute->GetNativeContext()) : nullptr;
+        if (context == nullptr) {
+            return;
+        }
+        cl_int error = CL_SUCCESS;
+        if (pixelBuffer != 0) {
+            clMemory = clCreateFromGLBuffer(context, CL_MEM_WRITE_ONLY, pixelBuffer, &error);
+        } else {
+            clMemory = clCreateFromGLTexture(context, CL_MEM_WRITE_ONLY, GL_TEXTURE_2D, 0, texture,
+                                             &error);
+        }
+    }
+}
+
+void* TextureOGL::GetComputeHandle() {
+    return cudaResource != nullptr ? cudaResource : clMemory;
+}
+
+void TextureOGL::Bind() {
+    glActiveTexture(GL_TEXTURE0);
+    glBindTexture(target, texture);
+}
+
+void TextureOGL::Unbind() {
+    glActiveTexture(GL_TEXTURE0);
+    glBindTexture(target, 0);
+}
+
+}  // namespace STN

@@ -1,0 +1,82 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "ITexture.h"
+
+namespace STN {
+
+// How a pixel format is stored and transferred in GL. One mapping serves every path.
+struct TextureFormatGL {
+    std::uint32_t internalFormat;
+    std::uint32_t transferFormat;
+    std::uint32_t transferType;
+    std::uint32_t bytesPerPixel;
+};
+
+class TextureOGL : public ITexture {
+public:
+    explicit TextureOGL(const std::string& name);
+    ~TextureOGL() override;
+    TextureOGL(const TextureOGL&) = delete;
+    TextureOGL& operator=(const TextureOGL&) = delete;
+
+    // Reads the depth code (bits 33-35), the float flag (bit 36) and the order flag (bit 45).
+    static TextureFormatGL MapFormat(hostmediatypes::PixelFormat format);
+    // Bytes per pixel times width, rounded up to a multiple of 64.
+    static std::uint32_t RowBytesFor(hostmediatypes::PixelFormat format, std::uint32_t width);
+
+    const std::string& GetName() override { return name; }
+    unsigned GetWidth() override { return width; }
+    unsigned GetHeight() override { return height; }
+    hostmediatypes::PixelFormat GetPixelFormat() override { return pixelFormat; }
+    unsigned GetRowBytes() override;
+    bool IsRectangle() override;
+    void CreateFromRenderModel(const vr::RenderModel_TextureMap_t& map) override;
+    void Create(const boost::shared_ptr<GB::Device>& device, unsigned width, unsigned height,
+                hostmediatypes::PixelFormat format) override;
+    void Create(const boost::shared_ptr<GB::Device>& device, unsigned width,
+                unsigned height) override;
+    void Release() override;
+    void SetFilter(TextureFilter filter) override;
+    void SetWrap(TextureWrap wrap) override;
+    void Upload(const void* data, hostmediatypes::PixelFormat format, unsigned rowBytes) override;
+    void GenerateMipmaps() override;
+    void CreatePixelBuffer(hostmediatypes::PixelFormat format) override;
+    unsigned GetPixelBuffer() override { return pixelBuffer; }
+    hostmediatypes::PixelFormat GetPixelBufferFormat() override { return pixelBufferFormat; }
+    unsigned GetPixelBufferRowBytes() override { return pixelBufferRowBytes; }
+    void UpdateFromPixelBuffer() override;
+    void RegisterForCompute(const boost::shared_ptr<GB::Device>& device) override;
+    void* GetComputeHandle() override;
+    void Bind() override;
+    void Unbind() override;
+    bool NeedsIntermediateFrame() override { return needsIntermediateFrame; }
+
+    std::uint32_t GetTexture() const { return texture; }
+    TextureFilter GetFilter() const { return filter; }
+
+private:
+    void BuildMipmapsOnce();
+    bool IsMipmapped() const;
+
+    bool mipmapsBuilt = false;
+    std::string name;
+    std::uint32_t width = 0;
+    std::uint32_t height = 0;
+    hostmediatypes::PixelFormat pixelFormat = hostmediatypes::kPixelFormat_Any;
+    std::uint32_t texture = 0;
+    TextureFilter filter = kFilterNearest;
+    std::uint32_t pixelBuffer = 0;
+    std::uint32_t pixelBufferGLFormat = 0;
+    std::uint32_t pixelBufferGLType = 0;
+    std::uint32_t pixelBufferRowBytes = 0;
+    hostmediatypes::PixelFormat pixelBufferFormat = hostmediatypes::kPixelFormat_Any;
+    std::uint32_t target;
+    void* cudaResource = nullptr;  // CUgraphicsResource
+    void* clMemory = nullptr;      // cl_mem
+    bool needsIntermediateFrame = false;
+};
+
+}  // namespace STN

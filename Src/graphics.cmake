@@ -1,0 +1,19 @@
+# The graphics layer: the context, meshes, targets, textures, shaders and their registry.
+target_sources(stereon_internal PRIVATE
+    ${CMAKE_CURRENT_LIST_DIR}/ScopedContextLock.cpp
+    ${CMAKE_CURRENT_LIST_DIR}/ShaderRegistry.cpp
+    ${CMAKE_CURRENT_LIST_DIR}/OpenGL/GraphicsContextOGL.cpp
+    ${CMAKE_CURRENT_LIST_DIR}/OpenGL/MeshOGL.cpp
+    ${CMAKE_CURRENT_LIST_DIR}/OpenGL/RenderTargetOGL.cpp
+    ${CMAKE_CURRENT_LIST_DIR}/OpenGL/RenderTextureOGL.cpp
+    ${CMAKE_CURRENT_LIST_DIR}/OpenGL/ShaderOGL.cpp
+    ${CMAKE_CURRENT_LIST_DIR}/OpenGL/ShaderSources.cpp
+    ${CMAKE_CURRENT_LIST_DIR}/OpenGL/TextureOGL.cpp)
+# The context is WGL on Windows and EGL everywhere else.
+if(WIN32)
+    target_sources(stereon_internal PRIVATE
+        ${CMAKE_CURRENT_LIST_DIR}/OpenGL/GraphicsContextOGL_WGL.cpp)
+else()
+    target_sources(stereon_internal PRIVATE
+        ${CMAKE_CURRENT_LIST_DIR}/OpenGL/GraphicsContextOGL_EGL.cpp)
+endif()

@@ -1,0 +1,349 @@
+// The context on EGL: adopting the host device's context, creating versioned contexts that
+// share with it, current-state handling, the lock pair across threads, and the GL state calls.
+
+#include <GL/glew.h>
+
+#include <EGL/egl.h>
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "GB/Device.h"
+#include "GB/OffscreenGL.h"
+#include "IMesh.h"
+#include "IRenderTarget.h"
+#include "IRenderTexture.h"
+#include "IShader.h"
+#include "ITexture.h"
+#include "OpenGL/GraphicsContextOGL.h"
+#include "OpenGL/RenderTextureOGL.h"
+#include "OpenGL/TextureOGL.h"
+#include "ScopedContextLock.h"
+#include "gl_test_context.h"
+#include "hostcore/threads.h"
+
+namespace {
+
+using STN::GraphicsContextOGL;
+
+class GraphicsContextTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        std::string reason;
+        device = GB::Device::Create(GB::kDeviceKind_OpenCLNoSharing, &reason);
+        if (!device) {
+            GTEST_SKIP() << "no host device with an offscreen context: " << reason;
+        }
+    }
+    void TearDown() override {
+        // Whatever a test left current goes before the device's context does.
+        const EGLDisplay display = eglGetCurrentDisplay();
+        if (display != EGL_NO_DISPLAY) {
+            eglMakeCurrent(display, EGL_NO_SURFACE, EGL_NO_SURFACE, EGL_NO_CONTEXT);
+        }
+    }
+
+    // A context built the way the render thread builds its own: bind the device, then create.
+    boost::shared_ptr<GraphicsContextOGL> MakeVersioned(
+        const std::string& name, const boost::shared_ptr<STN::IGraphicsContext>& shareWith) {
+        boost::shared_ptr<GraphicsContextOGL> context = STN::CreateGraphicsContext(name);
+        context->BindDevice(device);
+        if (!context->CreateVersionedContext(4, shareWith)) {
+            return boost::shared_ptr<GraphicsContextOGL>();
+        }
+        return context;
+    }
+
+    boost::shared_ptr<GB::Device> device;
+};
+
+bool NothingCurrent() {
+    return eglGetCurrentContext() == EGL_NO_CONTEXT;
+}
+
+TEST_F(GraphicsContextTest, AdoptsTheDeviceContextAndNeverDeletesIt) {
+    boost::shared_ptr<GraphicsContextOGL> context = STN::CreateGraphicsContext("DeviceContext");
+    EXPECT_EQ(context->GetWidth(), 0u);
+    EXPECT_EQ(context->GetContextHandle(), nullptr);
+
+    context->BindDevice(device);
+    EXPECT_EQ(context->GetDeviceHandle(), device->GetOffscreenOpenGLDeviceHandle());
+    EXPECT_EQ(context->GetContextHandle(), device->GetOffscreenOpenGLContextHandle());
+    EXPECT_FALSE(context->OwnsContext());
+    EXPECT_EQ(context->GetWidth(), 1u);
+    EXPECT_EQ(context->GetHeight(), 1u);
+
+    context->MakeCurrent();
+    EXPECT_TRUE(context->IsCurrent());
+    EXPECT_EQ(eglGetCurrentContext(), device->GetOffscreenOpenGLContextHandle());
+    context->ClearCurrent();
+    EXPECT_TRUE(NothingCurrent());
+    EXPECT_FALSE(context->IsCurrent());
+
+    context->DestroyContext();
+    EXPECT_EQ(context->GetContextHandle(), nullptr);
+    EXPECT_EQ(context->GetWidth(), 0u);
+    // The host's context is still alive and usable.
+    const EGLDisplay display = static_cast<EGLDisplay>(device->GetOffscreenOpenGLDeviceHandle());
+    const EGLContext hostContext =
+        static_cast<EGLContext>(device->GetOffscreenOpenGLContextHandle());
+    std::string error;
+    EXPECT_TRUE(GB::offscreen::MakeCurrent(display, hostContext, &error)) << error;
+    GB::offscreen::ReleaseCurrent(display, nullptr);
+
+    context->BindDevice(boost::shared_ptr<GB::Device>());
+    EXPECT_EQ(context->GetDeviceHandle(), nullptr);
+    EXPECT_EQ(context->GetWidth(), 0u);
+}
+
+TEST_F(GraphicsContextTest, VersionedContextIsA41CoreDebugContextLeftCurrent) {
+    boost::shared_ptr<GraphicsContextOGL> context =
+        MakeVersioned("RenderContext", boost::shared_ptr<STN::IGraphicsContext>());
+    ASSERT_TRUE(context);
+    EXPECT_TRUE(context->IsCurrent());
+    EXPECT_TRUE(context->OwnsContext());
+    EXPECT_NE(context->GetContextHandle(), device->GetOffscreenOpenGLContextHandle());
+    EXPECT_EQ(context->GetDeviceHandle(), device->GetOffscreenOpenGLDeviceHandle());
+    // What BindDevice set does not survive the creation.
+    EXPECT_EQ(context->GetWidth(), 0u);
+    EXPECT_EQ(context->GetHeight(), 0u);
+
+    EXPECT_GE(stereon::test::CurrentGlVersion(), 41);
+    GLint profile = 0;
+    GLint flags = 0;
+    glGetIntegerv(GL_CONTEXT_PROFILE_MASK, &profile);
+    glGetIntegerv(GL_CONTEXT_FLAGS, &flags);
+    EXPECT_NE(profile & GL_CONTEXT_CORE_PROFILE_BIT, 0);
+    EXPECT_NE(flags & GL_CONTEXT_FLAG_DEBUG_BIT, 0);
+
+    context->ClearCurrent();
+    context.reset();
+    EXPECT_TRUE(NothingCurrent());
+}
+
+TEST_F(GraphicsContextTest, RefusedVersionsAndMissingDeviceLeaveNoContext) {
+    for (unsigned major : {0u, 2u, 5u}) {
+        boost::shared_ptr<GraphicsContextOGL> context = STN::CreateGraphicsContext("Bad");
+        context->BindDevice(device);
+        EXPECT_FALSE(
+            context->CreateVersionedContext(major, boost::shared_ptr<GraphicsContextOGL>()))
+            << major;
+        EXPECT_EQ(context->GetContextHandle(), nullptr);
+        // The device context is kept for another try.
+        EXPECT_EQ(context->GetDeviceHandle(), device->GetOffscreenOpenGLDeviceHandle());
+        EXPECT_FALSE(context->OwnsContext());
+        EXPECT_TRUE(NothingCurrent());
+    }
+
+    boost::shared_ptr<GraphicsContextOGL> unbound = STN::CreateGraphicsContext("Unbound");
+    unbound->BindDevice(boost::shared_ptr<GB::Device>());
+    EXPECT_FALSE(unbound->CreateVersionedContext(4, boost::shared_ptr<GraphicsContextOGL>()));
+    EXPECT_EQ(unbound->GetContextHandle(), nullptr);
+    EXPECT_TRUE(NothingCurrent());
+}
+
+TEST_F(GraphicsContextTest, ShareChainSeesObjectsOfEveryMember) {
+    // The render thread's chain: device <- render <- upload.
+    boost::shared_ptr<GraphicsContextOGL> deviceContext =
+        STN::CreateGraphicsContext("DeviceContext");
+    deviceContext->BindDevice(device);
+    boost::shared_ptr<GraphicsContextOGL> render = MakeVersioned("RenderContext", deviceContext);
+    ASSERT_TRUE(render);
+    boost::shared_ptr<GraphicsContextOGL> upload = MakeVersioned("UploadContext", render);
+    ASSERT_TRUE(upload);
+    EXPECT_TRUE(upload->IsCurrent());
+    EXPECT_FALSE(render->IsCurrent());
+
+    // A texture filled on the upload context is read on the render context.
+    boost::shared_ptr<STN::ITexture> texture = upload->CreateTexture("Shared");
+    texture->Create(device, 2, 1, hostmediatypes::kPixelFormat_RGBA_4444_8u);
+    const std::uint8_t pixels[8] = {10, 20, 30, 255, 40, 50, 60, 255};
+    texture->Upload(pixels, hostmediatypes::kPixelFormat_RGBA_4444_8u, 8);
+    upload->Finish();
+    const GLuint name = static_cast<STN::TextureOGL&>(*texture).GetTexture();
+
+    render->MakeCurrent();
+    EXPECT_TRUE(render->IsCurrent());
+    EXPECT_FALSE(upload->IsCurrent());
+    EXPECT_EQ(stereon::test::ReadTextureRGBA8(name, 2, 1),
+              std::vector<std::uint8_t>(pixels, pixels + 8));
+
+    // And one made on the device's own context is seen there too.
+    deviceContext->MakeCurrent();
+    GLuint deviceTexture = 0;
+    glGenTextures(1, &deviceTexture);
+    glBindTexture(GL_TEXTURE_2D, deviceTexture);
+    glTexImage2D(GL_TEXTURE_2D, 0, GL_RGBA8, 1, 1, 0, GL_RGBA, GL_UNSIGNED_BYTE, pixels);
+    glBindTexture(GL_TEXTURE_2D, 0);
+    glFinish();
+    render->MakeCurrent();
+    EXPECT_EQ(stereon::test::ReadTextureRGBA8(deviceTexture, 1, 1),
+              std::vector<std::uint8_t>(pixels, pixels + 4));
+    glDeleteTextures(1, &deviceTexture);
+
+    texture->Release();
+    render->ClearCurrent();
+}
+
+TEST_F(GraphicsContextTest, AnEmptyShareContextSharesNothing) {
+    // A context that was never bound has no GL context: creation goes on without sharing.
+    boost::shared_ptr<GraphicsContextOGL> empty = STN::CreateGraphicsContext("Empty");
+    boost::shared_ptr<GraphicsContextOGL> context = MakeVersioned("RenderContext", empty);
+    EXPECT_TRUE(context);
+    if (context) {
+        context->ClearCurrent();
+    }
+}
+
+TEST_F(GraphicsContextTest, LockPairKeepsTwoThreadsOffOneContext) {
+    boost::shared_ptr<GraphicsContextOGL> context =
+        MakeVersioned("RenderContext", boost::shared_ptr<STN::IGraphicsContext>());
+    ASSERT_TRUE(context);
+    context->ClearCurrent();
+
+    // Without the lock the second thread's eglMakeCurrent would fail (the context is current
+    // elsewhere) and it would see no current context.
+    std::atomic<int> inside{0};
+    std::atomic<int> overlaps{0};
+    std::atomic<int> notCurrent{0};
+    const auto work = [&]() {
+        for (int i = 0; i < 200; ++i) {
+            context->MakeCurrentAndLock();
+            if (inside.fetch_add(1) != 0) {
+                ++overlaps;
+            }
+            if (!context->IsCurrent()) {
+                ++notCurrent;
+            }
+            glFlush();
+            inside.fetch_sub(1);
+            context->UnlockAndRelease();
+        }
+    };
+    std::thread a(work);
+    std::thread b(work);
+    a.join();
+    b.join();
+    EXPECT_EQ(overlaps.load(), 0);
+    EXPECT_EQ(notCurrent.load(), 0);
+    EXPECT_TRUE(NothingCurrent());
+}
+
+TEST_F(GraphicsContextTest, NestedPairReleasesTheContextButKeepsTheLock) {
+    boost::shared_ptr<GraphicsContextOGL> context =
+        MakeVersioned("RenderContext", boost::shared_ptr<STN::IGraphicsContext>());
+    ASSERT_TRUE(context);
+    context->ClearCurrent();
+
+    context->MakeCurrentAndLock();
+    context->MakeCurrentAndLock();
+    context->UnlockAndRelease();
+    // The inner release cleared the context although the outer holder still owns the lock.
+    EXPECT_FALSE(context->IsCurrent());
+    std::atomic<bool> otherGotIn{false};
+    std::thread other([&]() {
+        context->MakeCurrentAndLock();
+        otherGotIn = true;
+        context->UnlockAndRelease();
+    });
+    // The other thread can only get in once the outer hold ends.
+    EXPECT_FALSE(otherGotIn.load());
+    context->UnlockAndRelease();
+    other.join();
+    EXPECT_TRUE(otherGotIn.load());
+}
+
+TEST_F(GraphicsContextTest, ScopedLockHoldsTheContextWithItsLockText) {
+    boost::shared_ptr<GraphicsContextOGL> context =
+        MakeVersioned("RenderContext", boost::shared_ptr<STN::IGraphicsContext>());
+    ASSERT_TRUE(context);
+    context->ClearCurrent();
+
+    std::mutex seenMutex;
+    std::vector<std::string> seen;
+    hostcore::threads::SetLockObserver([&](const hostcore::threads::LockNotice& notice) {
+        if (notice.event == hostcore::threads::LockEvent::kAcquired) {
+            std::lock_guard<std::mutex> hold(seenMutex);
+            seen.push_back(notice.lockText);
+        }
+    });
+    {
+        STN::ScopedContextLock lock(context);
+        EXPECT_TRUE(context->IsCurrent());
+    }
+    hostcore::threads::SetLockObserver(hostcore::threads::LockObserver());
+    EXPECT_TRUE(NothingCurrent());
+    EXPECT_EQ(seen, std::vector<std::string>{"GraphicsContextOGL::MakeCurrentAndLock"});
+
+    // An empty pointer is harmless.
+    { STN::ScopedContextLock lock{boost::shared_ptr<STN::IGraphicsContext>()}; }
+}
+
+TEST_F(GraphicsContextTest, DepthBlendingAndClearSetTheDocumentedState) {
+    boost::shared_ptr<GraphicsContextOGL> context =
+        MakeVersioned("RenderContext", boost::shared_ptr<STN::IGraphicsContext>());
+    ASSERT_TRUE(context);
+    GLint value = 0;
+
+    context->SetDepthTest(false, 1);
+    EXPECT_FALSE(glIsEnabled(GL_DEPTH_TEST));
+    glGetIntegerv(GL_DEPTH_FUNC, &value);
+    EXPECT_EQ(value, GL_LEQUAL);
+    context->SetDepthTest(true, 7);
+    EXPECT_TRUE(glIsEnabled(GL_DEPTH_TEST));
+    glGetIntegerv(GL_DEPTH_FUNC, &value);
+    EXPECT_EQ(value, GL_LESS);
+
+    context->SetDepthWrite(false);
+    GLboolean mask = GL_TRUE;
+    glGetBooleanv(GL_DEPTH_WRITEMASK, &mask);
+    EXPECT_EQ(mask, GL_FALSE);
+    context->SetDepthWrite(true);
+
+    glBlendFunc(GL_SRC_ALPHA, GL_ZERO);
+    context->SetBlending(true);
+    EXPECT_TRUE(glIsEnabled(GL_BLEND));
+    glGetIntegerv(GL_BLEND_SRC_RGB, &value);
+    EXPECT_EQ(value, GL_ONE);
+    glGetIntegerv(GL_BLEND_DST_ALPHA, &value);
+    EXPECT_EQ(value, GL_ONE_MINUS_SRC_ALPHA);
+    // Switching off keeps the rule for whoever switches on again.
+    context->SetBlending(false);
+    EXPECT_FALSE(glIsEnabled(GL_BLEND));
+    glGetIntegerv(GL_BLEND_DST_RGB, &value);
+    EXPECT_EQ(value, GL_ONE_MINUS_SRC_ALPHA);
+
+    boost::shared_ptr<STN::IRenderTexture> target = context->CreateRenderTexture("Clear");
+    target->Create(2, 2);
+    target->BindTarget();
+    glClearColor(1.0f, 1.0f, 1.0f, 0.0f);
+    glClear(GL_COLOR_BUFFER_BIT);
+    context->Clear();
+    context->Flush();
+    EXPECT_EQ(stereon::test::ReadFramebufferRGBA8(0, 0, 1, 1),
+              (std::vector<std::uint8_t>{0, 0, 0, 255}));
+    target->UnbindTarget();
+    target->Release();
+    context->ClearCurrent();
+}
+
+TEST_F(GraphicsContextTest, FactoriesNameTheirObjectsAndDoNoGLWork) {
+    // No context is current here: the factories must not need one.
+    boost::shared_ptr<GraphicsContextOGL> context = STN::CreateGraphicsContext("RenderContext");
+    ASSERT_TRUE(NothingCurrent());
+    EXPECT_EQ(context->CreateTexture("VideoTexture0")->GetName(), "VideoTexture0");
+    EXPECT_EQ(context->CreateTexture("VideoTexture0")->GetRowBytes(), 0u);
+    EXPECT_EQ(context->CreateMesh("Sphere")->GetName(), "Sphere");
+    EXPECT_EQ(context->CreateRenderTarget("LeftTarget")->GetWidth(), 0);
+    EXPECT_EQ(context->CreateRenderTexture("Blur")->GetName(), "Blur");
+    EXPECT_EQ(context->CreateShader("PanelShader")->GetName(), "PanelShader");
+    // The compositors are not part of the library yet: every kind gives nothing.
+    EXPECT_FALSE(context->CreatePanelRenderer("DepthPeeling"));
+    EXPECT_FALSE(context->CreatePanelRenderer("Unknown"));
+}
+
+}  // namespace

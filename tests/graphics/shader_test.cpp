@@ -1,0 +1,231 @@
+// Every program of the shader table compiles and links on a 4.1 core context and has the
+// uniforms its callers set; uniform names, the registry's cache and its failure reports.
+
+#include <GL/glew.h>
+
+#include <gtest/gtest.h>
+
+#include <map>
+#include <string>
+#include <vector>
+
+#include "IShader.h"
+#include "OpenGL/GraphicsContextOGL.h"
+#include "OpenGL/ShaderOGL.h"
+#include "OpenGL/ShaderSources.h"
+#include "ShaderRegistry.h"
+#include "gl_test_context.h"
+#include "hostcore/debug.h"
+
+namespace {
+
+using namespace STN;
+
+// The uniforms each program is fed, which must all be active after linking.
+const std::vector<std::pair<std::string, std::vector<ShaderUniform>>>& ExpectedPrograms() {
+    static const std::vector<std::pair<std::string, std::vector<ShaderUniform>>> programs = {
+        {"VideoShader",
+         {kUniformVideoMatrix, kUniformVideoTexture0, kUniformVideoSubRect, kUniformVideoFOVRect,
+          kUniformVideoRedBlueSwap, kUniformVideoVerticalFlip}},
+        {"VideoShader_Rectangle",
+         {kUniformVideoMatrix, kUniformVideoTexture0, kUniformVideoSubRect, kUniformVideoFOVRect,
+          kUniformVideoRedBlueSwap, kUniformVideoVerticalFlip, kUniformVideoFrameSize}},
+        {"ModelShader", {kUniformModelMatrix, kUniformModelTexture0}},
+        {"PlaceholderShader", {kUniformPlaceholderMatrix}},
+        {"FlatShader", {kUniformFlatMatrix}},
+        {"DialShader", {kUniformDialAngle, kUniformDialMatrix}},
+        {"PanelShader", {kUniformPanelColor, kUniformPanelMatrix, kUniformPanelSize}},
+        {"EquirectPanelShader",
+         {kUniformEquirectMatrix, kUniformEquirectSize, kUniformEquirectColor,
+          kUniformEquirectTexture0, kUniformEquirectSubRect, kUniformEquirectUVSubRect,
+          kUniformEquirectVerticalFlip, kUniformEquirectRedBlueSwap}},
+        {"EquirectPanelShader_Rectangle",
+         {kUniformEquirectMatrix, kUniformEquirectSize, kUniformEquirectColor,
+          kUniformEquirectTexture0, kUniformEquirectSubRect, kUniformEquirectUVSubRect,
+          kUniformEquirectVerticalFlip, kUniformEquirectRedBlueSwap, kUniformEquirectFrameSize}},
+        {"DPPanelShader",
+         {kUniformPanelColor, kUniformPanelMatrix, kUniformPanelSize, kUniformDPFrontDepthTex,
+          kUniformDPTexture0}},
+        {"DPCompositingShader", {kUniformDPColorTex, kUniformDPDepthTex}},
+        {"WABpass1PanelShader", {kUniformPanelColor, kUniformPanelMatrix, kUniformPanelSize}},
+        {"WABpass2PanelShader", {kUniformPanelColor, kUniformPanelMatrix, kUniformPanelSize}},
+        {"WABpass3Shader", {kUniformWABAccumTex, kUniformWABRevealageTex}},
+        {"RoomModelShader", {kUniformRoomMatrix, kUniformRoomColor}},
+        {"TheaterVideoShader",
+         {kUniformTheaterVideoMatrix, kUniformTheaterVideoSize, kUniformTheaterVideoTexture0,
+          kUniformTheaterVideoColor, kUniformTheaterVideoFlipVertical,
+          kUniformTheaterVideoSwapRedBlue}},
+        {"TheaterVideoShader_Rectangle",
+         {kUniformTheaterVideoMatrix, kUniformTheaterVideoSize, kUniformTheaterVideoTexture0,
+          kUniformTheaterVideoColor, kUniformTheaterVideoFlipVertical,
+          kUniformTheaterVideoSwapRedBlue, kUniformTheaterVideoFrameSize}},
+        {"TheaterFloorShader",
+         {kUniformFloorMatrix, kUniformFloorPosHMD, kUniformFloorPosTV, kUniformFloorSize}},
+        {"TheaterWallShader", {kUniformWallMatrix, kUniformWallSize, kUniformWallBandSize}},
+        {"TheaterBlurShader",
+         {kUniformBlurMatrix, kUniformBlurTexture0, kUniformBlurDirection, kUniformBlurLevel}},
+        {"TheaterBlurShader_Rectangle",
+         {kUniformBlurMatrix, kUniformBlurTexture0, kUniformBlurDirection, kUniformBlurLevel,
+          kUniformBlurFrameSize}},
+    };
+    return programs;
+}
+
+TEST(ShaderTable, HoldsTheTwentyOneProgramsInOrderAndEndsAtTheEmptyRow) {
+    const ShaderSourceEntry* table = GetShaderSourceTable();
+    std::vector<std::string> names;
+    for (const ShaderSourceEntry* row = table; !row->name.empty(); ++row) {
+        names.push_back(row->name);
+        EXPECT_STREQ(row->fragmentHeader, "#version 410 core\n") << row->name;
+        EXPECT_EQ(std::string(row->vertexSource).rfind("#version 410\n", 0), 0u) << row->name;
+    }
+    std::vector<std::string> expected;
+    for (const auto& program : ExpectedPrograms()) {
+        expected.push_back(program.first);
+    }
+    EXPECT_EQ(names, expected);
+
+    const char* vertex = nullptr;
+    const char* header = nullptr;
+    const char* body = nullptr;
+    EXPECT_FALSE(FindShaderSource("", vertex, header, body));
+    EXPECT_FALSE(FindShaderSource("PanelShade", vertex, header, body));
+    EXPECT_FALSE(FindShaderSource("PanelShaderX", vertex, header, body));
+    ASSERT_TRUE(FindShaderSource("VideoShader_Rectangle", vertex, header, body));
+    EXPECT_NE(std::string(body).find("sampler2DRect"), std::string::npos);
+}
+
+TEST(ShaderUniformNames, FollowTheProgramsAndRejectUnnamedValues) {
+    EXPECT_STREQ(GetShaderUniformName(kUniformModelMatrix), "uMatrix");
+    EXPECT_STREQ(GetShaderUniformName(kUniformPlaceholderMatrix), "uMatrix");
+    EXPECT_STREQ(GetShaderUniformName(kUniformEquirectUVSubRect), "uUVSubRect");
+    EXPECT_STREQ(GetShaderUniformName(kUniformTheaterVideoFlipVertical), "uFlipVertical");
+    EXPECT_STREQ(GetShaderUniformName(kUniformVideoVerticalFlip), "uVerticalFlip");
+    EXPECT_STREQ(GetShaderUniformName(kUniformWABRevealageTex), "uRevealageTex");
+    EXPECT_STREQ(GetShaderUniformName(kUniformBlurFrameSize), "uFrameSize");
+    for (int value = 0; value <= 52; ++value) {
+        if (value != 20) {
+            EXPECT_NE(GetShaderUniformName(static_cast<ShaderUniform>(value)), nullptr) << value;
+        }
+    }
+
+    hostcore::debug::ClearRecordedAssertions();
+    EXPECT_EQ(GetShaderUniformName(static_cast<ShaderUniform>(20)), nullptr);
+    EXPECT_EQ(GetShaderUniformName(static_cast<ShaderUniform>(53)), nullptr);
+    EXPECT_EQ(GetShaderUniformName(static_cast<ShaderUniform>(-1)), nullptr);
+    // One site, reported once.
+    const std::vector<hostcore::debug::AssertionRecord> records =
+        hostcore::debug::RecordedAssertions();
+    ASSERT_EQ(records.size(), 1u);
+    EXPECT_EQ(records[0].message, "Invalid Shader Uniform enum.\r\n");
+    EXPECT_EQ(records[0].expression, "false");
+    EXPECT_EQ(records[0].file, "Src/OpenGL/ShaderSources.cpp");
+    EXPECT_EQ(records[0].function, "STN::GetShaderUniformName");
+}
+
+class ShaderTest : public stereon::test::GlTest {};
+
+TEST_F(ShaderTest, EveryProgramLinksAndFindsTheUniformsItIsFed) {
+    for (const auto& program : ExpectedPrograms()) {
+        for (bool rectangle : {false, true}) {
+            ShaderOGL shader(program.first);
+            ASSERT_TRUE(shader.Load(program.first, rectangle))
+                << program.first << (rectangle ? " with the rectangle line" : "");
+            EXPECT_NE(shader.GetProgram(), 0u);
+            for (ShaderUniform uniform : program.second) {
+                EXPECT_GE(shader.GetUniformLocation(uniform), 0)
+                    << program.first << " " << GetShaderUniformName(uniform);
+            }
+            // A uniform of another program is ignored by GL through location -1.
+            EXPECT_EQ(shader.GetUniformLocation(program.first == "WABpass3Shader"
+                                                    ? kUniformBlurDirection
+                                                    : kUniformWABRevealageTex),
+                      -1)
+                << program.first;
+        }
+    }
+}
+
+TEST_F(ShaderTest, SettersReachTheProgramInUse) {
+    ShaderOGL shader("TheaterFloorShader");
+    ASSERT_TRUE(shader.Load("TheaterFloorShader", false));
+    shader.Bind();
+    const float matrix[16] = {1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16};
+    shader.SetUniformMatrix4(kUniformFloorMatrix, matrix);
+    shader.SetUniform4f(kUniformFloorPosTV, 0.5f, -1.0f, 2.0f, 3.0f);
+    shader.SetUniform2f(kUniformFloorSize, 6.0f, 7.0f);
+    // Fed to a program without it: no effect, no harm.
+    shader.SetUniform1i(kUniformWABAccumTex, 3);
+
+    float read[16] = {};
+    glGetUniformfv(shader.GetProgram(), shader.GetUniformLocation(kUniformFloorMatrix), read);
+    EXPECT_EQ(std::vector<float>(read, read + 16), std::vector<float>(matrix, matrix + 16));
+    glGetUniformfv(shader.GetProgram(), shader.GetUniformLocation(kUniformFloorPosTV), read);
+    EXPECT_EQ(std::vector<float>(read, read + 4), (std::vector<float>{0.5f, -1.0f, 2.0f, 3.0f}));
+    glGetUniformfv(shader.GetProgram(), shader.GetUniformLocation(kUniformFloorSize), read);
+    EXPECT_EQ(std::vector<float>(read, read + 2), (std::vector<float>{6.0f, 7.0f}));
+
+    ShaderOGL wall("TheaterWallShader");
+    ASSERT_TRUE(wall.Load("TheaterWallShader", false));
+    wall.Bind();
+    wall.SetUniform1f(kUniformWallBandSize, 0.25f);
+    glGetUniformfv(wall.GetProgram(), wall.GetUniformLocation(kUniformWallBandSize), read);
+    EXPECT_EQ(read[0], 0.25f);
+    wall.Unbind();
+    GLint current = -1;
+    glGetIntegerv(GL_CURRENT_PROGRAM, &current);
+    EXPECT_EQ(current, 0);
+}
+
+TEST_F(ShaderTest, FailedLoadLeavesAnEmptyProgram) {
+    ShaderOGL shader("Missing");
+    EXPECT_FALSE(shader.Load("Missing", false));
+    EXPECT_EQ(shader.GetProgram(), 0u);
+    EXPECT_FALSE(shader.Load("", false));
+
+    // A loaded shader that fails a later load is emptied, and binding it uses no program.
+    ASSERT_TRUE(shader.Load("FlatShader", false));
+    const GLuint old = shader.GetProgram();
+    EXPECT_FALSE(shader.Load("NoSuchShader", false));
+    EXPECT_EQ(shader.GetProgram(), 0u);
+    EXPECT_FALSE(glIsProgram(old));
+    shader.Bind();
+    GLint current = -1;
+    glGetIntegerv(GL_CURRENT_PROGRAM, &current);
+    EXPECT_EQ(current, 0);
+    shader.Release();
+}
+
+TEST_F(ShaderTest, RegistryCachesByNameAndReportsFailures) {
+    ShaderRegistry::DestroyInstance();
+    boost::shared_ptr<GraphicsContextOGL> context = CreateGraphicsContext("RenderContext");
+    ShaderRegistry::Instance().SetGraphicsContext(context);
+
+    boost::shared_ptr<IShader> panel = ShaderRegistry::Instance().GetShader("PanelShader");
+    ASSERT_TRUE(panel);
+    EXPECT_EQ(panel->GetName(), "PanelShader");
+    EXPECT_EQ(ShaderRegistry::Instance().GetShader("PanelShader"), panel);
+    EXPECT_NE(ShaderRegistry::Instance().GetShader("FlatShader"), panel);
+    const GLuint program = static_cast<ShaderOGL&>(*panel).GetProgram();
+    EXPECT_TRUE(glIsProgram(program));
+
+    hostcore::debug::ClearRecordedAssertions();
+    EXPECT_FALSE(ShaderRegistry::Instance().GetShader("NoSuchShader"));
+    EXPECT_FALSE(ShaderRegistry::Instance().GetShader(""));
+    const std::vector<hostcore::debug::AssertionRecord> records =
+        hostcore::debug::RecordedAssertions();
+    ASSERT_EQ(records.size(), 1u);
+    EXPECT_EQ(records[0].message, "Init shader NoSuchShader failed.\r\n");
+    EXPECT_EQ(records[0].file, "Src/ShaderRegistry.cpp");
+    EXPECT_EQ(records[0].function, "STN::ShaderRegistry::GetShader");
+
+    // Destroying the registry deletes the programs that nobody else holds.
+    panel.reset();
+    ShaderRegistry::DestroyInstance();
+    EXPECT_FALSE(glIsProgram(program));
+    // A fresh registry without a context gives nothing rather than crashing.
+    EXPECT_FALSE(ShaderRegistry::Instance().GetShader("PanelShader"));
+    ShaderRegistry::DestroyInstance();
+}
+
+}  // namespace
