@@ -1,0 +1,421 @@
+#include "RenderThread.h"
+
+#include <boost/bind/bind.hpp>
+#include <boost/weak_ptr.hpp>
+
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <mutex>
+#include <string>
+#include <thread>
+
+#include "AssertionSite.h"
+#include "GB/CudaDriver.h"
+#include "GB/Device.h"
+#include "HostApp/ApplicationType.h"
+#include "IGraphicsContext.h"
+#include "ITexture.h"
+#include "MF/VideoFrame.h"
+#include "MachineLock.h"
+#include "OpenGL/GraphicsContextOGL.h"
+#include "OpenVRManager.h"
+#include "ScopedContextLock.h"
+#include "ShaderRegistry.h"
+#include "UsageMetrics.h"
+#include "hostcore/debug.h"
+#include "hostmediatypes/PixelFormat.h"
+#include "stnvr/vr_client.h"
+
+namespace STN {
+
+namespace {
+
+// Bring-up switches for working without a headset or without rendering. Nothing sets them.
+const bool skipOpenVR = false;
+const bool skipRendering = false;
+
+const char kInitFunction[] = "STN::RenderThread::Init";
+
+RenderThread* instanceRaw = nullptr;
+boost::weak_ptr<RenderThread> instanceWeak;
+
+void ReportInitialization(const char* result, const char* reason) {
+    ReportInitializationResult("vidariumvr_initialization", "result", result, "reason", reason);
+}
+
+int RenderThreadPriority() {
+    char defaultText[16];
+    std::snprintf(defaultText, sizeof defaultText, "%i", 2);
+    const std::string text = hostcore::debug::DebugDatabase::Instance().GetEntry(
+        "VidfariumVR.RenderThreadPriority", defaultText);
+    switch (std::strtol(text.c_str(), nullptr, 10)) {
+        case 1:
+            return hostcore::threads::kThreadPriorityAboveNormal;
+        case 2:
+            return hostcore::threads::kThreadPriorityHighest;
+        default:
+            return hostcore::threads::kThreadPriorityNormal;
+    }
+}
+
+// The thread body. It holds the render context from start to interruption, so no other thread
+// can make it current while the thread runs.
+// TODO(render loop): the per-frame pass (take over the upload, draw and submit both eyes under
+// frameMutex, fade, wait for poses, poll events) replaces the wait below; its one interruption
+// point stays where this one is.
+void RenderLoop(boost::shared_ptr<IGraphicsContext> renderContext, boost::shared_ptr<Scene> scene,
+                boost::shared_ptr<UploadSynchronizer> uploadSynchronizer,
+                hostcore::threads::RecursiveMutex* frameMutex) {
+    static_cast<void>(scene);
+    static_cast<void>(uploadSynchronizer);
+    static_cast<void>(frameMutex);
+    boost::shared_ptr<ScopedContextLock> contextScope;
+    if (!skipRendering && renderContext) {
+        contextScope.reset(new ScopedContextLock(renderContext));
+    }
+    for (;;) {
+        boost::this_thread::interruption_point();
+        std::this_thread::sleep_for(std::chrono::milliseconds(2));
+    }
+}
+
+}  // namespace
+
+void RenderThread::Deleter::operator()(RenderThread* renderThread) const {
+    delete renderThread;
+}
+
+boost::shared_ptr<RenderThread> RenderThread::Instance() {
+    boost::shared_ptr<RenderThread> live = instanceWeak.lock();
+    if (live) {
+        return live;
+    }
+    instanceRaw = new RenderThread();
+    live = boost::shared_ptr<RenderThread>(instanceRaw, Deleter());
+    instanceWeak = live;
+    return live;
+}
+
+boost::shared_ptr<Scene> RenderThread::CurrentScene() {
+    const boost::shared_ptr<RenderThread> live = instanceWeak.lock();
+    return live ? live->scene : boost::shared_ptr<Scene>();
+}
+
+RenderThread::RenderThread()
+    : openVR(OpenVRManager::Instance()),
+      deferredExecutor(
+          hostcore::threads::CreateSubExecutor(hostcore::threads::CreateIOBoundExecutor(), -1)) {
+    // TODO(upload synchronizer): allocate it here with `pending` false.
+    // A lock a crashed process left behind would otherwise keep the headset from everyone.
+    MachineLock().Remove();
+}
+
+RenderThread::~RenderThread() {
+    Stop();
+    if (deferredExecutor) {
+        deferredExecutor->Shutdown();
+        deferredExecutor->WaitForIdle();
+    }
+    if (instanceRaw == this) {
+        instanceRaw = nullptr;
+    }
+}
+
+bool RenderThread::Init(boost::shared_ptr<GB::Device> newDevice) {
+    if (initialized) {
+        return true;
+    }
+    if (!newDevice) {
+        return false;
+    }
+    if (newDevice->DeviceKind == GB::kDeviceKind_CUDA) {
+        static std::once_flag cudaLoaded;
+        std::call_once(cudaLoaded,
+                       [] { GB::cuda::LoadCudaDriver(GB::cuda::kRequestedDriverVersion); });
+    }
+    device = newDevice;
+
+    if (!MachineLock().Acquire()) {
+        return false;
+    }
+
+    hostcore::threads::RecursiveMutex::ScopedLock lifecycle(lifecycleMutex, "Init.");
+    UsageMetrics::Get().GPUDeviceName = device->GetName();
+
+    if (!skipOpenVR) {
+        vr::EVRInitError error = vr::VRInitError_None;
+        if (!openVR->Init(error)) {
+            Stop();
+            return false;
+        }
+        // Keep the runtime's own overlays and the play-area bounds out of the viewer's way.
+        if (vr::IVRSettings* settings = InterfaceCache().VRSettings()) {
+            settings->Sync(false);
+            settings->SetBool("userinterface", "StatusAlwaysOnTop", false);
+            settings->SetBool("collisionBounds", "CollisionBoundsGroundPerimeterOn", false);
+            settings->SetBool("collisionBounds", "CollisionBoundsCenterMarkerOn", false);
+            settings->SetBool("collisionBounds", "CollisionBoundsPlaySpaceOn", false);
+            settings->SetInt32("collisionBounds", "CollisionBoundsColorGammaA", 0);
+            settings->Sync(false);
+        }
+        if (vr::IVRChaperone* chaperone = InterfaceCache().VRChaperone()) {
+            chaperone->ForceBoundsVisible(false);
+        }
+        // TODO(controller feedback): hand openVR to the controller-feedback singleton,
+        // creating it.
+    }
+
+    if (!skipRendering && !InitRendering()) {
+        return false;
+    }
+
+    initialized = true;
+    eyeSelector = 0;
+    StartRenderThread();
+    ReportInitialization("Success", "Success");
+    return true;
+}
+
+bool RenderThread::InitRendering() {
+    renderContext = CreateGraphicsContext("RenderContext");
+    uploadContext = CreateGraphicsContext("UploadContext");
+    userInterfaceContext = CreateGraphicsContext("UserInterfaceContext");
+
+    {
+        ScopedContextLock scope(renderContext);
+        renderContext->BindDevice(device);
+        bool created = false;
+        if (device->DeviceKind == GB::kDeviceKind_OpenCL) {
+            // Wraps the host's offscreen context only so that the render context shares objects
+            // with the OpenCL device's GL context.
+            boost::shared_ptr<IGraphicsContext> deviceContext =
+                CreateGraphicsContext("DeviceContext");
+            deviceContext->BindDevice(device);
+            created = renderContext->CreateVersionedContext(4, deviceContext);
+            if (!created) {
+                STN_ASSERT_FAILED("Failed to create RenderContext.", kInitFunction);
+                ReportInitialization("Failure", "Render_CreateVersionedContext_OpenCL");
+            }
+        } else {
+            created =
+                renderContext->CreateVersionedContext(4, boost::shared_ptr<IGraphicsContext>());
+            if (!created) {
+                STN_ASSERT_FAILED("Failed to create RenderContext.", kInitFunction);
+                ReportInitialization("Failure", "Render_CreateVersionedContext");
+            }
+        }
+        if (!created) {
+            Stop();
+            return false;
+        }
+    }
+
+    {
+        ScopedContextLock scope(uploadContext);
+        uploadContext->BindDevice(device);
+        if (!uploadContext->CreateVersionedContext(4, renderContext)) {
+            STN_ASSERT_FAILED("Failed to create UploadContext.", kInitFunction);
+            ReportInitialization("Failure", "Upload_CreateVersionedContext");
+            Stop();
+            return false;
+        }
+    }
+
+    {
+        ScopedContextLock scope(userInterfaceContext);
+        userInterfaceContext->BindDevice(device);
+        if (!userInterfaceContext->CreateVersionedContext(4, renderContext)) {
+            STN_ASSERT_FAILED("Failed to create UserInterfaceContext.", kInitFunction);
+            ReportInitialization("Failure", "UserInterface_CreateVersionedContext");
+            Stop();
+            return false;
+        }
+    }
+
+    {
+        ScopedContextLock scope(renderContext);
+        ShaderRegistry::Instance().SetGraphicsContext(renderContext);
+
+        static const char* const kVideoTextureNames[2] = {"VideoTex0", "VideoTex1"};
+        for (int i = 0; i < 2; ++i) {
+            videoTextures[i] = renderContext->CreateTexture(kVideoTextureNames[i]);
+            videoTextures[i]->Create(device, 1, 1, hostmediatypes::kPixelFormat_ARGB_4444_8u);
+            videoTextures[i]->SetFilter(static_cast<TextureFilter>(filterMode));
+        }
+        // TODO(upload synchronizer): put both textures in it; frontIndex 0, backIndex 1,
+        // pending false, no upload event.
+
+        const std::string trackingSystem =
+            OpenVRManager::GetStringProperty(openVR->GetSystem(), vr::k_unTrackedDeviceIndex_Hmd,
+                                             vr::Prop_TrackingSystemName_String);
+        UsageMetrics::Get().HMDDeviceName = trackingSystem;
+        // TODO(headset manager): classify the headset from the tracking system name.
+
+        // TODO(panel manager): create the VRPanelManager with renderContext and
+        // userInterfaceContext.
+
+        // TODO(scene): create the Scene, give it the front texture (no flip, no swap, square
+        // pixels) and Scene::Init(renderContext, openVR, panelManager, hmdType). On failure
+        // leave this scope first, then report "Scene_Init", Stop twice and return false.
+
+        if (HostApp::GetApplicationType() == HostApp::kApplicationTypeVideoEditor) {
+            // TODO(event interpreters): create the interpreter for the controller family, Bind
+            // it to openVR and give the scene a reference to it.
+        }
+
+        renderContext->Flush();
+    }
+    return true;
+}
+
+void RenderThread::StartRenderThread() {
+    if (threadStarted) {
+        return;
+    }
+    useVideoTexMipmap = hostcore::debug::DebugDatabase::Instance().GetEntry(
+                            "Stereon.UseVideoTexMipmap", "false") == "true";
+    const int priority = RenderThreadPriority();
+    const boost::function<void()> body =
+        boost::bind(&RenderLoop, renderContext, scene, uploadSynchronizer, &frameMutex);
+    thread = hostcore::threads::CreateNamedThread(
+        "STN::RenderThread", body, priority, boost::function<void()>(), boost::function<void()>());
+    threadStarted = true;
+}
+
+void RenderThread::Stop() {
+    if (threadStarted) {
+        thread.interrupt();
+        thread.join();
+        threadStarted = false;
+    }
+    initialized = false;
+
+    if (uploadContext) {
+        ScopedContextLock scope(uploadContext);
+        uploadContext->Finish();
+    }
+    if (renderContext) {
+        ScopedContextLock scope(renderContext);
+        renderContext->Finish();
+        ShaderRegistry::DestroyInstance();
+        scene.reset();
+        eventInterpreter.reset();
+        videoTextures[0].reset();
+        videoTextures[1].reset();
+        // TODO(upload synchronizer): release its two textures, set pending false and clear
+        // the upload event.
+        panelManager.reset();
+    }
+    renderContext.reset();
+    uploadContext.reset();
+    userInterfaceContext.reset();
+    intermediateFrame = nullptr;
+
+    // TODO(controller feedback): release the controller-feedback singleton.
+    openVR->Shutdown();
+
+    UsageMetrics::Get().SendInstanceMetrics();
+    UsageMetrics::Get().Clear();
+
+    // Frees the machine whoever took the lock: a Stop here during another process's Init
+    // frees that process's lock too.
+    MachineLock().Release();
+}
+
+void RenderThread::AddClient(ClientHandle handle) {
+    if (std::find(clients.begin(), clients.end(), handle) != clients.end()) {
+        return;
+    }
+    clients.push_back(handle);
+    ++UsageMetrics::Get().InstancesAdded;
+}
+
+void RenderThread::RemoveClient(ClientHandle handle) {
+    if (activeClient == handle) {
+        activeClient = 0;
+    }
+    const auto found = std::find(clients.begin(), clients.end(), handle);
+    if (found != clients.end()) {
+        clients.erase(found);
+        ++UsageMetrics::Get().InstancesRemoved;
+    }
+    if (clients.empty()) {
+        Stop();
+    }
+}
+
+bool RenderThread::SetHMDPoseCallback(ClientHandle handle, HMDPoseCallback callback) {
+    if (!initialized || (activeClient != 0 && activeClient != handle)) {
+        return false;
+    }
+    activeClient = handle;
+    hostcore::threads::RecursiveMutex::ScopedLock lock(frameMutex, "Set HMD Pose callback.");
+    // TODO(scene): scene->SetViewChangedCallback(callback). Until then the callback is dropped.
+    callback.clear();
+    return true;
+}
+
+bool RenderThread::ResetHMDPoseCallback(ClientHandle handle) {
+    if (!initialized || handle != activeClient) {
+        return false;
+    }
+    activeClient = 0;
+    {
+        hostcore::threads::RecursiveMutex::ScopedLock lock(frameMutex, "Reset HMD Pose callback.");
+        // TODO(scene): scene->SetViewChangedCallback(HMDPoseCallback()).
+    }
+    // The task keeps this object alive until it has run. The delay lets another client take
+    // the headset over before anything is torn down.
+    deferredExecutor->Post(boost::bind(&RenderThread::Clear, shared_from_this()), 100);
+    return true;
+}
+
+void RenderThread::Clear() {
+    hostcore::threads::RecursiveMutex::ScopedLock lock(lifecycleMutex, "Clear.");
+    if (initialized && activeClient == 0) {
+        Stop();
+    }
+}
+
+bool RenderThread::EnsureDevice(const boost::shared_ptr<GB::Device>& newDevice) {
+    // Without a device of our own there is nothing to restart: only Init starts the thread.
+    if (!newDevice || !device || newDevice->DeviceKind == device->DeviceKind) {
+        return true;
+    }
+    Stop();
+    return Init(newDevice);
+}
+
+bool RenderThread::UpdateVideoTexture(
+    ClientHandle handle, const hostcore::classref::InterfaceRef<MF::IVideoFrame>& frame,
+    VideoProjection projection, StereoLayout stereoLayout, std::uint32_t horizontalFov,
+    std::uint32_t verticalFov) {
+    if (!initialized || handle != activeClient) {
+        return false;
+    }
+    // TODO(frame upload): record the size, upload on uploadContext by the GPU or CPU path and
+    // publish in the upload synchronizer under frameMutex. Until then every frame is dropped
+    // as if the last one were still pending.
+    static_cast<void>(frame);
+    static_cast<void>(projection);
+    static_cast<void>(stereoLayout);
+    static_cast<void>(horizontalFov);
+    static_cast<void>(verticalFov);
+    return true;
+}
+
+void RenderThread::ReceiveMessage(const hostcore::messaging::Message& message) {
+    // Rendering deliberately neither pauses nor resumes with the application.
+    static const hostcore::messaging::MessageID suspended =
+        hostcore::messaging::HashMessageTypeNameToMessageID("HSL::ApplicationSuspendedMessage");
+    static const hostcore::messaging::MessageID resumed =
+        hostcore::messaging::HashMessageTypeNameToMessageID("HSL::ApplicationResumedMessage");
+    const hostcore::messaging::MessageID id = message.GetMessageID();
+    if (id == suspended || id == resumed) {
+        return;
+    }
+}
+
+}  // namespace STN

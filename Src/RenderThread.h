@@ -1,0 +1,119 @@
+// The render thread and everything it owns: the OpenGL contexts, the scene, the video textures,
+// the panel manager, and the thread named "STN::RenderThread" that draws. Host threads reach it
+// through the service. This file covers its life: construction, Init, the machine-wide lock,
+// the contexts, the named thread, the clients, Stop and destruction.
+#pragma once
+
+#include <boost/enable_shared_from_this.hpp>
+#include <boost/function.hpp>
+#include <boost/shared_ptr.hpp>
+#include <boost/thread/thread.hpp>
+
+#include <cstdint>
+
+#include "IStereonService.h"
+#include "StereonTypes.h"
+#include "hostcore/classref.h"
+#include "hostcore/messaging.h"
+#include "hostcore/threads.h"
+#include "hostcore/utility.h"
+
+namespace GB {
+class Device;
+}
+namespace MF {
+class IVideoFrame;
+}
+
+namespace STN {
+
+class IGraphicsContext;
+class ITexture;
+class OpenVRManager;
+class Scene;
+class VRPanelManager;
+class IEventInterpreter;
+class UploadSynchronizer;
+
+class RenderThread : public hostcore::messaging::Listener,
+                     public boost::enable_shared_from_this<RenderThread> {
+public:
+    struct Deleter {
+        void operator()(RenderThread* renderThread) const;
+    };
+
+    // The live instance, or a new one.
+    static boost::shared_ptr<RenderThread> Instance();
+    // The live instance's scene; empty when there is no instance or no scene.
+    static boost::shared_ptr<Scene> CurrentScene();
+
+    // Starts everything on the host's device: the runtime, the contexts, the scene and the
+    // thread. True at once when already initialised; false, with nothing left running, when a
+    // step fails or another process holds the machine lock for two seconds.
+    bool Init(boost::shared_ptr<GB::Device> device);
+    // Stops the thread and releases everything but the device and the clients. Repeatable.
+    void Stop();
+
+    void AddClient(ClientHandle handle);
+    // Stops everything when the last client has gone (and on an empty list).
+    void RemoveClient(ClientHandle handle);
+    // Makes the client the active one, unless another one is.
+    bool SetHMDPoseCallback(ClientHandle handle, HMDPoseCallback callback);
+    // Lets go of the active client; a moment later everything stops unless another client
+    // has taken over.
+    bool ResetHMDPoseCallback(ClientHandle handle);
+    // Restarts on a device of another kind; a device of the same kind changes nothing.
+    bool EnsureDevice(const boost::shared_ptr<GB::Device>& newDevice);
+    void StartRenderThread();
+    // Stops when no client is active; what the deferred task does.
+    void Clear();
+
+    // A frame of the active client for the back video texture.
+    bool UpdateVideoTexture(ClientHandle handle,
+                            const hostcore::classref::InterfaceRef<MF::IVideoFrame>& frame,
+                            VideoProjection projection, StereoLayout stereoLayout,
+                            std::uint32_t horizontalFov, std::uint32_t verticalFov);
+
+    void ReceiveMessage(const hostcore::messaging::Message& message) override;
+
+    bool IsInitialized() const { return initialized; }
+    const boost::shared_ptr<VRPanelManager>& GetPanelManager() const { return panelManager; }
+    const boost::shared_ptr<Scene>& GetScene() const { return scene; }
+    ClientHandle GetActiveClient() const { return activeClient; }
+    const boost::shared_ptr<GB::Device>& GetDevice() const { return device; }
+
+    RenderThread(const RenderThread&) = delete;
+    RenderThread& operator=(const RenderThread&) = delete;
+
+private:
+    RenderThread();
+    ~RenderThread() override;
+
+    bool InitRendering();
+
+    bool initialized = false;
+    boost::shared_ptr<GB::Device> device;
+    hostcore::utility::SmallBlockVector<ClientHandle> clients;
+    ClientHandle activeClient = 0;
+    boost::shared_ptr<OpenVRManager> openVR;
+    boost::shared_ptr<IGraphicsContext> renderContext;
+    boost::shared_ptr<IGraphicsContext> uploadContext;
+    boost::shared_ptr<IGraphicsContext> userInterfaceContext;
+    boost::shared_ptr<Scene> scene;
+    boost::shared_ptr<ITexture> videoTextures[2];
+    boost::shared_ptr<UploadSynchronizer> uploadSynchronizer;
+    std::int32_t eyeSelector = 0;
+    hostcore::classref::InterfaceRef<MF::IVideoFrame> intermediateFrame;
+    std::int32_t filterMode = 1;
+    bool useVideoTexMipmap = false;
+    boost::function<void()> unusedCallback;
+    boost::shared_ptr<IEventInterpreter> eventInterpreter;
+    boost::shared_ptr<VRPanelManager> panelManager;
+    hostcore::threads::RecursiveMutex frameMutex;
+    hostcore::threads::RecursiveMutex lifecycleMutex;
+    boost::thread thread;
+    bool threadStarted = false;
+    boost::shared_ptr<hostcore::threads::AsyncThreadedSubExecutor> deferredExecutor;
+};
+
+}  // namespace STN

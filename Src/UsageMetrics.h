@@ -1,0 +1,40 @@
+// Usage events for the host's usage logger: one report per initialisation attempt and one
+// summary of counters per run. With no logger present all of it is silent.
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+namespace STN {
+
+// The process-wide record of the current run. No lock: counts may be lost in a race, which is
+// accepted for statistics.
+struct UsageMetrics {
+    std::string GPUDeviceName;
+    std::string HMDDeviceName;
+    std::uint64_t GPUFramesPlayed = 0;
+    std::uint64_t CPUFramesPlayed = 0;
+    std::uint32_t MaxFrameWidth = 0;
+    std::uint32_t MaxFrameHeight = 0;
+    std::uint32_t MaxFrameArea = 0;
+    std::string MaxFrameAreaDimensions;
+    std::uint64_t StereoscopicSideBySideFramesPlayed = 0;
+    std::uint64_t StereoscopicOverUnderFramesPlayed = 0;
+    std::uint64_t MonoscopicFramesPlayed = 0;
+    std::uint64_t InstancesAdded = 0;
+    std::uint64_t InstancesRemoved = 0;
+
+    static UsageMetrics& Get();
+
+    void RecordFrameSize(std::uint32_t width, std::uint32_t height);
+    // Sends "vidariumvr_instance_metrics" with every counter.
+    void SendInstanceMetrics() const;
+    // Strings empty, numbers 0.
+    void Clear();
+};
+
+// Sends an event of category "STN" with two keys.
+void ReportInitializationResult(const char* eventName, const char* key1, const char* value1,
+                                const char* key2, const char* value2);
+
+}  // namespace STN

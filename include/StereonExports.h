@@ -1,0 +1,37 @@
+// The two entry points the library exports. A host either links the library or loads it at run
+// time and looks the two functions up; everything else is reached through IStereonService.
+#pragma once
+
+#include <boost/shared_ptr.hpp>
+
+#include "IStereonService.h"
+
+#if defined(_WIN32)
+#if defined(STEREON_BUILDING)
+#define STEREON_API __declspec(dllexport)
+#else
+#define STEREON_API __declspec(dllimport)
+#endif
+#else
+#define STEREON_API __attribute__((visibility("default")))
+#endif
+
+namespace STN {
+
+// The service singleton: the live one while anybody holds it, else a new one.
+STEREON_API boost::shared_ptr<IStereonService> GetStereonServiceInstance();
+
+// Whether the OpenVR runtime reports a headset. Loads nothing of the library's own and takes no
+// lock of it; false when no runtime can be loaded.
+STEREON_API bool IsVRPossible();
+
+// The names a host looks up after loading the library (the Itanium C++ names of the two
+// functions above).
+#if !defined(_WIN32)
+#define STEREON_GET_SERVICE_SYMBOL "_ZN3STN25GetStereonServiceInstanceEv"
+#define STEREON_IS_VR_POSSIBLE_SYMBOL "_ZN3STN12IsVRPossibleEv"
+#endif
+typedef boost::shared_ptr<IStereonService> (*GetStereonServiceInstanceFunction)();
+typedef bool (*IsVRPossibleFunction)();
+
+}  // namespace STN

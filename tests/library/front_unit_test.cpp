@@ -1,0 +1,228 @@
+// The pieces of the service front that need neither a runtime nor GL: usage metrics, the
+// machine-wide lock and the matrix conversions.
+#include <gtest/gtest.h>
+
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <boost/date_time/posix_time/posix_time.hpp>
+
+#include <string>
+#include <vector>
+
+#include "MachineLock.h"
+#include "OpenVRManager.h"
+#include "UsageMetrics.h"
+#include "hostcore/config.h"
+
+namespace {
+
+using hostcore::config::LoggedEvent;
+using hostcore::config::UsageLogger;
+
+std::vector<LoggedEvent> EventsNamed(const std::string& name) {
+    std::vector<LoggedEvent> result;
+    for (const LoggedEvent& event : UsageLogger::Get()->Events()) {
+        if (event.name == name) {
+            result.push_back(event);
+        }
+    }
+    return result;
+}
+
+class UsageMetricsTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        UsageLogger::SetPresent(true);
+        UsageLogger::Get()->Clear();
+        STN::UsageMetrics::Get().Clear();
+    }
+    void TearDown() override {
+        UsageLogger::SetPresent(true);
+        STN::UsageMetrics::Get().Clear();
+    }
+};
+
+TEST_F(UsageMetricsTest, FrameSizesKeepTheirMaximaApart) {
+    STN::UsageMetrics& metrics = STN::UsageMetrics::Get();
+    metrics.RecordFrameSize(4000, 100);   // widest, area 400000
+    metrics.RecordFrameSize(1000, 1000);  // tallest, largest area
+    metrics.RecordFrameSize(500, 2000);   // same area: the first stays
+    metrics.RecordFrameSize(10, 10);
+    EXPECT_EQ(metrics.MaxFrameWidth, 4000u);
+    EXPECT_EQ(metrics.MaxFrameHeight, 2000u);
+    EXPECT_EQ(metrics.MaxFrameArea, 1000000u);
+    EXPECT_EQ(metrics.MaxFrameAreaDimensions, "1000x1000");
+}
+
+TEST_F(UsageMetricsTest, FrameAreaIsUnsigned32BitArithmetic) {
+    STN::UsageMetrics& metrics = STN::UsageMetrics::Get();
+    metrics.RecordFrameSize(100, 100);
+    metrics.RecordFrameSize(65536, 65537);  // 2^32 + 65536 wraps to 65536, still larger
+    EXPECT_EQ(metrics.MaxFrameArea, 65536u);
+    EXPECT_EQ(metrics.MaxFrameAreaDimensions, "65536x65537");
+    metrics.RecordFrameSize(65536, 65536);  // wraps to 0
+    EXPECT_EQ(metrics.MaxFrameAreaDimensions, "65536x65537");
+    EXPECT_EQ(metrics.MaxFrameWidth, 65536u);
+    EXPECT_EQ(metrics.MaxFrameHeight, 65537u);
+}
+
+TEST_F(UsageMetricsTest, InstanceMetricsCarryEveryKeyInOrder) {
+    STN::UsageMetrics& metrics = STN::UsageMetrics::Get();
+    metrics.GPUDeviceName = "Some GPU";
+    metrics.HMDDeviceName = "lighthouse";
+    metrics.GPUFramesPlayed = 18446744073709551615ull;
+    metrics.CPUFramesPlayed = 7;
+    metrics.RecordFrameSize(3840, 2160);
+    metrics.StereoscopicSideBySideFramesPlayed = 1;
+    metrics.StereoscopicOverUnderFramesPlayed = 2;
+    metrics.MonoscopicFramesPlayed = 3;
+    metrics.InstancesAdded = 4;
+    metrics.InstancesRemoved = 5;
+    metrics.SendInstanceMetrics();
+
+    const std::vector<LoggedEvent> events = EventsNamed("vidariumvr_instance_metrics");
+    ASSERT_EQ(events.size(), 1u);
+    EXPECT_EQ(events[0].category, "STN");
+    const std::vector<std::pair<std::string, std::string>> expected = {
+        {"GPUDeviceName", "Some GPU"},
+        {"HMDDeviceName", "lighthouse"},
+        {"GPUFramesPlayed", "18446744073709551615"},
+        {"CPUFramesPlayed", "7"},
+        {"MaxFrameWidth", "3840"},
+        {"MaxFrameHeight", "2160"},
+        {"MaxFrameAreaDimensions", "3840x2160"},
+        {"StereoscopicSideBySideFramesPlayed", "1"},
+        {"StereoscopicOverUnderFramesPlayed", "2"},
+        {"MonoscopicFramesPlayed", "3"},
+        {"InstancesAdded", "4"},
+        {"InstancesRemoved", "5"},
+    };
+    EXPECT_EQ(events[0].values, expected);
+
+    metrics.Clear();
+    EXPECT_TRUE(metrics.GPUDeviceName.empty());
+    EXPECT_EQ(metrics.MaxFrameArea, 0u);
+    EXPECT_TRUE(metrics.MaxFrameAreaDimensions.empty());
+    EXPECT_EQ(metrics.GPUFramesPlayed, 0u);
+}
+
+TEST_F(UsageMetricsTest, InitializationResultAndAbsentLogger) {
+    STN::ReportInitializationResult("vidariumvr_initialization", "result", "Failure", "reason",
+                                    "VR_Init");
+    std::vector<LoggedEvent> events = EventsNamed("vidariumvr_initialization");
+    ASSERT_EQ(events.size(), 1u);
+    EXPECT_EQ(events[0].category, "STN");
+    const std::vector<std::pair<std::string, std::string>> expected = {{"result", "Failure"},
+                                                                       {"reason", "VR_Init"}};
+    EXPECT_EQ(events[0].values, expected);
+
+    // No logger: everything stays silent, and nothing is kept for later either.
+    UsageLogger::SetPresent(false);
+    STN::ReportInitializationResult("vidariumvr_initialization", "result", "Success", "reason",
+                                    "Success");
+    STN::UsageMetrics::Get().SendInstanceMetrics();
+    STN::ReportInitializationResult(nullptr, nullptr, nullptr, nullptr, nullptr);
+    UsageLogger::SetPresent(true);
+    EXPECT_EQ(UsageLogger::Get()->Events().size(), 1u);
+}
+
+class MachineLockTest : public ::testing::Test {
+protected:
+    MachineLockTest() : lock("stn-test-" + std::to_string(getpid())) {}
+    void SetUp() override { lock.Remove(); }
+    void TearDown() override { lock.Remove(); }
+    static boost::posix_time::ptime Soon() {
+        return boost::posix_time::microsec_clock::universal_time() +
+               boost::posix_time::milliseconds(50);
+    }
+    STN::MachineLock lock;
+};
+
+TEST_F(MachineLockTest, TakenOnceUntilReleased) {
+    EXPECT_EQ(std::string(STN::MachineLock::kDefaultName), "STN");
+    EXPECT_FALSE(lock.IsTaken());
+    ASSERT_TRUE(lock.Acquire(Soon()));
+    EXPECT_TRUE(lock.IsTaken());
+    // The handle is closed again, yet the lock stays taken for everyone, this process included.
+    EXPECT_FALSE(lock.Acquire(Soon()));
+    lock.Release();
+    EXPECT_FALSE(lock.IsTaken());
+    // Releasing a free lock must not make it take two holders.
+    lock.Release();
+    EXPECT_TRUE(lock.Acquire(Soon()));
+    EXPECT_FALSE(lock.Acquire(Soon()));
+    lock.Release();
+}
+
+TEST_F(MachineLockTest, ADeadHoldersLockStaysUntilRemoved) {
+    const pid_t child = fork();
+    ASSERT_GE(child, 0);
+    if (child == 0) {
+        // Take it and die without releasing, as a crashed host would.
+        _exit(lock.Acquire(Soon()) ? 0 : 1);
+    }
+    int status = 0;
+    ASSERT_EQ(waitpid(child, &status, 0), child);
+    ASSERT_TRUE(WIFEXITED(status));
+    ASSERT_EQ(WEXITSTATUS(status), 0);
+
+    EXPECT_TRUE(lock.IsTaken());
+    EXPECT_FALSE(lock.Acquire(Soon()));
+    lock.Remove();
+    EXPECT_FALSE(lock.IsTaken());
+    EXPECT_TRUE(lock.Acquire(Soon()));
+    lock.Release();
+}
+
+TEST_F(MachineLockTest, ReleaseFromAnotherProcessFreesIt) {
+    ASSERT_TRUE(lock.Acquire(Soon()));
+    const pid_t child = fork();
+    ASSERT_GE(child, 0);
+    if (child == 0) {
+        lock.Release();
+        _exit(0);
+    }
+    int status = 0;
+    ASSERT_EQ(waitpid(child, &status, 0), child);
+    EXPECT_FALSE(lock.IsTaken());
+    EXPECT_TRUE(lock.Acquire(Soon()));
+    lock.Release();
+}
+
+TEST(MatrixConversion, PoseBecomesColumnMajorWithAffineBottomRow) {
+    vr::HmdMatrix34_t pose;
+    float value = 1.0f;
+    for (int row = 0; row < 3; ++row) {
+        for (int column = 0; column < 4; ++column) {
+            pose.m[row][column] = value;
+            value += 1.0f;
+        }
+    }
+    const STN::Matrix4 m = STN::ToMatrix4(pose);
+    // Translation (the last column of OpenVR's rows) lands in elements 12, 13 and 14.
+    EXPECT_EQ(m.m[12], 4.0f);
+    EXPECT_EQ(m.m[13], 8.0f);
+    EXPECT_EQ(m.m[14], 12.0f);
+    const float expected[16] = {1, 5, 9, 0, 2, 6, 10, 0, 3, 7, 11, 0, 4, 8, 12, 1};
+    for (int i = 0; i < 16; ++i) {
+        EXPECT_EQ(m.m[i], expected[i]) << i;
+    }
+}
+
+TEST(MatrixConversion, ProjectionIsTransposed) {
+    vr::HmdMatrix44_t projection;
+    for (int row = 0; row < 4; ++row) {
+        for (int column = 0; column < 4; ++column) {
+            projection.m[row][column] = static_cast<float>(row * 10 + column);
+        }
+    }
+    const STN::Matrix4 m = STN::ToMatrix4(projection);
+    for (int row = 0; row < 4; ++row) {
+        for (int column = 0; column < 4; ++column) {
+            EXPECT_EQ(m.m[column * 4 + row], projection.m[row][column]);
+        }
+    }
+}
+
+}  // namespace

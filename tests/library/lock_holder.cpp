@@ -1,0 +1,46 @@
+// A second host process for the machine-lock tests. It starts the library on its own device,
+// says "ready" (or "failed"), then answers commands on stdin, one a line:
+//   status  -> "initialized 0|1"
+//   quit    -> removes its client, which stops everything, and exits
+#include <cstdio>
+#include <cstdlib>
+#include <iostream>
+#include <string>
+
+#include "GB/Device.h"
+#include "host_library.h"
+
+int main(int argc, char** argv) {
+    if (argc < 2) {
+        std::fprintf(stderr, "usage: %s <libstereon.so>\n", argv[0]);
+        return 2;
+    }
+    setenv("EGL_PLATFORM", "surfaceless", 0);
+    setenv("LP_NUM_THREADS", "1", 0);
+    stntest::HostLibrary library;
+    if (!library.Load(argv[1])) {
+        std::cout << "failed " << library.error << std::endl;
+        return 1;
+    }
+    std::string reason;
+    boost::shared_ptr<GB::Device> device =
+        GB::Device::Create(GB::kDeviceKind_OpenCLNoSharing, &reason);
+    boost::shared_ptr<STN::IStereonService> service = library.getService();
+    if (!device || !service->Init(device)) {
+        std::cout << "failed " << reason << std::endl;
+        return 1;
+    }
+    service->AddClient(7);
+    std::cout << "ready" << std::endl;
+    std::string command;
+    while (std::getline(std::cin, command)) {
+        if (command == "status") {
+            std::cout << "initialized " << (service->IsInitialized() ? 1 : 0) << std::endl;
+        } else if (command == "quit") {
+            break;
+        }
+    }
+    service->RemoveClient(7);
+    std::cout << "stopped " << (service->IsInitialized() ? 1 : 0) << std::endl;
+    return 0;
+}

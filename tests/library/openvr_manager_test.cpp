@@ -1,0 +1,200 @@
+// The runtime manager against the simulated runtime, found through the OpenVR client as a
+// vendor runtime would be.
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <chrono>
+#include <cstdlib>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "OpenVRManager.h"
+#include "hostcore/config.h"
+#include "simvr/simvr_control.h"
+#include "simvr/simvr_setup.h"
+#include "stnvr/vr_client.h"
+
+namespace {
+
+using hostcore::config::LoggedEvent;
+using hostcore::config::UsageLogger;
+
+class OpenVRManagerTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        simvr::ResetRuntime();
+        home = simvr::MakeTempDirectory("stn-openvr-");
+        ASSERT_FALSE(home.empty());
+        std::string error;
+        ASSERT_TRUE(simvr::InstallVrPathFile(home, &error)) << error;
+        UsageLogger::SetPresent(true);
+        UsageLogger::Get()->Clear();
+    }
+    void TearDown() override {
+        vr::VR_Shutdown();
+        simvr::ResetRuntime();
+        simvr::ClearEnvironment();
+        std::system(("rm -rf '" + home + "'").c_str());
+    }
+    // The reasons of the initialisation events sent so far.
+    static std::vector<std::string> FailureReasons() {
+        std::vector<std::string> reasons;
+        for (const LoggedEvent& event : UsageLogger::Get()->Events()) {
+            if (event.name == "vidariumvr_initialization" && event.Value("result") == "Failure") {
+                reasons.push_back(event.Value("reason"));
+            }
+        }
+        return reasons;
+    }
+    static void ExpectDisconnected(const boost::shared_ptr<STN::OpenVRManager>& manager) {
+        EXPECT_EQ(manager->GetSystem(), nullptr);
+        EXPECT_EQ(manager->GetCompositor(), nullptr);
+        EXPECT_EQ(manager->GetRenderModels(), nullptr);
+        EXPECT_EQ(simvr_is_initialized(), 0);
+    }
+
+    std::string home;
+};
+
+TEST_F(OpenVRManagerTest, ConnectsOnceAndShutsDownOnce) {
+    boost::shared_ptr<STN::OpenVRManager> manager = STN::OpenVRManager::Instance();
+    ExpectDisconnected(manager);  // constructing touches nothing of the runtime
+    EXPECT_EQ(simvr_get_init_count(), 0);
+
+    vr::EVRInitError error = vr::VRInitError_Unknown;
+    ASSERT_TRUE(manager->Init(error));
+    EXPECT_EQ(error, vr::VRInitError_None);
+    EXPECT_NE(manager->GetSystem(), nullptr);
+    EXPECT_NE(manager->GetCompositor(), nullptr);
+    EXPECT_NE(manager->GetRenderModels(), nullptr);
+    EXPECT_EQ(simvr_get_application_type(), vr::VRApplication_Scene);
+
+    // Connected: true at once, the error untouched, the runtime not started again.
+    error = vr::VRInitError_Init_HmdNotFound;
+    EXPECT_TRUE(manager->Init(error));
+    EXPECT_EQ(error, vr::VRInitError_Init_HmdNotFound);
+    EXPECT_EQ(simvr_get_init_count(), 1);
+
+    manager->Shutdown();
+    ExpectDisconnected(manager);
+    EXPECT_EQ(simvr_get_cleanup_count(), 1);
+    manager->Shutdown();  // a second one does not reach the runtime
+    EXPECT_EQ(simvr_get_cleanup_count(), 1);
+
+    // A new connection works through the new pointers.
+    ASSERT_TRUE(manager->Init(error));
+    EXPECT_EQ(simvr_get_init_count(), 2);
+    EXPECT_EQ(
+        STN::OpenVRManager::GetStringProperty(manager->GetSystem(), vr::k_unTrackedDeviceIndex_Hmd,
+                                              vr::Prop_TrackingSystemName_String),
+        "lighthouse");
+    EXPECT_TRUE(FailureReasons().empty());
+}
+
+TEST_F(OpenVRManagerTest, SingletonLivesWithItsLastOwner) {
+    boost::shared_ptr<STN::OpenVRManager> first = STN::OpenVRManager::Instance();
+    EXPECT_EQ(STN::OpenVRManager::Instance(), first);
+    vr::EVRInitError error = vr::VRInitError_None;
+    ASSERT_TRUE(first->Init(error));
+    EXPECT_EQ(simvr_is_initialized(), 1);
+
+    first.reset();  // the deleter ends the connection
+    EXPECT_EQ(simvr_is_initialized(), 0);
+    EXPECT_EQ(simvr_get_cleanup_count(), 1);
+    boost::shared_ptr<STN::OpenVRManager> second = STN::OpenVRManager::Instance();
+    ASSERT_TRUE(second);
+    ExpectDisconnected(second);
+}
+
+TEST_F(OpenVRManagerTest, StartFailuresReportTheirReasonAndLeaveNothingConnected) {
+    boost::shared_ptr<STN::OpenVRManager> manager = STN::OpenVRManager::Instance();
+
+    // No headset: the runtime's own Init refuses.
+    simvr_set_hmd_present(0);
+    vr::EVRInitError error = vr::VRInitError_None;
+    EXPECT_FALSE(manager->Init(error));
+    EXPECT_EQ(error, vr::VRInitError_Init_HmdNotFound);
+    ExpectDisconnected(manager);
+    simvr_set_hmd_present(1);
+
+    // A runtime that does not speak IVRSystem_017.
+    ASSERT_EQ(simvr_set_interface_enabled("IVRSystem_017", 0), 1);
+    EXPECT_FALSE(manager->Init(error));
+    EXPECT_EQ(error, vr::VRInitError_Init_InterfaceNotFound);
+    ExpectDisconnected(manager);
+    simvr_set_interface_enabled("IVRSystem_017", 1);
+
+    // No compositor: the runtime is shut down again.
+    ASSERT_EQ(simvr_set_interface_enabled("IVRCompositor_021", 0), 1);
+    const int cleanups = simvr_get_cleanup_count();
+    error = vr::VRInitError_None;
+    EXPECT_FALSE(manager->Init(error));
+    ExpectDisconnected(manager);
+    EXPECT_EQ(simvr_get_cleanup_count(), cleanups + 1);
+    simvr_set_interface_enabled("IVRCompositor_021", 1);
+
+    const std::vector<std::string> expected = {"VR_Init", "VR_Init", "VRCompositor"};
+    EXPECT_EQ(FailureReasons(), expected);
+
+    // With everything back, the same manager connects.
+    EXPECT_TRUE(manager->Init(error));
+    EXPECT_NE(manager->GetCompositor(), nullptr);
+}
+
+TEST_F(OpenVRManagerTest, RuntimeWithoutRenderModelsStillConnects) {
+    ASSERT_EQ(simvr_set_interface_enabled("IVRRenderModels_005", 0), 1);
+    boost::shared_ptr<STN::OpenVRManager> manager = STN::OpenVRManager::Instance();
+    vr::EVRInitError error = vr::VRInitError_None;
+    EXPECT_TRUE(manager->Init(error));
+    EXPECT_NE(manager->GetSystem(), nullptr);
+    EXPECT_NE(manager->GetCompositor(), nullptr);
+    EXPECT_EQ(manager->GetRenderModels(), nullptr);
+    EXPECT_TRUE(FailureReasons().empty());
+}
+
+TEST_F(OpenVRManagerTest, StringProperties) {
+    EXPECT_EQ(STN::OpenVRManager::GetStringProperty(nullptr, 0, vr::Prop_TrackingSystemName_String),
+              "");
+    ASSERT_EQ(simvr_set_profile(SIMVR_PROFILE_RIFT), 1);
+    boost::shared_ptr<STN::OpenVRManager> manager = STN::OpenVRManager::Instance();
+    vr::EVRInitError error = vr::VRInitError_None;
+    ASSERT_TRUE(manager->Init(error));
+    vr::IVRSystem* system = manager->GetSystem();
+    EXPECT_EQ(STN::OpenVRManager::GetStringProperty(system, vr::k_unTrackedDeviceIndex_Hmd,
+                                                    vr::Prop_TrackingSystemName_String),
+              "oculus");
+    // Values of any length come back whole; a device without the property gives "".
+    const std::string longName(300, 'x');
+    ASSERT_EQ(simvr_set_property_string(0, vr::Prop_TrackingSystemName_String, longName.c_str()),
+              1);
+    EXPECT_EQ(STN::OpenVRManager::GetStringProperty(system, vr::k_unTrackedDeviceIndex_Hmd,
+                                                    vr::Prop_TrackingSystemName_String),
+              longName);
+    EXPECT_EQ(STN::OpenVRManager::GetStringProperty(system, 63, vr::Prop_TrackingSystemName_String),
+              "");
+}
+
+TEST_F(OpenVRManagerTest, LockIsRecursiveAndSharedWithOtherThreads) {
+    boost::shared_ptr<STN::OpenVRManager> manager = STN::OpenVRManager::Instance();
+    manager->Lock();
+    manager->Lock();
+    // Init takes the same lock on this thread without blocking.
+    vr::EVRInitError error = vr::VRInitError_None;
+    EXPECT_TRUE(manager->Init(error));
+    std::atomic<bool> shutDown{false};
+    std::thread other([&] {
+        manager->Shutdown();
+        shutDown = true;
+    });
+    std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    EXPECT_FALSE(shutDown);  // waits for this thread's hold
+    EXPECT_NE(manager->GetSystem(), nullptr);
+    manager->Unlock();
+    manager->Unlock();
+    other.join();
+    EXPECT_TRUE(shutDown);
+    ExpectDisconnected(manager);
+}
+
+}  // namespace

@@ -1,0 +1,569 @@
+// The library driven as a host drives it: loaded with dlopen, started on a device of the host
+// stand-in, connected to the simulated runtime through the OpenVR client. What the runtime
+// recorded, the usage events, the threads of the process and the machine lock are what is
+// looked at.
+#include <gtest/gtest.h>
+
+#include <dirent.h>
+#include <poll.h>
+#include <signal.h>
+#include <spawn.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <fstream>
+#include <functional>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "GB/Device.h"
+#include "MF/VideoFrame.h"
+#include "MachineLock.h"
+#include "VF/VideoFrame.h"
+#include "host_library.h"
+#include "hostcore/config.h"
+#include "hostcore/debug.h"
+#include "hostcore/threads.h"
+#include "simvr/simvr_control.h"
+#include "simvr/simvr_setup.h"
+
+extern char** environ;
+
+namespace {
+
+using hostcore::config::LoggedEvent;
+using hostcore::config::UsageLogger;
+
+stntest::HostLibrary& Library() {
+    static stntest::HostLibrary library;
+    return library;
+}
+
+// Full names of the threads of this process that the host stand-in started by name.
+std::vector<std::string> NamedThreads() {
+    std::vector<std::string> names;
+    DIR* dir = opendir("/proc/self/task");
+    if (dir == nullptr) {
+        return names;
+    }
+    while (dirent* entry = readdir(dir)) {
+        const std::uint64_t tid = std::strtoull(entry->d_name, nullptr, 10);
+        if (tid == 0) {
+            continue;
+        }
+        std::string name = hostcore::threads::FindThreadName(tid);
+        if (!name.empty()) {
+            names.push_back(name);
+        }
+        // What the operating system shows, cut to its 15 bytes.
+        std::ifstream comm("/proc/self/task/" + std::string(entry->d_name) + "/comm");
+        std::string osName;
+        std::getline(comm, osName);
+        if (osName == "STN::RenderThre") {
+            names.push_back("os:" + osName);
+        }
+    }
+    closedir(dir);
+    return names;
+}
+
+bool RenderThreadRunning() {
+    for (const std::string& name : NamedThreads()) {
+        if (name == "STN::RenderThread" || name == "os:STN::RenderThre") {
+            return true;
+        }
+    }
+    return false;
+}
+
+// The thread names itself once it runs, which may be a moment after Init returned.
+bool RenderThreadStarts() {
+    for (int i = 0; i < 250; ++i) {
+        if (RenderThreadRunning()) {
+            return true;
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    }
+    return false;
+}
+
+std::vector<LoggedEvent> EventsNamed(const std::string& name) {
+    std::vector<LoggedEvent> result;
+    for (const LoggedEvent& event : UsageLogger::Get()->Events()) {
+        if (event.name == name) {
+            result.push_back(event);
+        }
+    }
+    return result;
+}
+
+std::vector<std::string> InitializationReasons() {
+    std::vector<std::string> reasons;
+    for (const LoggedEvent& event : EventsNamed("vidariumvr_initialization")) {
+        reasons.push_back(event.Value("result") + ":" + event.Value("reason"));
+    }
+    return reasons;
+}
+
+// A second host in its own process (lock_holder).
+class ChildHost {
+public:
+    bool Start() {
+        int toChild[2];
+        int fromChild[2];
+        if (pipe(toChild) != 0 || pipe(fromChild) != 0) {
+            return false;
+        }
+        posix_spawn_file_actions_t actions;
+        posix_spawn_file_actions_init(&actions);
+        posix_spawn_file_actions_adddup2(&actions, toChild[0], 0);
+        posix_spawn_file_actions_adddup2(&actions, fromChild[1], 1);
+        posix_spawn_file_actions_addclose(&actions, toChild[1]);
+        posix_spawn_file_actions_addclose(&actions, fromChild[0]);
+        char* argv[] = {const_cast<char*>(STEREON_LOCK_HOLDER), const_cast<char*>(STEREON_LIBRARY),
+                        nullptr};
+        const int rc = posix_spawn(&pid, STEREON_LOCK_HOLDER, &actions, nullptr, argv, environ);
+        posix_spawn_file_actions_destroy(&actions);
+        close(toChild[0]);
+        close(fromChild[1]);
+        input = toChild[1];
+        output = fromChild[0];
+        return rc == 0;
+    }
+    // A line of its answer; "" when it ended or said nothing for a minute.
+    std::string ReadLine() {
+        std::string line;
+        for (;;) {
+            pollfd fd = {output, POLLIN, 0};
+            if (poll(&fd, 1, 60000) <= 0) {
+                return line;
+            }
+            char c = 0;
+            if (read(output, &c, 1) != 1 || c == '\n') {
+                return line;
+            }
+            line += c;
+        }
+    }
+    void Send(const std::string& command) {
+        const std::string line = command + "\n";
+        if (write(input, line.data(), line.size()) != static_cast<ssize_t>(line.size())) {
+            ADD_FAILURE() << "the second host is gone";
+        }
+    }
+    void Kill() { kill(pid, SIGKILL); }
+    int Wait() {
+        int status = 0;
+        if (pid > 0) {
+            waitpid(pid, &status, 0);
+            pid = 0;
+        }
+        return status;
+    }
+    ~ChildHost() {
+        if (pid > 0) {
+            Kill();
+            Wait();
+        }
+        if (input >= 0) {
+            close(input);
+        }
+        if (output >= 0) {
+            close(output);
+        }
+    }
+
+private:
+    pid_t pid = 0;
+    int input = -1;
+    int output = -1;
+};
+
+class ServiceSystemTest : public ::testing::Test {
+protected:
+    static void SetUpTestSuite() {
+        setenv("EGL_PLATFORM", "surfaceless", 0);
+        setenv("LP_NUM_THREADS", "1", 0);
+    }
+    void SetUp() override {
+        ASSERT_TRUE(Library().Load(STEREON_LIBRARY)) << Library().error;
+        simvr::ResetRuntime();
+        home = simvr::MakeTempDirectory("stn-service-");
+        ASSERT_FALSE(home.empty());
+        std::string error;
+        ASSERT_TRUE(simvr::InstallVrPathFile(home, &error)) << error;
+        UsageLogger::SetPresent(true);
+        UsageLogger::Get()->Clear();
+        hostcore::debug::ClearRecordedAssertions();
+        std::string reason;
+        device = GB::Device::Create(GB::kDeviceKind_OpenCLNoSharing, &reason);
+        ASSERT_TRUE(device) << reason;
+    }
+    void TearDown() override {
+        device.reset();
+        simvr::ResetRuntime();
+        simvr::ClearEnvironment();
+        std::system(("rm -rf '" + home + "'").c_str());
+    }
+
+    // Nothing of a run is left: no thread, no runtime connection, no machine lock.
+    static void ExpectNothingRunning() {
+        EXPECT_FALSE(RenderThreadRunning());
+        EXPECT_EQ(simvr_is_initialized(), 0);
+        EXPECT_FALSE(STN::MachineLock().IsTaken());
+    }
+
+    static boost::shared_ptr<GB::Device> DeviceWithoutContext(std::int32_t kind) {
+        GB::Device::Parts parts;
+        parts.name = "No GL";
+        return boost::shared_ptr<GB::Device>(new GB::Device(kind, parts));
+    }
+
+    static hostcore::classref::InterfaceRef<MF::IVideoFrame> HostFrame() {
+        hostcore::classref::InterfaceRef<MF::IVideoFrame> frame;
+        EXPECT_EQ(VF::CreateHostVideoFrame(frame, hostmediatypes::kPixelFormat_BGRA_4444_8u, 4, 2),
+                  VF::kCreateResult_OK);
+        return frame;
+    }
+
+    std::string home;
+    boost::shared_ptr<GB::Device> device;
+};
+
+TEST_F(ServiceSystemTest, ExportsAreTheOnlyWayIn) {
+    EXPECT_EQ(dlsym(Library().handle, "_ZN3STN14StereonService8InstanceEv"), nullptr);
+    EXPECT_EQ(dlsym(Library().handle, "_ZN3STN12RenderThread4StopEv"), nullptr);
+    EXPECT_TRUE(Library().isVRPossible());
+    simvr_set_hmd_present(0);
+    EXPECT_FALSE(Library().isVRPossible());
+    simvr::ClearEnvironment();
+    setenv("XDG_CONFIG_HOME", (home + "/nowhere").c_str(), 1);
+    EXPECT_FALSE(Library().isVRPossible());
+}
+
+TEST_F(ServiceSystemTest, HostCallingSequence) {
+    boost::shared_ptr<STN::IStereonService> service = Library().getService();
+    ASSERT_TRUE(service);
+    EXPECT_EQ(Library().getService(), service);
+
+    // Before Init: the answers of a service without a scene.
+    EXPECT_FALSE(service->IsInitialized());
+    EXPECT_EQ(service->GetHMDType(), 3);
+    float yaw = 12.0f;
+    float pitch = 34.0f;
+    service->GetViewOrientation(yaw, pitch);
+    EXPECT_EQ(yaw, 0.0f);
+    EXPECT_EQ(pitch, 0.0f);
+    EXPECT_FALSE(service->GetHMDManager());
+    EXPECT_FALSE(service->GetPanelManager());
+    EXPECT_FALSE(service->SetHMDPoseCallback(1, [](float, float, float) {}));
+    EXPECT_FALSE(service->UpdateVideoTexture(1, HostFrame()));
+    EXPECT_FALSE(service->Init(boost::shared_ptr<GB::Device>()));
+    EXPECT_TRUE(InitializationReasons().empty());
+
+    ASSERT_TRUE(service->Init(device));
+    EXPECT_TRUE(service->IsInitialized());
+    EXPECT_TRUE(service->Init(device));  // once is enough
+    EXPECT_EQ(simvr_get_init_count(), 1);
+    EXPECT_EQ(InitializationReasons(), std::vector<std::string>{"Success:Success"});
+    EXPECT_TRUE(RenderThreadStarts());
+    const std::vector<std::string> names = NamedThreads();
+    EXPECT_NE(std::find(names.begin(), names.end(), "os:STN::RenderThre"), names.end());
+    EXPECT_TRUE(STN::MachineLock().IsTaken());
+
+    service->AddClient(1);
+    service->AddClient(2);
+    service->AddClient(1);
+    EXPECT_TRUE(service->SetHMDPoseCallback(1, [](float, float, float) {}));
+    EXPECT_FALSE(service->SetHMDPoseCallback(2, [](float, float, float) {}));
+    service->SetVideoLayout(1, 2, 180, 180);
+    EXPECT_TRUE(service->UpdateVideoTexture(1, HostFrame()));
+    EXPECT_TRUE(
+        service->UpdateVideoTexture(1, hostcore::classref::InterfaceRef<MF::IVideoFrame>()));
+    EXPECT_FALSE(service->UpdateVideoTexture(2, HostFrame()));  // not the active client
+    // A GPU frame of the same kind restarts nothing.
+    hostcore::classref::InterfaceRef<MF::IVideoFrame> gpuFrame;
+    ASSERT_EQ(VF::CreateGPUVideoFrame(
+                  gpuFrame, device, hostmediatypes::kPixelFormat_BGRA_4444_8u, 4, 2,
+                  hostmediatypes::kPixelAspectRatio_Square, MF::kFieldType_Progressive, MF::Point(),
+                  hostmediatypes::color::ColorSpace(), 0, 0,
+                  boost::shared_ptr<GB::CompletionEvent>(), boost::function<void()>()),
+              VF::kCreateResult_OK);
+    EXPECT_TRUE(service->UpdateVideoTexture(1, gpuFrame));
+    EXPECT_EQ(simvr_get_init_count(), 1);
+
+    service->RemoveClient(2);
+    EXPECT_TRUE(service->IsInitialized());  // a client is left
+    EXPECT_TRUE(service->ResetHMDPoseCallback(1));
+    EXPECT_FALSE(service->ResetHMDPoseCallback(1));
+    service->RemoveClient(1);
+    EXPECT_FALSE(service->IsInitialized());
+    ExpectNothingRunning();
+    EXPECT_EQ(simvr_get_cleanup_count(), 1);
+    EXPECT_EQ(service->GetHMDType(), 3);
+
+    const std::vector<LoggedEvent> metrics = EventsNamed("vidariumvr_instance_metrics");
+    ASSERT_GE(metrics.size(), 1u);
+    EXPECT_EQ(metrics[0].Value("GPUDeviceName"), device->GetName());
+    EXPECT_EQ(metrics[0].Value("HMDDeviceName"), "lighthouse");
+    EXPECT_EQ(metrics[0].Value("InstancesAdded"), "2");
+    EXPECT_EQ(metrics[0].Value("InstancesRemoved"), "2");
+
+    // A Stop on a stopped object still reports, with the record emptied.
+    UsageLogger::Get()->Clear();
+    service->RemoveClient(99);
+    const std::vector<LoggedEvent> empty = EventsNamed("vidariumvr_instance_metrics");
+    ASSERT_EQ(empty.size(), 1u);
+    EXPECT_EQ(empty[0].Value("GPUDeviceName"), "");
+    EXPECT_EQ(empty[0].Value("HMDDeviceName"), "");
+    EXPECT_EQ(empty[0].Value("InstancesAdded"), "0");
+    EXPECT_EQ(empty[0].Value("MaxFrameAreaDimensions"), "");
+}
+
+TEST_F(ServiceSystemTest, RuntimeSettingsAndChaperoneAreWrittenAtStart) {
+    simvr_clear_calls();
+    boost::shared_ptr<STN::IStereonService> service = Library().getService();
+    ASSERT_TRUE(service->Init(device));
+
+    std::vector<std::string> calls;
+    for (std::uint32_t i = 0; i < simvr_get_call_count(); ++i) {
+        simvr_call call;
+        ASSERT_EQ(simvr_get_call(i, &call), 1);
+        switch (call.kind) {
+            case SIMVR_CALL_SETTINGS_SYNC:
+                calls.push_back("Sync " + std::to_string(call.int_value));
+                break;
+            case SIMVR_CALL_SETTINGS_SET:
+                calls.push_back(std::string(call.section) + "/" + call.key + "=" +
+                                std::to_string(call.int_value) + " type " +
+                                std::to_string(call.value_type));
+                break;
+            case SIMVR_CALL_CHAPERONE:
+                calls.push_back(std::string(call.text) + " " + std::to_string(call.int_value));
+                break;
+            default:
+                break;
+        }
+    }
+    const std::vector<std::string> expected = {
+        "Sync 0",
+        "userinterface/StatusAlwaysOnTop=0 type 1",
+        "collisionBounds/CollisionBoundsGroundPerimeterOn=0 type 1",
+        "collisionBounds/CollisionBoundsCenterMarkerOn=0 type 1",
+        "collisionBounds/CollisionBoundsPlaySpaceOn=0 type 1",
+        "collisionBounds/CollisionBoundsColorGammaA=0 type 2",
+        "Sync 0",
+        "ForceBoundsVisible 0",
+    };
+    EXPECT_EQ(calls, expected);
+    simvr_setting setting;
+    ASSERT_EQ(simvr_get_setting("collisionBounds", "CollisionBoundsPlaySpaceOn", &setting), 1);
+    EXPECT_EQ(setting.type, SIMVR_VALUE_BOOL);
+    EXPECT_EQ(setting.bool_value, 0);
+    EXPECT_EQ(simvr_get_bounds_forced_visible(), 0);
+
+    service->RemoveClient(1);
+    ExpectNothingRunning();
+}
+
+TEST_F(ServiceSystemTest, StartFailuresReportAndLeaveNothingRunning) {
+    boost::shared_ptr<STN::IStereonService> service = Library().getService();
+
+    struct Case {
+        const char* what;
+        std::function<void()> arrange;
+        std::function<void()> undo;
+        std::int32_t kind;
+        bool withoutContext;
+        const char* reason;
+    };
+    const std::string nowhere = home + "/nowhere";
+    const std::vector<Case> cases = {
+        {"runtime missing",
+         [&] {
+             simvr::ClearEnvironment();
+             setenv("XDG_CONFIG_HOME", nowhere.c_str(), 1);
+         },
+         [&] { ASSERT_TRUE(simvr::InstallVrPathFile(home)); }, -1, false, "VR_Init"},
+        {"version rejected", [] { simvr_set_interface_enabled("IVRSystem_017", 0); },
+         [] { simvr_set_interface_enabled("IVRSystem_017", 1); }, -1, false, "VR_Init"},
+        {"no headset", [] { simvr_set_hmd_present(0); }, [] { simvr_set_hmd_present(1); }, -1,
+         false, "VR_Init"},
+        {"compositor missing", [] { simvr_set_interface_enabled("IVRCompositor_021", 0); },
+         [] { simvr_set_interface_enabled("IVRCompositor_021", 1); }, -1, false, "VRCompositor"},
+        {"context on an OpenCL device", [] {}, [] {}, GB::kDeviceKind_OpenCL, true,
+         "Render_CreateVersionedContext_OpenCL"},
+        {"context on another device", [] {}, [] {}, GB::kDeviceKind_OpenCLNoSharing, true,
+         "Render_CreateVersionedContext"},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.what);
+        UsageLogger::Get()->Clear();
+        c.arrange();
+        const boost::shared_ptr<GB::Device> target =
+            c.withoutContext ? DeviceWithoutContext(c.kind) : device;
+        EXPECT_FALSE(service->Init(target));
+        c.undo();
+        EXPECT_FALSE(service->IsInitialized());
+        EXPECT_EQ(InitializationReasons(),
+                  std::vector<std::string>{std::string("Failure:") + c.reason});
+        // The Stop after the failure sent the run's summary.
+        EXPECT_EQ(EventsNamed("vidariumvr_instance_metrics").size(), 1u);
+        ExpectNothingRunning();
+    }
+
+    // A failure at a site that has reported once stays silent.
+    EXPECT_FALSE(service->Init(DeviceWithoutContext(GB::kDeviceKind_OpenCL)));
+    // The two context failures, each through its own site.
+    const std::vector<hostcore::debug::AssertionRecord> assertions =
+        hostcore::debug::RecordedAssertions();
+    ASSERT_EQ(assertions.size(), 2u);
+    for (const hostcore::debug::AssertionRecord& record : assertions) {
+        EXPECT_EQ(record.message, "Failed to create RenderContext.");
+        EXPECT_EQ(record.expression, "false");
+        EXPECT_EQ(record.function, "STN::RenderThread::Init");
+        EXPECT_EQ(record.file, "Src/RenderThread.cpp");
+    }
+
+    // Nothing was left behind that keeps the next start from working.
+    UsageLogger::Get()->Clear();
+    EXPECT_TRUE(service->Init(device));
+    EXPECT_EQ(InitializationReasons(), std::vector<std::string>{"Success:Success"});
+    service->RemoveClient(1);
+    ExpectNothingRunning();
+}
+
+TEST_F(ServiceSystemTest, DeferredStopWaitsForAHandOver) {
+    boost::shared_ptr<STN::IStereonService> service = Library().getService();
+    ASSERT_TRUE(service->Init(device));
+    service->AddClient(1);
+    service->AddClient(2);
+
+    // Client 1 lets go and client 2 takes over before the deferred task runs: nothing stops.
+    ASSERT_TRUE(service->SetHMDPoseCallback(1, [](float, float, float) {}));
+    ASSERT_TRUE(service->ResetHMDPoseCallback(1));
+    ASSERT_TRUE(service->SetHMDPoseCallback(2, [](float, float, float) {}));
+    std::this_thread::sleep_for(std::chrono::milliseconds(500));
+    EXPECT_TRUE(service->IsInitialized());
+    EXPECT_TRUE(RenderThreadStarts());
+
+    // Nobody takes over: everything stops although both clients are still listed.
+    ASSERT_TRUE(service->ResetHMDPoseCallback(2));
+    for (int i = 0; i < 500 && service->IsInitialized(); ++i) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    }
+    EXPECT_FALSE(service->IsInitialized());
+    ExpectNothingRunning();
+
+    // The service stays usable: clients survive a stop.
+    ASSERT_TRUE(service->Init(device));
+    EXPECT_TRUE(service->SetHMDPoseCallback(1, [](float, float, float) {}));
+    service->RemoveClient(1);
+    EXPECT_TRUE(service->IsInitialized());
+    service->RemoveClient(2);
+    ExpectNothingRunning();
+}
+
+TEST_F(ServiceSystemTest, FrameFromAnotherKindOfDeviceRestartsOnIt) {
+    std::string reason;
+    const boost::shared_ptr<GB::Device> sharing =
+        GB::Device::Create(GB::kDeviceKind_OpenCL, &reason);
+    if (!sharing) {
+        GTEST_SKIP() << "no OpenCL device: " << reason;
+    }
+    boost::shared_ptr<STN::IStereonService> service = Library().getService();
+    ASSERT_TRUE(service->Init(device));
+    service->AddClient(1);
+    ASSERT_TRUE(service->SetHMDPoseCallback(1, [](float, float, float) {}));
+
+    hostcore::classref::InterfaceRef<MF::IVideoFrame> frame;
+    ASSERT_EQ(VF::CreateGPUVideoFrame(
+                  frame, sharing, hostmediatypes::kPixelFormat_BGRA_4444_8u, 4, 2,
+                  hostmediatypes::kPixelAspectRatio_Square, MF::kFieldType_Progressive, MF::Point(),
+                  hostmediatypes::color::ColorSpace(), 0, 0,
+                  boost::shared_ptr<GB::CompletionEvent>(), boost::function<void()>()),
+              VF::kCreateResult_OK);
+    // Restarted on the OpenCL device (its render context shares with the device's own); the
+    // active client survives the restart and may go on sending.
+    EXPECT_TRUE(service->UpdateVideoTexture(1, frame));
+    EXPECT_TRUE(service->IsInitialized());
+    EXPECT_EQ(simvr_get_init_count(), 2);
+    EXPECT_EQ(simvr_get_cleanup_count(), 1);
+    EXPECT_EQ(InitializationReasons(),
+              (std::vector<std::string>{"Success:Success", "Success:Success"}));
+    EXPECT_TRUE(RenderThreadStarts());
+    EXPECT_TRUE(service->UpdateVideoTexture(1, frame));
+    EXPECT_EQ(simvr_get_init_count(), 2);
+
+    service->RemoveClient(1);
+    ExpectNothingRunning();
+}
+
+TEST_F(ServiceSystemTest, RepeatedCyclesLeaveNothingBehind) {
+    const std::size_t threadsBefore = NamedThreads().size();
+    for (int cycle = 0; cycle < 3; ++cycle) {
+        SCOPED_TRACE(cycle);
+        boost::shared_ptr<STN::IStereonService> service = Library().getService();
+        ASSERT_TRUE(service->Init(device));
+        service->AddClient(5);
+        EXPECT_TRUE(RenderThreadStarts());
+        if (cycle == 1) {
+            // Dropping the service stops everything too.
+            service.reset();
+        } else {
+            service->RemoveClient(5);
+        }
+        ExpectNothingRunning();
+    }
+    EXPECT_EQ(NamedThreads().size(), threadsBefore);
+    EXPECT_EQ(simvr_get_init_count(), 3);
+    EXPECT_EQ(simvr_get_cleanup_count(), 3);
+}
+
+TEST_F(ServiceSystemTest, SecondProcessCannotTakeTheHeadset) {
+    boost::shared_ptr<STN::IStereonService> service = Library().getService();
+
+    ChildHost other;
+    ASSERT_TRUE(other.Start());
+    ASSERT_EQ(other.ReadLine(), "ready");
+
+    EXPECT_FALSE(service->Init(device));
+    EXPECT_FALSE(service->IsInitialized());
+    EXPECT_TRUE(InitializationReasons().empty());  // the lock fails silently
+    EXPECT_EQ(simvr_get_init_count(), 0);
+
+    other.Send("status");
+    EXPECT_EQ(other.ReadLine(), "initialized 1");
+    other.Send("quit");
+    EXPECT_EQ(other.ReadLine(), "stopped 0");
+    const int status = other.Wait();
+    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
+
+    ASSERT_TRUE(service->Init(device));
+    service->RemoveClient(1);
+    ExpectNothingRunning();
+}
+
+TEST_F(ServiceSystemTest, LockOfAKilledProcessIsClearedByTheNextStart) {
+    {
+        ChildHost other;
+        ASSERT_TRUE(other.Start());
+        ASSERT_EQ(other.ReadLine(), "ready");
+        other.Kill();
+        other.Wait();
+    }
+    EXPECT_TRUE(STN::MachineLock().IsTaken());
+
+    boost::shared_ptr<STN::IStereonService> service = Library().getService();
+    EXPECT_FALSE(STN::MachineLock().IsTaken());
+    ASSERT_TRUE(service->Init(device));
+    service->RemoveClient(1);
+    ExpectNothingRunning();
+}
+
+}  // namespace
