@@ -57,7 +57,7 @@ std::uint32_t TraceChangeCount();
 
 void SetTraceLevel(const char* category, int level);  // level <= 0 turns the category off
 void ResetTraceLevels();                              // everything off
-bool ConfigureTraceFromString(const std::string& spec);
+bool ConfigureTraceFromString(const std::string& text);
 
 // Where trace lines go: stderr unless a sink is installed. The sink receives the whole line
 // without a line end. An empty function restores stderr.

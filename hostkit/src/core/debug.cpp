@@ -147,9 +147,9 @@ struct TraceConfig {
     }
 
     // Called with mutex held.
-    bool Apply(const std::string& spec) {
+    bool Apply(const std::string& text) {
         bool ok = true;
-        std::istringstream in(spec);
+        std::istringstream in(text);
         std::string item;
         while (std::getline(in, item, ',')) {
             item = Trim(item);
@@ -251,10 +251,10 @@ void ResetTraceLevels() {
     c.Bump();
 }
 
-bool ConfigureTraceFromString(const std::string& spec) {
+bool ConfigureTraceFromString(const std::string& text) {
     TraceConfig& c = Config();
     std::lock_guard<std::mutex> lock(c.mutex);
-    const bool ok = c.Apply(spec);
+    const bool ok = c.Apply(text);
     c.Bump();
     return ok;
 }
