@@ -15,7 +15,7 @@ namespace STN {
 class MachineLock {
 public:
     static const char kDefaultName[];  // "STN"
-    static const long kTimeoutMicroseconds = 2000000;
+    static constexpr long kTimeoutMicroseconds = 2000000;
 
     explicit MachineLock(const std::string& name = kDefaultName);
 
