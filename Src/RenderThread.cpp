@@ -14,6 +14,7 @@
 #include "AssertionSite.h"
 #include "GB/CudaDriver.h"
 #include "GB/Device.h"
+#include "HeadsetClassification.h"
 #include "HostApp/ApplicationType.h"
 #include "IGraphicsContext.h"
 #include "ITexture.h"
@@ -21,9 +22,12 @@
 #include "MachineLock.h"
 #include "OpenGL/GraphicsContextOGL.h"
 #include "OpenVRManager.h"
+#include "Scene.h"
 #include "ScopedContextLock.h"
 #include "ShaderRegistry.h"
+#include "UploadSynchronizer.h"
 #include "UsageMetrics.h"
+#include "VideoFrameUploader.h"
 #include "hostcore/debug.h"
 #include "hostmediatypes/PixelFormat.h"
 #include "stnvr/vr_client.h"
@@ -107,7 +111,7 @@ RenderThread::RenderThread()
     : openVR(OpenVRManager::Instance()),
       deferredExecutor(
           hostcore::threads::CreateSubExecutor(hostcore::threads::CreateIOBoundExecutor(), -1)) {
-    // TODO(upload synchronizer): allocate it here with `pending` false.
+    uploadSynchronizer.reset(new UploadSynchronizer());
     // A lock a crashed process left behind would otherwise keep the headset from everyone.
     MachineLock().Remove();
 }
@@ -234,6 +238,7 @@ bool RenderThread::InitRendering() {
         }
     }
 
+    bool sceneReady = false;
     {
         ScopedContextLock scope(renderContext);
         ShaderRegistry::Instance().SetGraphicsContext(renderContext);
@@ -244,21 +249,24 @@ bool RenderThread::InitRendering() {
             videoTextures[i]->Create(device, 1, 1, hostmediatypes::kPixelFormat_ARGB_4444_8u);
             videoTextures[i]->SetFilter(static_cast<TextureFilter>(filterMode));
         }
-        // TODO(upload synchronizer): put both textures in it; frontIndex 0, backIndex 1,
-        // pending false, no upload event.
+        uploadSynchronizer->Reset(videoTextures[0], videoTextures[1]);
 
         const std::string trackingSystem =
             OpenVRManager::GetStringProperty(openVR->GetSystem(), vr::k_unTrackedDeviceIndex_Hmd,
                                              vr::Prop_TrackingSystemName_String);
         UsageMetrics::Get().HMDDeviceName = trackingSystem;
-        // TODO(headset manager): classify the headset from the tracking system name.
+        const HeadsetClassification headset = ClassifyHeadset(trackingSystem);
 
         // TODO(panel manager): create the VRPanelManager with renderContext and
         // userInterfaceContext.
 
-        // TODO(scene): create the Scene, give it the front texture (no flip, no swap, square
-        // pixels) and Scene::Init(renderContext, openVR, panelManager, hmdType). On failure
-        // leave this scope first, then report "Scene_Init", Stop twice and return false.
+        // The scene's shader kind follows the first texture, so it gets one before Init.
+        scene.reset(new Scene());
+        scene->SetVideoFrame(videoTextures[0], false, false,
+                             hostmediatypes::kPixelAspectRatio_Square);
+        // TODO(panel manager): hand the scene the VRPanelManager.
+        sceneReady = scene->Init(renderContext, openVR, boost::shared_ptr<IVRPanelManager>(),
+                                 static_cast<std::uint32_t>(headset.hmdType));
 
         if (HostApp::GetApplicationType() == HostApp::kApplicationTypeVideoEditor) {
             // TODO(event interpreters): create the interpreter for the controller family, Bind
@@ -266,6 +274,12 @@ bool RenderThread::InitRendering() {
         }
 
         renderContext->Flush();
+    }
+    if (!sceneReady) {
+        ReportInitialization("Failure", "Scene_Init");
+        Stop();
+        Stop();
+        return false;
     }
     return true;
 }
@@ -304,8 +318,7 @@ void RenderThread::Stop() {
         eventInterpreter.reset();
         videoTextures[0].reset();
         videoTextures[1].reset();
-        // TODO(upload synchronizer): release its two textures, set pending false and clear
-        // the upload event.
+        uploadSynchronizer->ReleaseTextures();
         panelManager.reset();
     }
     renderContext.reset();
@@ -352,8 +365,9 @@ bool RenderThread::SetHMDPoseCallback(ClientHandle handle, HMDPoseCallback callb
     }
     activeClient = handle;
     hostcore::threads::RecursiveMutex::ScopedLock lock(frameMutex, "Set HMD Pose callback.");
-    // TODO(scene): scene->SetViewChangedCallback(callback). Until then the callback is dropped.
-    callback.clear();
+    if (scene) {
+        scene->SetViewChangedCallback(callback);
+    }
     return true;
 }
 
@@ -364,7 +378,9 @@ bool RenderThread::ResetHMDPoseCallback(ClientHandle handle) {
     activeClient = 0;
     {
         hostcore::threads::RecursiveMutex::ScopedLock lock(frameMutex, "Reset HMD Pose callback.");
-        // TODO(scene): scene->SetViewChangedCallback(HMDPoseCallback()).
+        if (scene) {
+            scene->SetViewChangedCallback(HMDPoseCallback());
+        }
     }
     // The task keeps this object alive until it has run. The delay lets another client take
     // the headset over before anything is torn down.
@@ -395,14 +411,67 @@ bool RenderThread::UpdateVideoTexture(
     if (!initialized || handle != activeClient) {
         return false;
     }
-    // TODO(frame upload): record the size, upload on uploadContext by the GPU or CPU path and
-    // publish in the upload synchronizer under frameMutex. Until then every frame is dropped
-    // as if the last one were still pending.
-    static_cast<void>(frame);
-    static_cast<void>(projection);
-    static_cast<void>(stereoLayout);
-    static_cast<void>(horizontalFov);
-    static_cast<void>(verticalFov);
+    // The render thread has not taken the last frame yet: drop this one rather than wait.
+    if (skipRendering || uploadSynchronizer->pending) {
+        return true;
+    }
+    const MF::Rect bounds = frame->GetBounds();
+    if (bounds.width <= 0 || bounds.height <= 0) {
+        return false;
+    }
+    UsageMetrics::Get().RecordFrameSize(static_cast<std::uint32_t>(bounds.width),
+                                        static_cast<std::uint32_t>(bounds.height));
+
+    VideoFrameUploader uploader(uploadContext, device, *uploadSynchronizer, intermediateFrame,
+                                filterMode, useVideoTexMipmap);
+    bool verticalFlip = false;
+    bool redBlueSwap = false;
+    boost::shared_ptr<GB::CompletionEvent> completion;
+    // A GPU frame that OpenGL cannot share goes through host memory.
+    const bool gpuPath =
+        IsGPUPixelFormat(frame->GetPixelFormat()) &&
+        (device->CanShareWithOpenGL() || device->DeviceKind == GB::kDeviceKind_OpenCLNoSharing);
+    const bool uploaded =
+        gpuPath ? uploader.UploadGpuFrame(frame, verticalFlip, redBlueSwap, completion)
+                : uploader.UploadCpuFrame(frame, verticalFlip, redBlueSwap);
+    if (!uploaded) {
+        return false;
+    }
+
+    const hostmediatypes::PixelAspectRatio pixelAspectRatio = frame->GetPixelAspectRatio();
+    hostcore::threads::RecursiveMutex::ScopedLock lock(frameMutex, "Update video texture.");
+    EyeRegion leftRegion = 0;
+    EyeRegion rightRegion = 0;
+    if (projection == kVideoProjectionEquirectangular) {
+        if (stereoLayout == kStereoLayoutOverUnder) {
+            leftRegion = 1;
+            rightRegion = 2;
+            ++UsageMetrics::Get().StereoscopicOverUnderFramesPlayed;
+        } else if (stereoLayout == kStereoLayoutSideBySide) {
+            leftRegion = 3;
+            rightRegion = 4;
+            ++UsageMetrics::Get().StereoscopicSideBySideFramesPlayed;
+        } else {
+            ++UsageMetrics::Get().MonoscopicFramesPlayed;
+        }
+    }
+    if (eyeSelector == 1) {
+        rightRegion = leftRegion;
+    } else if (eyeSelector == 2) {
+        leftRegion = rightRegion;
+    }
+    UploadSynchronizer& sync = *uploadSynchronizer;
+    sync.verticalFlip = verticalFlip;
+    sync.redBlueSwap = redBlueSwap;
+    sync.showPlaceholder = projection == kVideoProjectionFlat;
+    sync.theaterMode = projection == kVideoProjectionFlat;
+    sync.leftRegion = leftRegion;
+    sync.rightRegion = rightRegion;
+    sync.uploadEvent = completion;
+    sync.horizontalFov = horizontalFov;
+    sync.verticalFov = verticalFov;
+    sync.pixelAspectRatio = pixelAspectRatio;
+    sync.pending = true;
     return true;
 }
 

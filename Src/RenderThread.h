@@ -9,6 +9,7 @@
 #include <boost/shared_ptr.hpp>
 #include <boost/thread/thread.hpp>
 
+#include <atomic>
 #include <cstdint>
 
 #include "IStereonService.h"
@@ -81,6 +82,10 @@ public:
     const boost::shared_ptr<Scene>& GetScene() const { return scene; }
     ClientHandle GetActiveClient() const { return activeClient; }
     const boost::shared_ptr<GB::Device>& GetDevice() const { return device; }
+    // The hand-over of video frames to the drawing; lives as long as this object.
+    const boost::shared_ptr<UploadSynchronizer>& GetUploadSynchronizer() const {
+        return uploadSynchronizer;
+    }
 
     RenderThread(const RenderThread&) = delete;
     RenderThread& operator=(const RenderThread&) = delete;
@@ -91,10 +96,11 @@ private:
 
     bool InitRendering();
 
-    bool initialized = false;
+    // Host threads, the render thread and the deferred stop read these two without a common lock.
+    std::atomic<bool> initialized{false};
     boost::shared_ptr<GB::Device> device;
     hostcore::utility::SmallBlockVector<ClientHandle> clients;
-    ClientHandle activeClient = 0;
+    std::atomic<ClientHandle> activeClient{0};
     boost::shared_ptr<OpenVRManager> openVR;
     boost::shared_ptr<IGraphicsContext> renderContext;
     boost::shared_ptr<IGraphicsContext> uploadContext;

@@ -3,8 +3,10 @@
 #include <boost/weak_ptr.hpp>
 
 #include "GB/Device.h"
+#include "HMDManager.h"
 #include "MF/VideoFrame.h"
 #include "RenderThread.h"
+#include "Scene.h"
 #include "VF/VideoFrame.h"
 #include "hostcore/classref.h"
 
@@ -14,9 +16,6 @@ namespace {
 
 StereonService* serviceRaw = nullptr;
 boost::weak_ptr<IStereonService> serviceWeak;
-
-// Headset kind reported when there is no scene: unknown, treated as a Rift.
-const std::int32_t kHMDTypeUnknown = 3;
 
 }  // namespace
 
@@ -97,9 +96,10 @@ bool StereonService::UpdateVideoTexture(
                                             verticalFov);
 }
 
-// TODO(headset manager): the scene's IHMDManager when RenderThread::CurrentScene() has one.
 boost::shared_ptr<IHMDManager> StereonService::GetHMDManager() {
-    return boost::shared_ptr<IHMDManager>();
+    const boost::shared_ptr<Scene> scene = RenderThread::CurrentScene();
+    return scene ? boost::shared_ptr<IHMDManager>(scene->GetHMDManager())
+                 : boost::shared_ptr<IHMDManager>();
 }
 
 // TODO(event interpreters): the scene's interpreter's GetController(index).
@@ -108,9 +108,10 @@ boost::shared_ptr<IControllerManager> StereonService::GetController(std::uint32_
     return boost::shared_ptr<IControllerManager>();
 }
 
-// TODO(headset manager): IHMDManager::GetHMDType of the scene's manager.
+// Unknown, treated as a Rift, while there is no scene.
 std::int32_t StereonService::GetHMDType() {
-    return kHMDTypeUnknown;
+    const boost::shared_ptr<IHMDManager> manager = GetHMDManager();
+    return manager ? manager->GetHMDType() : kHMDTypeUnknown;
 }
 
 boost::shared_ptr<IVRPanelManager> StereonService::GetPanelManager() {
@@ -131,20 +132,25 @@ void StereonService::SetControllerAddedCallback(
 }
 
 void StereonService::SetFadeCallback(FadeCallback callback) {
-    // TODO(scene): store into the current scene.
-    static_cast<void>(callback);
+    // No lock: the render thread reads it once per frame.
+    if (const boost::shared_ptr<Scene> scene = RenderThread::CurrentScene()) {
+        scene->SetFadeCallback(callback);
+    }
 }
 
 void StereonService::GetViewOrientation(float& yawDegrees, float& pitchDegrees) {
-    // TODO(scene): the scene's two floats when RenderThread::CurrentScene() has a scene.
     yawDegrees = 0.0f;
     pitchDegrees = 0.0f;
+    if (const boost::shared_ptr<Scene> scene = RenderThread::CurrentScene()) {
+        scene->GetViewOrientation(yawDegrees, pitchDegrees);
+    }
 }
 
 void StereonService::SetViewOrientation(float yawDegrees, float pitchDegrees) {
-    // TODO(scene): write the scene's two floats, no lock.
-    static_cast<void>(yawDegrees);
-    static_cast<void>(pitchDegrees);
+    // No lock: two floats the render thread reads each frame.
+    if (const boost::shared_ptr<Scene> scene = RenderThread::CurrentScene()) {
+        scene->SetViewOrientation(yawDegrees, pitchDegrees);
+    }
 }
 
 void StereonService::SetVideoLayout(VideoProjection newProjection, StereoLayout newStereoLayout,

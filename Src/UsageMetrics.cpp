@@ -25,8 +25,10 @@ std::string FormatU32(std::uint32_t value) {
 }  // namespace
 
 UsageMetrics& UsageMetrics::Get() {
-    static UsageMetrics metrics;
-    return metrics;
+    // Never destroyed: a deferred stop running on an executor thread may still send and clear
+    // the record while the process exits and its static objects are torn down.
+    static UsageMetrics* const metrics = new UsageMetrics();
+    return *metrics;
 }
 
 void UsageMetrics::RecordFrameSize(std::uint32_t width, std::uint32_t height) {

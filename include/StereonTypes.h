@@ -32,7 +32,29 @@ struct Matrix4 {
                       0.0f, 0.0f, 1.0f}};
         return r;
     }
+
+    // Element at row `row`, column `column`.
+    float& At(int row, int column) { return m[column * 4 + row]; }
+    float At(int row, int column) const { return m[column * 4 + row]; }
+
+    // Both of these apply on the left: the turn or shift happens after what the matrix does.
+    // The turn is counter-clockwise looking down the axis, which need not be normalised; a
+    // zero axis leaves the matrix alone.
+    Matrix4& Rotate(float degrees, float axisX, float axisY, float axisZ);
+    Matrix4& Translate(float x, float y, float z);
+
+    // An affine matrix (bottom row 0, 0, 0, 1) inverts its 3x3 part and derives the
+    // translation; any other takes the full inverse. A part whose determinant is 0.00001 or
+    // less in magnitude counts as singular and is replaced by identity.
+    Matrix4 Inverse() const;
+    Matrix4& Invert() { return *this = Inverse(); }
 };
+
+// a * b applies b first.
+Matrix4 operator*(const Matrix4& a, const Matrix4& b);
+
+// The factor that turns degrees into radians.
+constexpr float kDegreesToRadians = 0.017453294f;
 
 struct Vector3 {
     float x;

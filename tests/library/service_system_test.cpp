@@ -226,7 +226,7 @@ protected:
 
     static hostcore::classref::InterfaceRef<MF::IVideoFrame> HostFrame() {
         hostcore::classref::InterfaceRef<MF::IVideoFrame> frame;
-        EXPECT_EQ(VF::CreateHostVideoFrame(frame, hostmediatypes::kPixelFormat_BGRA_4444_8u, 4, 2),
+        EXPECT_EQ(VF::CreateHostVideoFrame(frame, hostmediatypes::kPixelFormat_ARGB_4444_8u, 4, 2),
                   VF::kCreateResult_OK);
         return frame;
     }
@@ -483,7 +483,7 @@ TEST_F(ServiceSystemTest, FrameFromAnotherKindOfDeviceRestartsOnIt) {
 
     hostcore::classref::InterfaceRef<MF::IVideoFrame> frame;
     ASSERT_EQ(VF::CreateGPUVideoFrame(
-                  frame, sharing, hostmediatypes::kPixelFormat_BGRA_4444_8u, 4, 2,
+                  frame, sharing, hostmediatypes::kPixelFormat_GPU_BGRA_4444_32f, 4, 2,
                   hostmediatypes::kPixelAspectRatio_Square, MF::kFieldType_Progressive, MF::Point(),
                   hostmediatypes::color::ColorSpace(), 0, 0,
                   boost::shared_ptr<GB::CompletionEvent>(), boost::function<void()>()),

@@ -1,0 +1,168 @@
+// What the headset sees: the two eye targets and the background drawn into them, and the
+// per-frame exchange of poses and events with the runtime. Used on the render thread only,
+// but for the view orientation and the fade callback, which host threads write unlocked.
+#pragma once
+
+#include <boost/function.hpp>
+#include <boost/shared_ptr.hpp>
+
+#include <array>
+#include <cstdint>
+#include <vector>
+
+#include "StereonTypes.h"
+#include "hostmediatypes/PixelAspectRatio.h"
+#include "stnvr/vr_types.h"
+
+namespace vr {
+class IVRSystem;
+}
+
+namespace STN {
+
+class HMDManager;
+class IEventInterpreter;
+class IGraphicsContext;
+class IMesh;
+class IRenderTarget;
+class IShader;
+class ITexture;
+class IVRPanelManager;
+class OpenVRManager;
+
+class Scene {
+public:
+    typedef boost::function<void(float yaw, float pitch, float roll)> ViewChangedCallback;
+    typedef boost::function<bool(float& seconds, float& red, float& green, float& blue,
+                                 float& alpha)>
+        FadeCallback;
+    typedef std::array<float, 4> Rect;
+
+    struct TrackedDeviceState {
+        bool poseValid = false;
+        std::uint32_t modelAttempts = 0;
+        vr::TrackedDevicePose_t pose = {};
+        Matrix4 deviceToWorld = Matrix4::Identity();
+        vr::ETrackedDeviceClass deviceClass = vr::TrackedDeviceClass_Invalid;
+        vr::VRControllerState_t controllerState = {};
+    };
+
+    Scene() = default;
+    // Releases the GL objects; the render context (or one of its share group) must be current.
+    ~Scene();
+
+    // With the context current. False only when the context or the runtime's system is
+    // missing.
+    bool Init(const boost::shared_ptr<IGraphicsContext>& context,
+              const boost::shared_ptr<OpenVRManager>& openVRManager,
+              const boost::shared_ptr<IVRPanelManager>& panels, std::uint32_t hmdType);
+
+    void SetVideoFrame(const boost::shared_ptr<ITexture>& texture, bool flip, bool swap,
+                       hostmediatypes::PixelAspectRatio aspect);
+    void SetTheaterActive(bool active);
+    // Indices into the sub-rectangle table; the field of view in degrees.
+    void SetStereoLayout(std::int32_t leftIndex, std::int32_t rightIndex,
+                         std::uint32_t horizontalDegrees, std::uint32_t verticalDegrees);
+
+    // Draws, resolves and submits both eyes; nothing while the headset isn't worn.
+    void RenderFrame();
+    void UpdateFade();
+    // Waits for the compositor's next frame and tells the host where the head is.
+    void UpdatePoses();
+    void PollEvents();
+
+    const boost::shared_ptr<HMDManager>& GetHMDManager() const { return hmdManager; }
+    void SetViewOrientation(float yawDegrees, float pitchDegrees) {
+        viewYaw = yawDegrees;
+        viewPitch = pitchDegrees;
+    }
+    void GetViewOrientation(float& yawDegrees, float& pitchDegrees) const {
+        yawDegrees = viewYaw;
+        pitchDegrees = viewPitch;
+    }
+    void SetViewChangedCallback(const ViewChangedCallback& callback) {
+        viewChangedCallback = callback;
+    }
+    void SetFadeCallback(const FadeCallback& callback) { fadeCallback = callback; }
+    void SetEventInterpreter(const boost::shared_ptr<IEventInterpreter>& interpreter) {
+        eventInterpreter = interpreter;
+    }
+
+    // Frame state the render loop writes directly.
+    bool showPlaceholder = false;
+
+    // Read access for the render thread's owner and for tests.
+    const std::vector<Rect>& GetSubRects() const { return subRects; }
+    const Rect& GetFOVRect() const { return fovRect; }
+    const Rect& GetUVRect() const { return uvRect; }
+    std::int32_t GetLeftSubRect() const { return leftSubRect; }
+    std::int32_t GetRightSubRect() const { return rightSubRect; }
+    const std::vector<TrackedDeviceState>& GetDevices() const { return devices; }
+    const Matrix4& GetViewMatrix() const { return viewMatrix; }
+    const Vector3& GetHeadPosition() const { return headPosition; }
+    bool IsTheaterEnabled() const { return theaterEnabled; }
+    const boost::shared_ptr<IRenderTarget>& GetTarget(int eye) const {
+        return eye == 0 ? leftTarget : rightTarget;
+    }
+
+    // Yaw, pitch and roll of a pose, in degrees.
+    static void HeadOrientation(const Matrix4& pose, float& yaw, float& pitch, float& roll);
+
+    Matrix4 GetViewProjection(int eye) const;
+
+    Scene(const Scene&) = delete;
+    Scene& operator=(const Scene&) = delete;
+
+private:
+    enum class Background { kVideo, kPlaceholder, kTheater };
+
+    Matrix4 GetEyeMatrix(int eye) const;
+    Matrix4 GetProjection(int eye) const;
+    Background ChooseBackground() const;
+    bool HeadsetIdle(vr::IVRSystem* system) const;
+    void DrawEye(int eye);
+    void DrawVideo(int eye, const Matrix4& inverse);
+    bool InitShaders(bool rectangle);
+    void InitVideoMesh();
+    void InitPointerMesh();
+    void InitTargets();
+    void Shutdown();
+
+    boost::shared_ptr<IGraphicsContext> graphicsContext;
+    boost::shared_ptr<OpenVRManager> openVR;
+    boost::shared_ptr<ITexture> videoTexture;
+    bool verticalFlip = false;
+    bool redBlueSwap = false;
+    hostmediatypes::PixelAspectRatio pixelAspectRatio;
+    boost::shared_ptr<IMesh> videoMesh;
+    boost::shared_ptr<IMesh> pointerMesh;
+    std::vector<Rect> subRects;
+    std::int32_t leftSubRect = 0;
+    std::int32_t rightSubRect = 0;
+    Rect fovRect = {{-3.1415927f, -1.5707964f, 6.2831855f, 3.1415927f}};
+    Rect uvRect = {{0.0f, 0.0f, 1.0f, 1.0f}};
+    boost::shared_ptr<IShader> placeholderShader;
+    boost::shared_ptr<IShader> videoShader;
+    boost::shared_ptr<IShader> flatShader;
+    boost::shared_ptr<IRenderTarget> leftTarget;
+    boost::shared_ptr<IRenderTarget> rightTarget;
+    boost::shared_ptr<IVRPanelManager> panelManager;
+    std::vector<TrackedDeviceState> devices;
+    ViewChangedCallback viewChangedCallback;
+    FadeCallback fadeCallback;
+    boost::shared_ptr<IEventInterpreter> eventInterpreter;
+    boost::shared_ptr<HMDManager> hmdManager;
+    Matrix4 viewMatrix = Matrix4::Identity();
+    Matrix4 leftEyeMatrix = Matrix4::Identity();
+    Matrix4 rightEyeMatrix = Matrix4::Identity();
+    Matrix4 leftProjection = Matrix4::Identity();
+    Matrix4 rightProjection = Matrix4::Identity();
+    volatile float viewYaw = 0.0f;
+    volatile float viewPitch = 0.0f;
+    Vector3 headPosition = {0.0f, 0.0f, 0.0f};
+    bool theaterEnabled = true;
+    bool theaterActive = false;
+    bool initialized = false;
+};
+
+}  // namespace STN

@@ -1,0 +1,367 @@
+#include <GL/glew.h>
+
+#include "VideoFrameUploader.h"
+
+#define CL_TARGET_OPENCL_VERSION 120
+#include <CL/cl.h>
+#include <CL/cl_gl.h>
+
+#include <cstddef>
+#include <cstdint>
+
+#include "GB/CudaDriver.h"
+#include "GB/Device.h"
+#include "GB/PixelConversion.h"
+#include "HostStagingBuffer.h"
+#include "IGraphicsContext.h"
+#include "ITexture.h"
+#include "MF/VideoFrame.h"
+#include "ScopedContextLock.h"
+#include "UploadSynchronizer.h"
+#include "UsageMetrics.h"
+#include "VF/VideoFrame.h"
+#include "hostcore/utility.h"
+#include "hostmediatypes/PixelAspectRatio.h"
+
+namespace STN {
+
+namespace {
+
+using hostcore::classref::InterfaceRef;
+using hostmediatypes::PixelFormat;
+
+// The one host-memory format taken: 'a', 'r', 'g', 'b' from the high byte down.
+constexpr std::uint32_t kHostFrameFormatCode = 0x61726762u;
+constexpr std::uint32_t kHostFrameBytesPerPixel = 4;
+
+const hostcore::utility::ImmutableString kGLEventExtension("cl_khr_gl_event");
+
+// The frame's interface T, or a null reference when the frame does not have it. A null frame
+// throws, as any use of a missing interface does.
+template <class T>
+InterfaceRef<T> QueryFrame(const VideoFrameRef& frame) {
+    void* raw = nullptr;
+    if (frame->QueryFrameInterface(T::kInterfaceID, &raw) < 0) {
+        raw = nullptr;
+    }
+    return InterfaceRef<T>::Adopt(static_cast<T*>(raw));
+}
+
+// Exclusive use of the device for the length of a scope, however the scope is left.
+class ScopedExclusiveAccess {
+public:
+    explicit ScopedExclusiveAccess(const boost::shared_ptr<GB::Device>& device) : device(device) {
+        device->AcquireExclusiveAccess();
+    }
+    ~ScopedExclusiveAccess() { device->ReleaseExclusiveAccess(); }
+    ScopedExclusiveAccess(const ScopedExclusiveAccess&) = delete;
+    ScopedExclusiveAccess& operator=(const ScopedExclusiveAccess&) = delete;
+
+private:
+    boost::shared_ptr<GB::Device> device;
+};
+
+}  // namespace
+
+bool IsGPUPixelFormat(PixelFormat format) {
+    static const PixelFormat kFormats[] = {
+        GB::kPixelFormat_GPU_BGRA_4444_16f, GB::kPixelFormat_GPU_BGRX_4444_16f,
+        GB::kPixelFormat_GPU_BGRA_4444_32f, GB::kPixelFormat_GPU_BGRX_4444_32f,
+        GB::kPixelFormat_GPU_UV_32f,        GB::kPixelFormat_RGB_444_12u_PQ_709,
+        GB::kPixelFormat_RGB_444_12u_PQ_P3, GB::kPixelFormat_RGB_444_12u_PQ_2020,
+        GB::kPixelFormat_RGB_444_10u_HLG,   GB::kPixelFormat_RGB_444_12u_HLG,
+    };
+    for (const PixelFormat& gpuFormat : kFormats) {
+        if (format == gpuFormat) {
+            return true;
+        }
+    }
+    return false;
+}
+
+VideoFrameUploader::VideoFrameUploader(const boost::shared_ptr<IGraphicsContext>& uploadContext,
+                                       const boost::shared_ptr<GB::Device>& device,
+                                       UploadSynchronizer& synchronizer,
+                                       VideoFrameRef& intermediateFrame, std::int32_t& filterMode,
+                                       bool useVideoTexMipmap)
+    : uploadContext(uploadContext),
+      device(device),
+      synchronizer(synchronizer),
+      intermediateFrame(intermediateFrame),
+      filterMode(filterMode),
+      useVideoTexMipmap(useVideoTexMipmap) {}
+
+bool VideoFrameUploader::UploadCpuFrame(const VideoFrameRef& frame, bool& verticalFlip,
+                                        bool& redBlueSwap) {
+    ++UsageMetrics::Get().CPUFramesPlayed;
+    verticalFlip = false;
+    redBlueSwap = false;
+    const MF::Rect bounds = frame->GetBounds();
+    const PixelFormat format = frame->GetPixelFormat();
+    if (bounds.width <= 0 || bounds.height <= 0 || !device) {
+        return false;
+    }
+    const std::uint32_t width = static_cast<std::uint32_t>(bounds.width);
+    const std::uint32_t height = static_cast<std::uint32_t>(bounds.height);
+
+    if (!IsGPUPixelFormat(format)) {
+        if (format.code != kHostFrameFormatCode) {
+            return false;
+        }
+        const InterfaceRef<VF::IVideoFrameMemoryAccess> memory =
+            QueryFrame<VF::IVideoFrameMemoryAccess>(frame);
+        const InterfaceRef<VF::IVideoFrame2DPixelMemoryAccess> rows =
+            QueryFrame<VF::IVideoFrame2DPixelMemoryAccess>(frame);
+        const void* pixels = memory->GetPixels();
+        const std::int32_t rowBytes = rows->GetRowBytes();
+        // GL would read past the frame's memory: short rows, bottom-up rows, or a buffer
+        // smaller than the rows claim.
+        if (pixels == nullptr || rowBytes <= 0 ||
+            static_cast<std::uint64_t>(rowBytes) <
+                static_cast<std::uint64_t>(width) * kHostFrameBytesPerPixel ||
+            static_cast<std::uint64_t>(rowBytes) * height > memory->GetSizeInBytes()) {
+            return false;
+        }
+        UploadBufferToTexture(pixels, width, height, format, static_cast<std::uint32_t>(rowBytes));
+        return true;
+    }
+
+    // A GPU frame on a device that cannot share with OpenGL: read it back through host memory.
+    const InterfaceRef<VF::IGPUVideoFrameMemoryAccess> gpuMemory =
+        QueryFrame<VF::IGPUVideoFrameMemoryAccess>(frame);
+    const InterfaceRef<VF::IVideoFrame2DPixelMemoryAccess> rows =
+        QueryFrame<VF::IVideoFrame2DPixelMemoryAccess>(frame);
+    const std::int32_t rowBytes = rows->GetRowBytes();
+    void* deviceBuffer = gpuMemory->GetDeviceBuffer();
+    const boost::shared_ptr<GB::ComputeContext>& compute = device->GetComputeContext();
+    if (rowBytes <= 0 || deviceBuffer == nullptr || !compute) {
+        return false;
+    }
+    const std::size_t bytes = static_cast<std::size_t>(rowBytes) * height;
+    HostStagingBuffer staging(device, bytes);
+    if (!staging.HasMemory()) {
+        return false;
+    }
+    if (compute->CopyBufferToHost(deviceBuffer, staging.GetAllocation(), bytes, GB::kCopy_Async) <
+        0) {
+        return false;
+    }
+    void* address = staging.Map();
+    const boost::shared_ptr<GB::CompletionEvent> copied = compute->CreateCompletionEvent();
+    if (copied && !copied->Wait()) {
+        return false;
+    }
+    if (address == nullptr) {
+        return false;
+    }
+    UploadBufferToTexture(address, width, height, format, static_cast<std::uint32_t>(rowBytes));
+    staging.Unmap();
+    verticalFlip = true;
+    return true;
+}
+
+void VideoFrameUploader::UploadBufferToTexture(const void* data, std::uint32_t width,
+                                               std::uint32_t height, PixelFormat format,
+                                               std::uint32_t rowBytes) {
+    if (!uploadContext) {
+        return;
+    }
+    ScopedContextLock scope(uploadContext);
+    const boost::shared_ptr<ITexture>& texture = synchronizer.videoTextures[synchronizer.backIndex];
+    if (!texture) {
+        return;
+    }
+    if (texture->GetWidth() != width || texture->GetHeight() != height) {
+        texture->Create(device, width, height);
+        texture->SetFilter(static_cast<TextureFilter>(filterMode));
+    }
+    texture->Upload(data, format, rowBytes);
+    uploadContext->Flush();
+    uploadContext->CheckErrors();
+}
+
+bool VideoFrameUploader::UploadGpuFrame(const VideoFrameRef& frame, bool& verticalFlip,
+                                        bool& redBlueSwap,
+                                        boost::shared_ptr<GB::CompletionEvent>& completion) {
+    // Held so that the frame's pixels stay valid while the device copies them.
+    const InterfaceRef<VF::ICompletionEventVideoFrame> frameCompletion =
+        QueryFrame<VF::ICompletionEventVideoFrame>(frame);
+    const MF::Rect bounds = frame->GetBounds();
+    const PixelFormat format = frame->GetPixelFormat();
+    ++UsageMetrics::Get().GPUFramesPlayed;
+    if (bounds.width <= 0 || bounds.height <= 0 || !device || !uploadContext) {
+        return false;
+    }
+    const std::uint32_t width = static_cast<std::uint32_t>(bounds.width);
+    const std::uint32_t height = static_cast<std::uint32_t>(bounds.height);
+
+    ScopedContextLock scope(uploadContext);
+    {
+        ScopedExclusiveAccess access(device);
+        const boost::shared_ptr<ITexture> texture =
+            synchronizer.videoTextures[synchronizer.backIndex];
+        if (!texture) {
+            return false;
+        }
+        const bool staged = texture->NeedsIntermediateFrame();
+        if (texture->GetWidth() != width || texture->GetHeight() != height ||
+            (texture->GetPixelFormat() != format && !staged)) {
+            texture->Create(device, width, height, format);
+            if (!staged) {
+                texture->SetWrap(kWrapRepeatS);
+            }
+            filterMode = useVideoTexMipmap ? kFilterTrilinear : kFilterLinear;
+            texture->SetFilter(static_cast<TextureFilter>(filterMode));
+            texture->RegisterForCompute(device);
+        }
+
+        if (staged) {
+            MF::Rect intermediateBounds;
+            if (intermediateFrame) {
+                intermediateBounds = intermediateFrame->GetBounds();
+            }
+            if (!intermediateFrame || intermediateBounds.width != bounds.width ||
+                intermediateBounds.height != bounds.height) {
+                intermediateFrame = nullptr;
+                VF::CreateGPUVideoFrame(
+                    intermediateFrame, device, GB::kPixelFormat_BGRA_4444_8u, bounds.width,
+                    bounds.height, hostmediatypes::kPixelAspectRatio_Square,
+                    MF::kFieldType_Progressive, MF::Point(), frame->GetColorSpace(), 0, 0,
+                    boost::shared_ptr<GB::CompletionEvent>(), boost::function<void()>());
+            }
+        }
+
+        CopyGpuFrameToTexture(device, frame, texture, intermediateFrame, verticalFlip, redBlueSwap,
+                              completion);
+        if (useVideoTexMipmap) {
+            texture->GenerateMipmaps();
+        }
+    }
+    uploadContext->Flush();
+    uploadContext->CheckErrors();
+    return true;
+}
+
+void VideoFrameUploader::CopyGpuFrameToTexture(const boost::shared_ptr<GB::Device>& frameDevice,
+                                               const VideoFrameRef& frame,
+                                               const boost::shared_ptr<ITexture>& texture,
+                                               const VideoFrameRef& intermediate,
+                                               bool& verticalFlip, bool& redBlueSwap,
+                                               boost::shared_ptr<GB::CompletionEvent>& completion) {
+    verticalFlip = false;
+    redBlueSwap = false;
+    const boost::shared_ptr<GB::ComputeContext>& compute = frameDevice->GetComputeContext();
+    if (!compute) {
+        return;
+    }
+    const MF::Rect bounds = frame->GetBounds();
+    const PixelFormat format = frame->GetPixelFormat();
+
+    switch (frameDevice->DeviceKind) {
+        case GB::kDeviceKind_CUDA: {
+            // Queried before mapping so that a missing interface leaves nothing mapped.
+            const InterfaceRef<VF::IGPUVideoFrameMemoryAccess> gpuMemory =
+                QueryFrame<VF::IGPUVideoFrameMemoryAccess>(frame);
+            const InterfaceRef<VF::IVideoFrame2DPixelMemoryAccess> rows =
+                QueryFrame<VF::IVideoFrame2DPixelMemoryAccess>(frame);
+            const std::int32_t rowBytes = rows->GetRowBytes();
+            const GB::cuda::CUdeviceptr buffer = static_cast<GB::cuda::CUdeviceptr>(
+                reinterpret_cast<std::uintptr_t>(gpuMemory->GetDeviceBuffer()));
+            const GB::cuda::Driver* driver = GB::cuda::GetCudaDriver();
+            GB::cuda::CUgraphicsResource resource =
+                static_cast<GB::cuda::CUgraphicsResource>(texture->GetComputeHandle());
+            GB::cuda::CUstream stream = static_cast<GB::cuda::CUstream>(compute->GetQueue());
+            if (driver == nullptr || resource == nullptr) {
+                break;
+            }
+            driver->cuGraphicsMapResources(1, &resource, stream);
+            // Starting at the last row with a negative pitch turns the picture over on the way,
+            // so the shader need not.
+            GB::cuda::CUDA_MEMCPY2D copy = {};
+            copy.srcMemoryType = GB::cuda::CU_MEMORYTYPE_DEVICE;
+            copy.srcDevice = buffer + static_cast<GB::cuda::CUdeviceptr>(bounds.height - 1) *
+                                          static_cast<GB::cuda::CUdeviceptr>(rowBytes);
+            copy.srcPitch = static_cast<std::size_t>(-static_cast<std::int64_t>(rowBytes));
+            GB::cuda::CUarray array = nullptr;
+            driver->cuGraphicsSubResourceGetMappedArray(&array, resource, 0, 0);
+            copy.dstMemoryType = GB::cuda::CU_MEMORYTYPE_ARRAY;
+            copy.dstArray = array;
+            copy.WidthInBytes = static_cast<std::size_t>(rowBytes);
+            copy.Height = static_cast<std::size_t>(bounds.height);
+            driver->cuMemcpy2DAsync(&copy, stream);
+            redBlueSwap = true;
+            driver->cuGraphicsUnmapResources(1, &resource, stream);
+            break;
+        }
+        case GB::kDeviceKind_OpenCL: {
+            cl_mem image = static_cast<cl_mem>(texture->GetComputeHandle());
+            const InterfaceRef<VF::IGPUVideoFrameMemoryAccess> gpuMemory =
+                QueryFrame<VF::IGPUVideoFrameMemoryAccess>(frame);
+            const InterfaceRef<VF::IVideoFrame2DPixelMemoryAccess> rows =
+                QueryFrame<VF::IVideoFrame2DPixelMemoryAccess>(frame);
+            texture->Bind();
+            const bool glEvents = frameDevice->HasExtension(kGLEventExtension);
+            cl_command_queue queue = static_cast<cl_command_queue>(compute->GetQueue());
+            if (image == nullptr) {
+                // Not shared with OpenCL: there is nothing to copy into.
+            } else if (texture->NeedsIntermediateFrame()) {
+                const InterfaceRef<VF::IGPUVideoFrameMemoryAccess> stagingMemory =
+                    QueryFrame<VF::IGPUVideoFrameMemoryAccess>(intermediate);
+                const InterfaceRef<VF::IVideoFrame2DPixelMemoryAccess> stagingRows =
+                    QueryFrame<VF::IVideoFrame2DPixelMemoryAccess>(intermediate);
+                GB::PixelFormatConvert(frameDevice, gpuMemory->GetDeviceBuffer(),
+                                       rows->GetRowBytes(), format,
+                                       stagingMemory->GetDeviceBuffer(), stagingRows->GetRowBytes(),
+                                       GB::kPixelFormat_BGRA_4444_8u, bounds.width, bounds.height,
+                                       2, true, boost::shared_ptr<GB::RecycledMemory>(),
+                                       boost::shared_ptr<GB::ColorConversionParameters>(), nullptr);
+                GB::CopyBufferToImage(frameDevice, stagingMemory->GetDeviceBuffer(), 0,
+                                      stagingRows->GetRowBytes(), GB::kPixelFormat_BGRA_4444_8u,
+                                      image, bounds.width, bounds.height, true, true);
+                redBlueSwap = true;
+            } else {
+                // Without GL events OpenCL cannot order itself after GL's work on the texture.
+                if (!glEvents) {
+                    glFinish();
+                }
+                clEnqueueAcquireGLObjects(queue, 1, &image, 0, nullptr, nullptr);
+                GB::CopyBufferToImage(frameDevice, gpuMemory->GetDeviceBuffer(), 0,
+                                      rows->GetRowBytes(), format, image, bounds.width,
+                                      bounds.height, true, true);
+                verticalFlip = true;
+                cl_event released = nullptr;
+                clEnqueueReleaseGLObjects(queue, 1, &image, 0, nullptr, nullptr);
+                if (released == nullptr) {
+                    clFinish(queue);
+                }
+            }
+            texture->Unbind();
+            break;
+        }
+        case GB::kDeviceKind_OpenCLNoSharing: {
+            const InterfaceRef<VF::IGPUVideoFrameMemoryAccess> gpuMemory =
+                QueryFrame<VF::IGPUVideoFrameMemoryAccess>(frame);
+            const InterfaceRef<VF::IVideoFrame2DPixelMemoryAccess> rows =
+                QueryFrame<VF::IVideoFrame2DPixelMemoryAccess>(frame);
+            // The staging frame is made only for textures that need one, so this route ends
+            // here with the missing-interface exception.
+            const InterfaceRef<VF::IGPUVideoFrameMemoryAccess> stagingMemory =
+                QueryFrame<VF::IGPUVideoFrameMemoryAccess>(intermediate);
+            const std::int32_t textureRowBytes = static_cast<std::int32_t>(texture->GetRowBytes());
+            GB::PixelFormatConvert(frameDevice, gpuMemory->GetDeviceBuffer(), rows->GetRowBytes(),
+                                   format, stagingMemory->GetDeviceBuffer(), textureRowBytes,
+                                   texture->GetPixelFormat(), bounds.width, bounds.height, 2, true,
+                                   boost::shared_ptr<GB::RecycledMemory>(),
+                                   boost::shared_ptr<GB::ColorConversionParameters>(), nullptr);
+            compute->CopyBufferToInteropImage(
+                stagingMemory->GetDeviceBuffer(), textureRowBytes, texture->GetPixelFormat(),
+                texture->GetComputeHandle(), bounds.width, bounds.height);
+            break;
+        }
+        default:
+            break;
+    }
+    completion = compute->CreateCompletionEvent();
+}
+
+}  // namespace STN

@@ -1,0 +1,69 @@
+// The two roads of a host video frame into the back video texture, on the upload context: from
+// host memory (reading a GPU frame back first when the device cannot share with OpenGL), or
+// on the GPU through CUDA or OpenCL interop. Made for one frame on the host's frame thread; it
+// works on the render thread's state through the references it is given.
+#pragma once
+
+#include <boost/shared_ptr.hpp>
+
+#include <cstdint>
+
+#include "hostcore/classref.h"
+#include "hostmediatypes/PixelFormat.h"
+
+namespace GB {
+class Device;
+class CompletionEvent;
+}  // namespace GB
+namespace MF {
+class IVideoFrame;
+}
+
+namespace STN {
+
+class IGraphicsContext;
+class ITexture;
+class UploadSynchronizer;
+
+typedef hostcore::classref::InterfaceRef<MF::IVideoFrame> VideoFrameRef;
+
+// The ten device-memory formats the GPU road takes.
+bool IsGPUPixelFormat(hostmediatypes::PixelFormat format);
+
+class VideoFrameUploader {
+public:
+    VideoFrameUploader(const boost::shared_ptr<IGraphicsContext>& uploadContext,
+                       const boost::shared_ptr<GB::Device>& device,
+                       UploadSynchronizer& synchronizer, VideoFrameRef& intermediateFrame,
+                       std::int32_t& filterMode, bool useVideoTexMipmap);
+    VideoFrameUploader(const VideoFrameUploader&) = delete;
+    VideoFrameUploader& operator=(const VideoFrameUploader&) = delete;
+
+    // Host-memory 'argb' frames, and GPU frames read back through host memory. False when the
+    // format is not taken or the read-back fails. A missing frame interface throws
+    // NullInterfaceException.
+    bool UploadCpuFrame(const VideoFrameRef& frame, bool& verticalFlip, bool& redBlueSwap);
+    // GPU frames on a device that shares with OpenGL; `completion` tells when the copy is done.
+    bool UploadGpuFrame(const VideoFrameRef& frame, bool& verticalFlip, bool& redBlueSwap,
+                        boost::shared_ptr<GB::CompletionEvent>& completion);
+    // Host pixels into the back texture, resized to the frame first when needed.
+    void UploadBufferToTexture(const void* data, std::uint32_t width, std::uint32_t height,
+                               hostmediatypes::PixelFormat format, std::uint32_t rowBytes);
+    // The device-kind specific copy of a GPU frame into the texture's compute-shared image.
+    void CopyGpuFrameToTexture(const boost::shared_ptr<GB::Device>& frameDevice,
+                               const VideoFrameRef& frame,
+                               const boost::shared_ptr<ITexture>& texture,
+                               const VideoFrameRef& intermediate, bool& verticalFlip,
+                               bool& redBlueSwap,
+                               boost::shared_ptr<GB::CompletionEvent>& completion);
+
+private:
+    boost::shared_ptr<IGraphicsContext> uploadContext;
+    boost::shared_ptr<GB::Device> device;
+    UploadSynchronizer& synchronizer;
+    VideoFrameRef& intermediateFrame;
+    std::int32_t& filterMode;
+    bool useVideoTexMipmap;
+};
+
+}  // namespace STN

@@ -1,0 +1,6 @@
+# The video frame upload: the hand-over record between the uploading host thread and the render
+# thread, the two upload roads and the host staging buffer of the read-back.
+target_sources(stereon_internal PRIVATE
+    ${CMAKE_CURRENT_LIST_DIR}/HostStagingBuffer.cpp
+    ${CMAKE_CURRENT_LIST_DIR}/UploadSynchronizer.cpp
+    ${CMAKE_CURRENT_LIST_DIR}/VideoFrameUploader.cpp)

@@ -1,0 +1,128 @@
+// Headset classification as the service starts on each of the simulated runtime's headsets,
+// and the service's operations that reach the scene. Starts the render thread.
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <string>
+#include <vector>
+
+#include "GB/Device.h"
+#include "HMDManager.h"
+#include "IHMDManager.h"
+#include "IStereonService.h"
+#include "RenderThread.h"
+#include "Scene.h"
+#include "StereonService.h"
+#include "UsageMetrics.h"
+#include "hostcore/debug.h"
+#include "simvr/simvr_control.h"
+#include "simvr/simvr_setup.h"
+
+namespace {
+
+class HeadsetServiceTest : public ::testing::Test {
+protected:
+    static void SetUpTestSuite() {
+        setenv("EGL_PLATFORM", "surfaceless", 0);
+        setenv("LP_NUM_THREADS", "1", 0);
+    }
+    void SetUp() override {
+        simvr::ResetRuntime();
+        home = simvr::MakeTempDirectory("stn-headset-");
+        ASSERT_FALSE(home.empty());
+        std::string error;
+        ASSERT_TRUE(simvr::InstallVrPathFile(home, &error)) << error;
+        std::string reason;
+        device = GB::Device::Create(GB::kDeviceKind_OpenCLNoSharing, &reason);
+        if (!device) {
+            GTEST_SKIP() << "no host device with an offscreen context: " << reason;
+        }
+        hostcore::debug::SetTraceSink([this](const std::string& line) { lines.push_back(line); });
+        hostcore::debug::SetTraceLevel("STN", 4);
+    }
+    void TearDown() override {
+        hostcore::debug::SetTraceSink(hostcore::debug::TraceSink());
+        hostcore::debug::ResetTraceLevels();
+        device.reset();
+        simvr::ResetRuntime();
+        simvr::ClearEnvironment();
+        std::system(("rm -rf '" + home + "'").c_str());
+    }
+
+    std::string home;
+    boost::shared_ptr<GB::Device> device;
+    std::vector<std::string> lines;
+};
+
+TEST_F(HeadsetServiceTest, EachHeadsetIsClassifiedAtStart) {
+    struct Case {
+        int profile;
+        std::int32_t hmdType;
+        const char* name;
+        bool warned;
+    };
+    const Case cases[] = {
+        {SIMVR_PROFILE_VIVE, STN::kHMDTypeVive, "lighthouse", false},
+        {SIMVR_PROFILE_RIFT, STN::kHMDTypeRift, "oculus", false},
+        {SIMVR_PROFILE_WINDOWS_MR, STN::kHMDTypeWindowsMixedReality, "holographic", false},
+        {SIMVR_PROFILE_UNKNOWN, STN::kHMDTypeUnknown, "simvr", true}};
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        lines.clear();
+        ASSERT_EQ(simvr_set_profile(c.profile), 1);
+        boost::shared_ptr<STN::IStereonService> service = STN::StereonService::Instance();
+        EXPECT_EQ(service->GetHMDType(), STN::kHMDTypeUnknown);  // no scene yet
+        EXPECT_FALSE(service->GetHMDManager());
+        ASSERT_TRUE(service->Init(device));
+        EXPECT_EQ(service->GetHMDType(), c.hmdType);
+        const boost::shared_ptr<STN::IHMDManager> manager = service->GetHMDManager();
+        ASSERT_TRUE(manager);
+        EXPECT_EQ(manager->GetHMDType(), c.hmdType);
+        EXPECT_EQ(STN::UsageMetrics::Get().HMDDeviceName, c.name);
+        const std::string warning = std::string("<STN> <4> Warning: unrecognized HMD type (") +
+                                    c.name + "), assuming Rift.";
+        int warnings = 0;
+        for (const std::string& line : lines) {
+            if (line.size() >= warning.size() &&
+                line.compare(line.size() - warning.size(), warning.size(), warning) == 0) {
+                ++warnings;
+            }
+        }
+        EXPECT_EQ(warnings, c.warned ? 1 : 0);
+
+        STN::RenderThread::Instance()->Stop();
+        EXPECT_FALSE(service->GetHMDManager());
+        EXPECT_EQ(service->GetHMDType(), STN::kHMDTypeUnknown);
+    }
+}
+
+TEST_F(HeadsetServiceTest, ServiceReachesTheScene) {
+    boost::shared_ptr<STN::IStereonService> service = STN::StereonService::Instance();
+    float yaw = 1.0f, pitch = 2.0f;
+    service->SetViewOrientation(30.0f, 40.0f);  // no scene: nowhere to go
+    service->GetViewOrientation(yaw, pitch);
+    EXPECT_EQ(yaw, 0.0f);
+    EXPECT_EQ(pitch, 0.0f);
+
+    ASSERT_TRUE(service->Init(device));
+    service->SetViewOrientation(30.0f, -10.0f);
+    service->GetViewOrientation(yaw, pitch);
+    EXPECT_EQ(yaw, 30.0f);
+    EXPECT_EQ(pitch, -10.0f);
+
+    // The host's listener is the one the scene's manager hands out.
+    struct Listener : STN::IHMDListener {
+        void OnHMDPose(const STN::Matrix4&) override {}
+        void OnRuntimeQuit() override {}
+    };
+    boost::shared_ptr<STN::IHMDListener> listener(new Listener);
+    service->GetHMDManager()->SetHMDListener(listener);
+    const boost::shared_ptr<STN::Scene> scene = STN::RenderThread::CurrentScene();
+    ASSERT_TRUE(scene);
+    EXPECT_EQ(scene->GetHMDManager()->GetHMDListener(), listener);
+
+    STN::RenderThread::Instance()->Stop();
+    EXPECT_FALSE(STN::RenderThread::CurrentScene());
+}
+
+}  // namespace

@@ -1,0 +1,436 @@
+// Video frames as the host delivers them, through the render thread started against the
+// simulated runtime on an OpenCL device of the host stand-in. What lands in the back video
+// texture is read back on a context of the render context's share group.
+#include <GL/glew.h>
+
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "GB/Device.h"
+#include "ITexture.h"
+#include "MF/VideoFrame.h"
+#include "OpenGL/GraphicsContextOGL.h"
+#include "OpenGL/TextureOGL.h"
+#include "RenderThread.h"
+#include "ScopedContextLock.h"
+#include "UploadSynchronizer.h"
+#include "UsageMetrics.h"
+#include "VF/VideoFrame.h"
+#include "gl_test_context.h"
+#include "simvr/simvr_setup.h"
+
+namespace {
+
+using hostcore::classref::InterfaceID;
+using hostcore::classref::InterfaceRef;
+using hostcore::classref::NullInterfaceException;
+using FrameRef = InterfaceRef<MF::IVideoFrame>;
+
+constexpr STN::ClientHandle kClient = 0x1001;
+constexpr STN::ClientHandle kOtherClient = 0x2002;
+
+// A host frame that lacks one interface of the frame it wraps.
+class FrameWithout : public hostcore::classref::RefCountedObject, public MF::IVideoFrame {
+public:
+    FrameWithout(const FrameRef& inner, const InterfaceID& refused)
+        : inner(inner), refused(refused) {}
+    HOSTCORE_IMPLEMENT_REFCOUNT
+    void* QueryInterface(const InterfaceID& id) const override {
+        if (id == MF::IVideoFrame::kInterfaceID) {
+            AddRef();
+            return static_cast<MF::IVideoFrame*>(const_cast<FrameWithout*>(this));
+        }
+        return id == refused ? nullptr : inner->QueryInterface(id);
+    }
+    std::int32_t QueryFrameInterface(const InterfaceID& id, void** out) const override {
+        if (id == refused) {
+            *out = nullptr;
+            return MF::kFrameResult_NoInterface;
+        }
+        return inner->QueryFrameInterface(id, out);
+    }
+    MF::Rect GetBounds() const override { return inner->GetBounds(); }
+    hostmediatypes::PixelAspectRatio GetPixelAspectRatio() const override {
+        return inner->GetPixelAspectRatio();
+    }
+    hostmediatypes::PixelFormat GetPixelFormat() const override { return inner->GetPixelFormat(); }
+    hostmediatypes::color::ColorSpace GetColorSpace() const override {
+        return inner->GetColorSpace();
+    }
+    MF::FieldType GetFieldType() const override { return inner->GetFieldType(); }
+
+private:
+    FrameRef inner;
+    InterfaceID refused;
+};
+
+// The colour of texel (x, y) of test picture `picture`, as R, G, B, A.
+void PatternColor(int picture, int x, int y, std::uint8_t rgba[4]) {
+    rgba[0] = static_cast<std::uint8_t>(17 * x + 3 * picture);
+    rgba[1] = static_cast<std::uint8_t>(41 * y + 5 * picture);
+    rgba[2] = static_cast<std::uint8_t>(200 - 13 * x - 7 * y);
+    rgba[3] = static_cast<std::uint8_t>(255 - 11 * x);
+}
+
+// A host-memory 'argb' frame (native ARGB words: bytes B, G, R, A) with padded rows.
+FrameRef HostArgbFrame(int width, int height, int rowBytes, int picture) {
+    FrameRef frame;
+    EXPECT_EQ(VF::CreateHostVideoFrame(frame, hostmediatypes::kPixelFormat_ARGB_4444_8u, width,
+                                       height, rowBytes),
+              VF::kCreateResult_OK);
+    const InterfaceRef<VF::IVideoFrameMemoryAccess> memory =
+        frame.QueryInterface<VF::IVideoFrameMemoryAccess>();
+    std::uint8_t* bytes = static_cast<std::uint8_t*>(memory->GetPixels());
+    // Padding that must never reach the texture.
+    std::memset(bytes, 0xEE, static_cast<std::size_t>(rowBytes) * height);
+    for (int y = 0; y < height; ++y) {
+        for (int x = 0; x < width; ++x) {
+            std::uint8_t rgba[4];
+            PatternColor(picture, x, y, rgba);
+            std::uint8_t* texel = bytes + y * rowBytes + x * 4;
+            texel[0] = rgba[2];
+            texel[1] = rgba[1];
+            texel[2] = rgba[0];
+            texel[3] = rgba[3];
+        }
+    }
+    return frame;
+}
+
+std::vector<std::uint8_t> ExpectedRGBA(int width, int height, int picture) {
+    std::vector<std::uint8_t> pixels;
+    for (int y = 0; y < height; ++y) {
+        for (int x = 0; x < width; ++x) {
+            std::uint8_t rgba[4];
+            PatternColor(picture, x, y, rgba);
+            pixels.insert(pixels.end(), rgba, rgba + 4);
+        }
+    }
+    return pixels;
+}
+
+class VideoUploadSystemTest : public ::testing::Test {
+protected:
+    virtual std::int32_t DeviceKind() const { return GB::kDeviceKind_OpenCL; }
+
+    static void SetUpTestSuite() {
+        setenv("EGL_PLATFORM", "surfaceless", 0);
+        setenv("LP_NUM_THREADS", "1", 0);
+    }
+    void SetUp() override {
+        simvr::ResetRuntime();
+        home = simvr::MakeTempDirectory("stn-upload-");
+        ASSERT_FALSE(home.empty());
+        std::string error;
+        ASSERT_TRUE(simvr::InstallVrPathFile(home, &error)) << error;
+        std::string reason;
+        device = GB::Device::Create(DeviceKind(), &reason);
+        if (!device) {
+            GTEST_SKIP() << "no OpenCL device: " << reason;
+        }
+        renderThread = STN::RenderThread::Instance();
+        ASSERT_TRUE(renderThread->Init(device));
+        renderThread->AddClient(kClient);
+        ASSERT_TRUE(renderThread->SetHMDPoseCallback(kClient, STN::HMDPoseCallback()));
+        sync = renderThread->GetUploadSynchronizer();
+        ASSERT_TRUE(sync);
+        STN::UsageMetrics::Get().Clear();
+    }
+    void TearDown() override {
+        sync.reset();
+        if (renderThread) {
+            renderThread->RemoveClient(kOtherClient);
+            renderThread->RemoveClient(kClient);
+            renderThread.reset();
+        }
+        device.reset();
+        simvr::ResetRuntime();
+        simvr::ClearEnvironment();
+        std::system(("rm -rf '" + home + "'").c_str());
+    }
+
+    bool Send(const FrameRef& frame, STN::VideoProjection projection = 1,
+              STN::StereoLayout layout = 0, STN::ClientHandle client = kClient) {
+        return renderThread->UpdateVideoTexture(client, frame, projection, layout, 360, 180);
+    }
+
+    // Level 0 of a video texture as R, G, B, A rows in upload order, read on a context of the
+    // render context's share group (which the device's offscreen context heads).
+    std::vector<std::uint8_t> ReadBack(const boost::shared_ptr<STN::ITexture>& texture) {
+        std::vector<std::uint8_t> pixels;
+        STN::TextureOGL* textureOGL = dynamic_cast<STN::TextureOGL*>(texture.get());
+        if (textureOGL == nullptr) {
+            ADD_FAILURE() << "not an OpenGL texture";
+            return pixels;
+        }
+        const boost::shared_ptr<STN::IGraphicsContext> deviceContext =
+            STN::CreateGraphicsContext("TestDeviceContext");
+        deviceContext->BindDevice(device);
+        const boost::shared_ptr<STN::IGraphicsContext> context =
+            STN::CreateGraphicsContext("TestReadBackContext");
+        STN::ScopedContextLock scope(context);
+        context->BindDevice(device);
+        if (!context->CreateVersionedContext(4, deviceContext)) {
+            ADD_FAILURE() << "no context sharing with the render context";
+            return pixels;
+        }
+        pixels = stereon::test::ReadTextureRGBA8(textureOGL->GetTexture(),
+                                                 static_cast<int>(texture->GetWidth()),
+                                                 static_cast<int>(texture->GetHeight()));
+        return pixels;
+    }
+
+    const boost::shared_ptr<STN::ITexture>& Back() { return sync->videoTextures[sync->backIndex]; }
+    const boost::shared_ptr<STN::ITexture>& Front() {
+        return sync->videoTextures[sync->frontIndex];
+    }
+
+    std::string home;
+    boost::shared_ptr<GB::Device> device;
+    boost::shared_ptr<STN::RenderThread> renderThread;
+    boost::shared_ptr<STN::UploadSynchronizer> sync;
+};
+
+TEST_F(VideoUploadSystemTest, HostFrameWithPaddedRowsLandsInTheBackTexture) {
+    // Right after start both textures are 1 by 1 and the first frame goes to index 1.
+    ASSERT_EQ(sync->frontIndex, 0u);
+    ASSERT_EQ(sync->backIndex, 1u);
+    ASSERT_EQ(Front()->GetWidth(), 1u);
+    ASSERT_EQ(Back()->GetWidth(), 1u);
+
+    ASSERT_TRUE(Send(HostArgbFrame(5, 3, 32, 0), 1, 2));
+
+    EXPECT_TRUE(sync->pending);
+    EXPECT_EQ(sync->backIndex, 1u);
+    EXPECT_FALSE(sync->uploadEvent);
+    EXPECT_FALSE(sync->verticalFlip);
+    EXPECT_FALSE(sync->redBlueSwap);
+    EXPECT_FALSE(sync->showPlaceholder);
+    EXPECT_FALSE(sync->theaterMode);
+    EXPECT_EQ(sync->leftRegion, 3);
+    EXPECT_EQ(sync->rightRegion, 4);
+    EXPECT_EQ(sync->horizontalFov, 360u);
+    EXPECT_EQ(sync->verticalFov, 180u);
+    ASSERT_EQ(Back()->GetWidth(), 5u);
+    ASSERT_EQ(Back()->GetHeight(), 3u);
+    EXPECT_EQ(Front()->GetWidth(), 1u);
+    EXPECT_EQ(ReadBack(Back()), ExpectedRGBA(5, 3, 0));
+
+    const STN::UsageMetrics& metrics = STN::UsageMetrics::Get();
+    EXPECT_EQ(metrics.CPUFramesPlayed, 1u);
+    EXPECT_EQ(metrics.GPUFramesPlayed, 0u);
+    EXPECT_EQ(metrics.StereoscopicSideBySideFramesPlayed, 1u);
+    EXPECT_EQ(metrics.MaxFrameWidth, 5u);
+    EXPECT_EQ(metrics.MaxFrameHeight, 3u);
+}
+
+TEST_F(VideoUploadSystemTest, FrameWhilePendingIsDroppedWithoutCounting) {
+    ASSERT_TRUE(Send(HostArgbFrame(5, 3, 20, 0), 1, 1));
+    ASSERT_TRUE(sync->pending);
+
+    // A larger, different frame before the render thread took the first: accepted and dropped.
+    EXPECT_TRUE(Send(HostArgbFrame(8, 6, 32, 1), 0, 0));
+    EXPECT_TRUE(sync->pending);
+    EXPECT_EQ(sync->leftRegion, 1);
+    EXPECT_FALSE(sync->theaterMode);
+    ASSERT_EQ(Back()->GetWidth(), 5u);
+    EXPECT_EQ(ReadBack(Back()), ExpectedRGBA(5, 3, 0));
+    const STN::UsageMetrics& metrics = STN::UsageMetrics::Get();
+    EXPECT_EQ(metrics.CPUFramesPlayed, 1u);
+    EXPECT_EQ(metrics.StereoscopicOverUnderFramesPlayed, 1u);
+    EXPECT_EQ(metrics.MaxFrameWidth, 5u);
+    EXPECT_EQ(metrics.MaxFrameArea, 15u);
+}
+
+TEST_F(VideoUploadSystemTest, NewFrameSizeReallocatesOnlyTheBackTexture) {
+    ASSERT_TRUE(Send(HostArgbFrame(5, 3, 20, 0)));
+    ASSERT_TRUE(sync->TakeOverFrame());
+    ASSERT_EQ(sync->frontIndex, 1u);
+    ASSERT_EQ(sync->backIndex, 0u);
+
+    // A flat frame of another size goes to the old front, now the back.
+    ASSERT_TRUE(Send(HostArgbFrame(7, 2, 28, 2), 0, 2));
+    EXPECT_TRUE(sync->showPlaceholder);
+    EXPECT_TRUE(sync->theaterMode);
+    EXPECT_EQ(sync->leftRegion, 0);
+    EXPECT_EQ(sync->rightRegion, 0);
+    ASSERT_EQ(Back()->GetWidth(), 7u);
+    ASSERT_EQ(Back()->GetHeight(), 2u);
+    EXPECT_EQ(ReadBack(Back()), ExpectedRGBA(7, 2, 2));
+    // What is on show keeps its size and pixels until its turn comes.
+    ASSERT_EQ(Front()->GetWidth(), 5u);
+    ASSERT_EQ(Front()->GetHeight(), 3u);
+    EXPECT_EQ(ReadBack(Front()), ExpectedRGBA(5, 3, 0));
+    // Flat frames count as none of the three layouts.
+    const STN::UsageMetrics& metrics = STN::UsageMetrics::Get();
+    EXPECT_EQ(metrics.MonoscopicFramesPlayed, 1u);
+    EXPECT_EQ(metrics.StereoscopicSideBySideFramesPlayed, 0u);
+
+    // A restart begins again with the first texture in front and nothing pending.
+    renderThread->Stop();
+    EXPECT_FALSE(sync->videoTextures[0]);
+    EXPECT_FALSE(sync->pending);
+    ASSERT_TRUE(renderThread->Init(device));
+    EXPECT_EQ(sync, renderThread->GetUploadSynchronizer());
+    EXPECT_EQ(sync->frontIndex, 0u);
+    EXPECT_EQ(sync->backIndex, 1u);
+    EXPECT_FALSE(sync->pending);
+    EXPECT_EQ(Front()->GetWidth(), 1u);
+    EXPECT_EQ(Back()->GetWidth(), 1u);
+}
+
+TEST_F(VideoUploadSystemTest, FramesOfAnyoneButTheActiveClientAreRefused) {
+    renderThread->AddClient(kOtherClient);
+    EXPECT_FALSE(Send(HostArgbFrame(4, 4, 16, 0), 1, 0, kOtherClient));
+    EXPECT_FALSE(sync->pending);
+    EXPECT_EQ(Back()->GetWidth(), 1u);
+    EXPECT_EQ(STN::UsageMetrics::Get().CPUFramesPlayed, 0u);
+    EXPECT_EQ(STN::UsageMetrics::Get().MaxFrameWidth, 0u);
+    // The active client is still served.
+    EXPECT_TRUE(Send(HostArgbFrame(4, 4, 16, 0)));
+    EXPECT_TRUE(sync->pending);
+}
+
+TEST_F(VideoUploadSystemTest, HostFormatsOtherThanArgbAreRefusedButCounted) {
+    FrameRef bgra;
+    ASSERT_EQ(VF::CreateHostVideoFrame(bgra, hostmediatypes::kPixelFormat_BGRA_4444_8u, 4, 2),
+              VF::kCreateResult_OK);
+    EXPECT_FALSE(Send(bgra));
+    EXPECT_FALSE(sync->pending);
+    EXPECT_EQ(Back()->GetWidth(), 1u);
+    EXPECT_EQ(STN::UsageMetrics::Get().CPUFramesPlayed, 1u);
+    EXPECT_EQ(STN::UsageMetrics::Get().MonoscopicFramesPlayed, 0u);
+}
+
+TEST_F(VideoUploadSystemTest, MissingFrameOrInterfaceThrowsNullInterfaceException) {
+    try {
+        Send(FrameRef());
+        ADD_FAILURE() << "a null frame was taken";
+    } catch (const NullInterfaceException& e) {
+        EXPECT_STREQ(e.what(),
+                     "A NULL interface pointer has been dereferenced: "
+                     "hostcore::classref::InterfaceRef<MF::IVideoFrame>");
+    }
+
+    const FrameRef noRows = FrameRef::Retain(new FrameWithout(
+        HostArgbFrame(4, 2, 16, 0), VF::IVideoFrame2DPixelMemoryAccess::kInterfaceID));
+    try {
+        Send(noRows);
+        ADD_FAILURE() << "a frame without rows was taken";
+    } catch (const NullInterfaceException& e) {
+        EXPECT_STREQ(e.what(),
+                     "A NULL interface pointer has been dereferenced: "
+                     "hostcore::classref::InterfaceRef<VF::IVideoFrame2DPixelMemoryAccess>");
+    }
+    EXPECT_FALSE(sync->pending);
+
+    // Nothing was left locked or half-published: the next good frame goes through.
+    EXPECT_TRUE(Send(HostArgbFrame(4, 2, 16, 3)));
+    EXPECT_TRUE(sync->pending);
+    EXPECT_EQ(ReadBack(Back()), ExpectedRGBA(4, 2, 3));
+}
+
+TEST_F(VideoUploadSystemTest, OpenCLFrameWithoutSharingArrivesThroughHostMemory) {
+    if (device->CanShareWithOpenGL()) {
+        GTEST_SKIP() << "this OpenCL device shares with OpenGL; the read-back is not taken";
+    }
+    const int width = 3;
+    const int height = 2;
+    const int rowBytes = 64;  // 48 bytes of pixels and padding
+    FrameRef frame;
+    ASSERT_EQ(VF::CreateGPUVideoFrame(
+                  frame, device, hostmediatypes::kPixelFormat_GPU_BGRA_4444_32f, width, height,
+                  hostmediatypes::kPixelAspectRatio_Square, MF::kFieldType_Progressive, MF::Point(),
+                  hostmediatypes::color::ColorSpace(), rowBytes, VF::kGPUFrameFlag_Clear,
+                  boost::shared_ptr<GB::CompletionEvent>(), boost::function<void()>()),
+              VF::kCreateResult_OK);
+    // Float B, G, R, A whose 8-bit conversions are exact.
+    std::vector<float> host(static_cast<std::size_t>(rowBytes / 4) * height, 0.5f);
+    const std::vector<std::uint8_t> expected = ExpectedRGBA(width, height, 4);
+    for (int y = 0; y < height; ++y) {
+        for (int x = 0; x < width; ++x) {
+            const std::uint8_t* rgba = &expected[(static_cast<std::size_t>(y) * width + x) * 4];
+            float* texel = &host[static_cast<std::size_t>(y) * (rowBytes / 4) + x * 4];
+            texel[0] = rgba[2] / 255.0f;
+            texel[1] = rgba[1] / 255.0f;
+            texel[2] = rgba[0] / 255.0f;
+            texel[3] = rgba[3] / 255.0f;
+        }
+    }
+    const InterfaceRef<VF::IGPUVideoFrameMemoryAccess> gpuMemory =
+        frame.QueryInterface<VF::IGPUVideoFrameMemoryAccess>();
+    ASSERT_TRUE(gpuMemory);
+    ASSERT_GE(
+        device->GetComputeContext()->CopyHostToBuffer(host.data(), gpuMemory->GetDeviceBuffer(),
+                                                      host.size() * sizeof(float), GB::kCopy_Wait),
+        0);
+
+    ASSERT_TRUE(Send(frame, 1, 0));
+    EXPECT_TRUE(sync->pending);
+    EXPECT_TRUE(sync->verticalFlip);
+    EXPECT_FALSE(sync->redBlueSwap);
+    EXPECT_FALSE(sync->uploadEvent);
+    ASSERT_EQ(Back()->GetWidth(), 3u);
+    ASSERT_EQ(Back()->GetHeight(), 2u);
+    const std::vector<std::uint8_t> pixels = ReadBack(Back());
+    ASSERT_EQ(pixels.size(), expected.size());
+    for (std::size_t i = 0; i < pixels.size(); ++i) {
+        EXPECT_NEAR(pixels[i], expected[i], 1) << "byte " << i;
+    }
+    // A read-back frame is a host-memory frame to the counters.
+    EXPECT_EQ(STN::UsageMetrics::Get().CPUFramesPlayed, 1u);
+    EXPECT_EQ(STN::UsageMetrics::Get().GPUFramesPlayed, 0u);
+    EXPECT_EQ(STN::UsageMetrics::Get().MonoscopicFramesPlayed, 1u);
+
+    // The render thread takes it over at once: there is no GPU work left to wait for.
+    EXPECT_TRUE(sync->TakeOverFrame());
+    EXPECT_EQ(sync->frontIndex, 1u);
+}
+
+// A device that never shares with OpenGL takes GPU frames on the staged route, which has no
+// staging frame here: the frame is refused with the missing-interface exception and nothing
+// is left held.
+class VideoUploadNoSharingTest : public VideoUploadSystemTest {
+protected:
+    std::int32_t DeviceKind() const override { return GB::kDeviceKind_OpenCLNoSharing; }
+};
+
+TEST_F(VideoUploadNoSharingTest, GpuFrameFailsWithoutAStagingFrameAndReleasesEverything) {
+    FrameRef frame;
+    ASSERT_EQ(VF::CreateGPUVideoFrame(
+                  frame, device, hostmediatypes::kPixelFormat_GPU_BGRA_4444_32f, 4, 2,
+                  hostmediatypes::kPixelAspectRatio_Square, MF::kFieldType_Progressive, MF::Point(),
+                  hostmediatypes::color::ColorSpace(), 0, VF::kGPUFrameFlag_Clear,
+                  boost::shared_ptr<GB::CompletionEvent>(), boost::function<void()>()),
+              VF::kCreateResult_OK);
+    try {
+        Send(frame);
+        ADD_FAILURE() << "the staged route went through without a staging frame";
+    } catch (const NullInterfaceException& e) {
+        EXPECT_STREQ(e.what(),
+                     "A NULL interface pointer has been dereferenced: "
+                     "hostcore::classref::InterfaceRef<MF::IVideoFrame>");
+    }
+    EXPECT_FALSE(sync->pending);
+    EXPECT_EQ(STN::UsageMetrics::Get().GPUFramesPlayed, 1u);
+
+    // The device's exclusive access and the upload context are free for another thread.
+    bool uploaded = false;
+    std::thread other([&] {
+        device->AcquireExclusiveAccess();
+        device->ReleaseExclusiveAccess();
+        uploaded = Send(HostArgbFrame(4, 2, 16, 5));
+    });
+    other.join();
+    EXPECT_TRUE(uploaded);
+    EXPECT_TRUE(sync->pending);
+    EXPECT_EQ(Back()->GetWidth(), 4u);
+}
+
+}  // namespace
