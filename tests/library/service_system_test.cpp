@@ -454,7 +454,10 @@ TEST_F(ServiceSystemTest, DeferredStopWaitsForAHandOver) {
 
     // Nobody takes over: everything stops although both clients are still listed.
     ASSERT_TRUE(service->ResetHMDPoseCallback(2));
-    for (int i = 0; i < 500 && service->IsInitialized(); ++i) {
+    // The flag drops at the start of the stop; the runtime and the lock go at its end.
+    for (int i = 0; i < 500 && (service->IsInitialized() || simvr_is_initialized() != 0 ||
+                                STN::MachineLock().IsTaken());
+         ++i) {
         std::this_thread::sleep_for(std::chrono::milliseconds(20));
     }
     EXPECT_FALSE(service->IsInitialized());
