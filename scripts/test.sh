@@ -23,4 +23,6 @@ esac
 # Mesa's software rasteriser, without a display; one rasteriser thread keeps two cores usable.
 export EGL_PLATFORM=surfaceless
 export LP_NUM_THREADS=${LP_NUM_THREADS:-1}
+# A machine that runs the suite as a check must have GL and OpenCL: fail rather than skip.
+export STEREON_REQUIRE_DEVICES=${STEREON_REQUIRE_DEVICES:-1}
 ctest --test-dir "$root/$dir" -j "${STEREON_JOBS:-2}" --output-on-failure "$@"
