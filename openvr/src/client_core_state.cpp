@@ -17,7 +17,8 @@ uint32_t ClientCoreState::Init(vr::EVRInitError* error, vr::EVRApplicationType t
     vr::EVRInitError result = vr::VRInitError_None;
     // Initialising again reuses the loaded runtime, so its library is not loaded twice and
     // left behind by the one unload of the next shutdown.
-    if (runtime_.core == nullptr) {
+    const bool reused = runtime_.core != nullptr;
+    if (!reused) {
         result = RuntimeLoader::Load(runtime_);
     }
     if (result == vr::VRInitError_None) {
@@ -30,6 +31,11 @@ uint32_t ClientCoreState::Init(vr::EVRInitError* error, vr::EVRApplicationType t
         // A failed Init is not cleaned up: the runtime never started.
         runtime_.core = nullptr;
         runtime_.library.Unload();
+        if (reused) {
+            // The connection that was open went with the library: pointers fetched under it
+            // must not be handed out again.
+            ++token_;
+        }
         return 0;
     }
     return ++token_;

@@ -1,6 +1,7 @@
 #include "path_tools.h"
 
 #include <cstdlib>
+#include <exception>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -39,12 +40,21 @@ bool IsDirectory(const std::string& path) {
         fixed.pop_back();
     }
     std::error_code error;
-    return std::filesystem::is_directory(std::filesystem::u8path(fixed), error);
+    try {
+        return std::filesystem::is_directory(std::filesystem::u8path(fixed), error);
+    } catch (const std::exception&) {
+        return false;  // not UTF-8 (Windows converts, and throws on a bad sequence)
+    }
 }
 
 std::string ReadTextFile(const std::string& path) {
     std::error_code error;
-    const std::filesystem::path file = std::filesystem::u8path(path);
+    std::filesystem::path file;
+    try {
+        file = std::filesystem::u8path(path);
+    } catch (const std::exception&) {
+        return {};
+    }
     if (!std::filesystem::is_regular_file(file, error)) {
         return {};
     }

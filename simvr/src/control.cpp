@@ -147,7 +147,9 @@ SIMVR_API void simvr_set_render_target_size(uint32_t width, uint32_t height) {
 }
 
 SIMVR_API int simvr_set_refresh_rate(float hz) {
-    if (!(hz > 0.0f) || !std::isfinite(hz)) {
+    // Bounded so that the paced wait's period stays a whole, representable number of clock
+    // ticks: a zero period would divide by zero there.
+    if (!(hz >= 1.0f && hz <= 1000.0f)) {
         return 0;
     }
     State& s = State::Get();
@@ -603,8 +605,8 @@ SIMVR_API void simvr_set_call_log_capacity(uint32_t capacity) {
     Lock lock(s.mutex);
     // Bounded so that the one reservation stays a reasonable size (about 400 MiB at most).
     s.callCapacity = capacity < (1u << 20) ? capacity : (1u << 20);
-    if (s.calls.size() > capacity) {
-        s.calls.resize(capacity);
+    if (s.calls.size() > s.callCapacity) {
+        s.calls.resize(s.callCapacity);
     }
 }
 

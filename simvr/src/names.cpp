@@ -1,5 +1,7 @@
 #include "names.h"
 
+#include "init_error_names.h"
+
 namespace simvr {
 
 #define SIMVR_NAME(value) \
@@ -212,115 +214,13 @@ const char* SettingsErrorName(vr::EVRSettingsError value) {
     }
 }
 
-const char* InitErrorId(vr::EVRInitError value) {
-    switch (value) {
-        SIMVR_NAME(VRInitError_None);
-        SIMVR_NAME(VRInitError_Unknown);
-        SIMVR_NAME(VRInitError_Init_InstallationNotFound);
-        SIMVR_NAME(VRInitError_Init_InstallationCorrupt);
-        SIMVR_NAME(VRInitError_Init_VRClientDLLNotFound);
-        SIMVR_NAME(VRInitError_Init_FileNotFound);
-        SIMVR_NAME(VRInitError_Init_FactoryNotFound);
-        SIMVR_NAME(VRInitError_Init_InterfaceNotFound);
-        SIMVR_NAME(VRInitError_Init_InvalidInterface);
-        SIMVR_NAME(VRInitError_Init_UserConfigDirectoryInvalid);
-        SIMVR_NAME(VRInitError_Init_HmdNotFound);
-        SIMVR_NAME(VRInitError_Init_NotInitialized);
-        SIMVR_NAME(VRInitError_Init_PathRegistryNotFound);
-        SIMVR_NAME(VRInitError_Init_NoConfigPath);
-        SIMVR_NAME(VRInitError_Init_NoLogPath);
-        SIMVR_NAME(VRInitError_Init_PathRegistryNotWritable);
-        SIMVR_NAME(VRInitError_Init_AppInfoInitFailed);
-        SIMVR_NAME(VRInitError_Init_Retry);
-        SIMVR_NAME(VRInitError_Init_InitCanceledByUser);
-        SIMVR_NAME(VRInitError_Init_AnotherAppLaunching);
-        SIMVR_NAME(VRInitError_Init_SettingsInitFailed);
-        SIMVR_NAME(VRInitError_Init_ShuttingDown);
-        SIMVR_NAME(VRInitError_Init_TooManyObjects);
-        SIMVR_NAME(VRInitError_Init_NoServerForBackgroundApp);
-        SIMVR_NAME(VRInitError_Init_NotSupportedWithCompositor);
-        SIMVR_NAME(VRInitError_Init_NotAvailableToUtilityApps);
-        SIMVR_NAME(VRInitError_Init_Internal);
-        SIMVR_NAME(VRInitError_Init_HmdDriverIdIsNone);
-        SIMVR_NAME(VRInitError_Init_HmdNotFoundPresenceFailed);
-        SIMVR_NAME(VRInitError_Init_VRMonitorNotFound);
-        SIMVR_NAME(VRInitError_Init_VRMonitorStartupFailed);
-        SIMVR_NAME(VRInitError_Init_LowPowerWatchdogNotSupported);
-        SIMVR_NAME(VRInitError_Init_InvalidApplicationType);
-        SIMVR_NAME(VRInitError_Init_NotAvailableToWatchdogApps);
-        SIMVR_NAME(VRInitError_Init_WatchdogDisabledInSettings);
-        SIMVR_NAME(VRInitError_Init_VRDashboardNotFound);
-        SIMVR_NAME(VRInitError_Init_VRDashboardStartupFailed);
-        SIMVR_NAME(VRInitError_Init_VRHomeNotFound);
-        SIMVR_NAME(VRInitError_Init_VRHomeStartupFailed);
-        SIMVR_NAME(VRInitError_Init_RebootingBusy);
-        SIMVR_NAME(VRInitError_Init_FirmwareUpdateBusy);
-        SIMVR_NAME(VRInitError_Init_FirmwareRecoveryBusy);
-        SIMVR_NAME(VRInitError_Driver_Failed);
-        SIMVR_NAME(VRInitError_Driver_Unknown);
-        SIMVR_NAME(VRInitError_Driver_HmdUnknown);
-        SIMVR_NAME(VRInitError_Driver_NotLoaded);
-        SIMVR_NAME(VRInitError_Driver_RuntimeOutOfDate);
-        SIMVR_NAME(VRInitError_Driver_HmdInUse);
-        SIMVR_NAME(VRInitError_Driver_NotCalibrated);
-        SIMVR_NAME(VRInitError_Driver_CalibrationInvalid);
-        SIMVR_NAME(VRInitError_Driver_HmdDisplayNotFound);
-        SIMVR_NAME(VRInitError_Driver_TrackedDeviceInterfaceUnknown);
-        SIMVR_NAME(VRInitError_Driver_HmdDriverIdOutOfBounds);
-        SIMVR_NAME(VRInitError_Driver_HmdDisplayMirrored);
-        SIMVR_NAME(VRInitError_IPC_ServerInitFailed);
-        SIMVR_NAME(VRInitError_IPC_ConnectFailed);
-        SIMVR_NAME(VRInitError_IPC_SharedStateInitFailed);
-        SIMVR_NAME(VRInitError_IPC_CompositorInitFailed);
-        SIMVR_NAME(VRInitError_IPC_MutexInitFailed);
-        SIMVR_NAME(VRInitError_IPC_Failed);
-        SIMVR_NAME(VRInitError_IPC_CompositorConnectFailed);
-        SIMVR_NAME(VRInitError_IPC_CompositorInvalidConnectResponse);
-        SIMVR_NAME(VRInitError_IPC_ConnectFailedAfterMultipleAttempts);
-        SIMVR_NAME(VRInitError_Compositor_Failed);
-        SIMVR_NAME(VRInitError_Compositor_D3D11HardwareRequired);
-        SIMVR_NAME(VRInitError_Compositor_FirmwareRequiresUpdate);
-        SIMVR_NAME(VRInitError_Compositor_OverlayInitFailed);
-        SIMVR_NAME(VRInitError_Compositor_ScreenshotsInitFailed);
-        SIMVR_NAME(VRInitError_Compositor_UnableToCreateDevice);
-        SIMVR_NAME(VRInitError_VendorSpecific_UnableToConnectToOculusRuntime);
-        SIMVR_NAME(VRInitError_VendorSpecific_HmdFound_CantOpenDevice);
-        SIMVR_NAME(VRInitError_VendorSpecific_HmdFound_UnableToRequestConfigStart);
-        SIMVR_NAME(VRInitError_VendorSpecific_HmdFound_NoStoredConfig);
-        SIMVR_NAME(VRInitError_VendorSpecific_HmdFound_ConfigTooBig);
-        SIMVR_NAME(VRInitError_VendorSpecific_HmdFound_ConfigTooSmall);
-        SIMVR_NAME(VRInitError_VendorSpecific_HmdFound_UnableToInitZLib);
-        SIMVR_NAME(VRInitError_VendorSpecific_HmdFound_CantReadFirmwareVersion);
-        SIMVR_NAME(VRInitError_VendorSpecific_HmdFound_UnableToSendUserDataStart);
-        SIMVR_NAME(VRInitError_VendorSpecific_HmdFound_UnableToGetUserDataStart);
-        SIMVR_NAME(VRInitError_VendorSpecific_HmdFound_UnableToGetUserDataNext);
-        SIMVR_NAME(VRInitError_VendorSpecific_HmdFound_UserDataAddressRange);
-        SIMVR_NAME(VRInitError_VendorSpecific_HmdFound_UserDataError);
-        SIMVR_NAME(VRInitError_VendorSpecific_HmdFound_ConfigFailedSanityCheck);
-        SIMVR_NAME(VRInitError_Steam_SteamInstallationNotFound);
-        default:
-            return "Unknown";
-    }
+// The runtime answers with the same names the client keeps for when no runtime is loaded.
+const char* InitErrorId(vr::EVRInitError error) {
+    return stnvr::init_error_names::Symbol(error);
 }
 
 const char* InitErrorDescription(vr::EVRInitError error) {
-    switch (error) {
-        case vr::VRInitError_None:
-            return "No Error (0)";
-        case vr::VRInitError_Init_HmdNotFound:
-            return "Hmd Not Found (108)";
-        case vr::VRInitError_Init_NotInitialized:
-            return "Not Initialized (109)";
-        case vr::VRInitError_Init_InterfaceNotFound:
-            return "Interface Not Found (105)";
-        case vr::VRInitError_Init_InvalidInterface:
-            return "Invalid Interface (106)";
-        case vr::VRInitError_Init_InvalidApplicationType:
-            return "Invalid Application Type (130)";
-        default:
-            // The symbol is the best description this runtime has for the rest.
-            return InitErrorId(error);
-    }
+    return stnvr::init_error_names::EnglishDescription(error);
 }
 
 #undef SIMVR_NAME

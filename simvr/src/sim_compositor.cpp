@@ -238,10 +238,18 @@ uint32_t SimCompositor::GetFrameTimings(vr::Compositor_FrameTiming* pTiming, uin
         pTiming[0].m_nSize != sizeof(vr::Compositor_FrameTiming)) {
         return 0;
     }
+    // Oldest first, newest last; a history shorter than asked for fills fewer entries.
+    uint64_t newest = 0;
+    {
+        State& s = State::Get();
+        Lock lock(s.mutex);
+        newest = s.frameIndex;
+    }
+    const uint32_t count = uint32_t(std::min<uint64_t>(nFrames, newest + 1));
     uint32_t filled = 0;
-    for (; filled < nFrames; ++filled) {
+    for (; filled < count; ++filled) {
         pTiming[filled].m_nSize = sizeof(vr::Compositor_FrameTiming);
-        if (!GetFrameTiming(&pTiming[filled], nFrames - 1 - filled)) {
+        if (!GetFrameTiming(&pTiming[filled], count - 1 - filled)) {
             break;
         }
     }

@@ -10,6 +10,7 @@
 #include <chrono>
 #include <condition_variable>
 #include <fstream>
+#include <limits>
 #include <memory>
 #include <mutex>
 #include <set>
@@ -247,6 +248,17 @@ TEST(ExecutorTest, IOBoundPoolIsSharedAndRunsJobsOnOtherThreads) {
     a->Post([] { throw std::runtime_error("job failed"); });
     a->Post([&] { after.CountDown(); });
     EXPECT_TRUE(after.Wait());
+}
+
+TEST(ExecutorTest, TheLongestDelayMeansLaterNotAtOnce) {
+    boost::shared_ptr<Executor> pool = CreateIOBoundExecutor();
+    auto ran = std::make_shared<std::atomic<bool>>(false);
+    ASSERT_TRUE(
+        pool->PostDelayed([ran] { *ran = true; }, std::numeric_limits<std::int64_t>::max()));
+    Latch later(1);
+    ASSERT_TRUE(pool->PostDelayed([&] { later.CountDown(); }, 20));
+    ASSERT_TRUE(later.Wait());
+    EXPECT_FALSE(*ran);
 }
 
 TEST(SubExecutorTest, UnlimitedRunsJobsTogether) {

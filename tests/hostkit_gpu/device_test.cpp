@@ -20,10 +20,6 @@ namespace {
 
 using hostcore::utility::ImmutableString;
 
-boost::shared_ptr<GB::Device> OpenCLDeviceOrSkip(std::int32_t kind, std::string& reason) {
-    return GB::Device::Create(kind, &reason);
-}
-
 #define REQUIRE_DEVICE(device, reason) \
     if (!(device))                     \
     GTEST_SKIP() << "no OpenCL device: " << (reason)
@@ -31,7 +27,7 @@ boost::shared_ptr<GB::Device> OpenCLDeviceOrSkip(std::int32_t kind, std::string&
 TEST(OpenCLDeviceTest, DescribesItselfAndItsSharing) {
     for (std::int32_t kind : {GB::kDeviceKind_OpenCL, GB::kDeviceKind_OpenCLNoSharing}) {
         std::string reason;
-        boost::shared_ptr<GB::Device> device = OpenCLDeviceOrSkip(kind, reason);
+        boost::shared_ptr<GB::Device> device = GB::Device::Create(kind, &reason);
         REQUIRE_DEVICE(device, reason);
         EXPECT_EQ(device->DeviceKind, kind);
         EXPECT_FALSE(device->GetName().empty());

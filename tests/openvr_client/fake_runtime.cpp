@@ -5,7 +5,8 @@
 //   FAKE_RUNTIME_REJECTS_SYSTEM   IsInterfaceVersionValid refuses IVRSystem_Version
 // Every call, and the library's own loading and unloading, is appended as a line to the file
 // named by STNVR_FAKE_RUNTIME_LOG, so a test can see what the client did even after the
-// library is gone. STNVR_FAKE_HMD_PRESENT=0 makes BIsHmdPresent answer false.
+// library is gone. STNVR_FAKE_HMD_PRESENT=0 makes BIsHmdPresent answer false, and
+// STNVR_FAKE_INIT_FAILS=1 makes any variant's Init fail as FAKE_RUNTIME_INIT_FAILS does.
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
@@ -54,6 +55,10 @@ public:
 #if defined(FAKE_RUNTIME_INIT_FAILS)
         return vr::VRInitError_Init_HmdNotFound;
 #else
+        const char* fails = getenv("STNVR_FAKE_INIT_FAILS");
+        if (fails != nullptr && strcmp(fails, "1") == 0) {
+            return vr::VRInitError_Init_HmdNotFound;
+        }
         initialised_ = true;
         return vr::VRInitError_None;
 #endif

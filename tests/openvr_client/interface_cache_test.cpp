@@ -102,6 +102,23 @@ TEST_F(InterfaceCache, ReInitWithoutShutdownRefetchesAndStaysBalanced) {
     EXPECT_EQ(Log().back(), "unload");
 }
 
+TEST_F(InterfaceCache, FailedReInitInvalidatesTheEarlierConnectionsPointers) {
+    WriteRegistry(RegistryFor(MakeRuntime("rt", FAKE_RUNTIME_OK)));
+    ASSERT_EQ(InitError(), vr::VRInitError_None);
+    vr::COpenVRContext context;  // a cache of its own, which VR_Init does not clear
+    ASSERT_NE(context.VRCompositor(), nullptr);
+    const uint32_t token = vr::VR_GetInitToken();
+
+    // Initialising the loaded runtime again fails: the client drops it, library and all.
+    SetEnv("STNVR_FAKE_INIT_FAILS", "1");
+    vr::EVRInitError error = vr::VRInitError_None;
+    EXPECT_EQ(vr::VR_InitInternal2(&error, vr::VRApplication_Scene, nullptr), 0u);
+    EXPECT_EQ(error, vr::VRInitError_Init_HmdNotFound);
+    EXPECT_EQ(Log().back(), "unload");
+    EXPECT_NE(vr::VR_GetInitToken(), token) << "the earlier connection is gone";
+    EXPECT_EQ(context.VRCompositor(), nullptr) << "a pointer into the unloaded library";
+}
+
 TEST_F(InterfaceCache, FailedInitLeavesNoUsablePointers) {
     WriteRegistry(RegistryFor(MakeRuntime("rt", FAKE_RUNTIME_REJECTS_SYSTEM)));
     EXPECT_EQ(InitError(), vr::VRInitError_Init_InterfaceNotFound);

@@ -11,10 +11,14 @@ namespace fs = std::filesystem;
 
 namespace {
 
-const char* const kManagedVariables[] = {"XDG_CONFIG_HOME",       "HOME",
-                                         "VR_OVERRIDE",           "VR_CONFIG_PATH",
-                                         "VR_LOG_PATH",           "STNVR_FAKE_RUNTIME_LOG",
-                                         "STNVR_FAKE_HMD_PRESENT"};
+const char* const kManagedVariables[] = {"XDG_CONFIG_HOME",
+                                         "HOME",
+                                         "VR_OVERRIDE",
+                                         "VR_CONFIG_PATH",
+                                         "VR_LOG_PATH",
+                                         "STNVR_FAKE_RUNTIME_LOG",
+                                         "STNVR_FAKE_HMD_PRESENT",
+                                         "STNVR_FAKE_INIT_FAILS"};
 
 }  // namespace
 
@@ -34,6 +38,7 @@ void RuntimeSandbox::SetUp() {
     UnsetEnv("VR_CONFIG_PATH");
     UnsetEnv("VR_LOG_PATH");
     UnsetEnv("STNVR_FAKE_HMD_PRESENT");
+    UnsetEnv("STNVR_FAKE_INIT_FAILS");
     SetEnv("STNVR_FAKE_RUNTIME_LOG", dir_ + "/runtime.log");
 }
 

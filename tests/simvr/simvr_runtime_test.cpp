@@ -111,7 +111,9 @@ TEST_F(SimRuntimeTest, FactoryAndInitAnswerAsTheClientExpects) {
 
     EXPECT_STREQ(core->GetIDForVRInitError(vr::VRInitError_Init_HmdNotFound),
                  "VRInitError_Init_HmdNotFound");
-    EXPECT_NE(core->GetEnglishStringForHmdError(vr::EVRInitError(-7)), nullptr);
+    EXPECT_STREQ(core->GetEnglishStringForHmdError(vr::VRInitError_Init_HmdNotFound),
+                 "Hmd Not Found (108)");
+    EXPECT_STREQ(core->GetEnglishStringForHmdError(vr::EVRInitError(-7)), "Unknown error (-7)");
 
     core->Cleanup();
     EXPECT_FALSE(simvr_is_initialized());
@@ -217,6 +219,7 @@ TEST_F(SimRuntimeTest, PropertiesFollowTheStringAndErrorProtocol) {
     ASSERT_TRUE(simvr_set_property_string(0, vr::Prop_TrackingSystemName_String, "Lighthouse"));
     EXPECT_EQ(StringProperty(0, vr::Prop_TrackingSystemName_String), "Lighthouse");
     EXPECT_FALSE(simvr_set_refresh_rate(0.0f));
+    EXPECT_FALSE(simvr_set_refresh_rate(1e12f));  // a period shorter than the clock can count
     EXPECT_FALSE(simvr_set_property_int32(40, vr::Prop_DeviceClass_Int32, 1));
 }
 
@@ -296,6 +299,25 @@ TEST_F(SimRuntimeTest, WaitGetPosesFollowsTheScriptedHead) {
     EXPECT_EQ(std::memcmp(&last, &poses[0], sizeof(last)), 0);
     EXPECT_EQ(compositor->GetLastPoseForTrackedDeviceIndex(16, &last, nullptr),
               vr::VRCompositorError_IndexOutOfRange);
+}
+
+TEST_F(SimRuntimeTest, FrameTimingsFillOnlyTheFramesThatExist) {
+    Connect();
+    for (int i = 0; i < 2; ++i) {
+        ASSERT_EQ(compositor->WaitGetPoses(nullptr, 0, nullptr, 0), vr::VRCompositorError_None);
+    }
+    vr::Compositor_FrameTiming timings[8] = {};
+    timings[0].m_nSize = sizeof(vr::Compositor_FrameTiming);
+    // Three frames so far (0, 1, 2): oldest first, newest last, however many were asked for.
+    ASSERT_EQ(compositor->GetFrameTimings(timings, 8), 3u);
+    EXPECT_EQ(timings[0].m_nFrameIndex, 0u);
+    EXPECT_EQ(timings[2].m_nFrameIndex, 2u);
+    EXPECT_EQ(timings[3].m_nSize, 0u) << "entries past the history stay untouched";
+    ASSERT_EQ(compositor->GetFrameTimings(timings, 2), 2u);
+    EXPECT_EQ(timings[0].m_nFrameIndex, 1u);
+    EXPECT_EQ(timings[1].m_nFrameIndex, 2u);
+    timings[0].m_nSize = 1;  // a caller built against other declarations
+    EXPECT_EQ(compositor->GetFrameTimings(timings, 2), 0u);
 }
 
 TEST_F(SimRuntimeTest, PacedAndBlockedWaitsStillAdvanceFrames) {

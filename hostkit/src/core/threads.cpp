@@ -5,6 +5,7 @@
 #include <boost/make_shared.hpp>
 #include <boost/weak_ptr.hpp>
 
+#include <algorithm>
 #include <cerrno>
 #include <chrono>
 #include <condition_variable>
@@ -364,13 +365,15 @@ public:
         if (job.empty()) {
             return false;
         }
+        // A century is "never" here, and keeps the due time from overflowing the clock.
+        constexpr std::int64_t kLongestDelay = 100LL * 365 * 24 * 3600 * 1000;
+        const std::chrono::milliseconds delay(std::min(delayMilliseconds, kLongestDelay));
         {
             std::lock_guard<std::mutex> lock(state->mutex);
             if (state->stopping) {
                 return false;
             }
-            state->delayed.emplace(Clock::now() + std::chrono::milliseconds(delayMilliseconds),
-                                   job);
+            state->delayed.emplace(Clock::now() + delay, job);
         }
         // Wake everyone: the one that wakes must be able to shorten its wait.
         state->wake.notify_all();

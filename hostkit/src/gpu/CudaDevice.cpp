@@ -148,7 +148,9 @@ public:
                                  std::int32_t width, std::int32_t height) override {
         const std::int32_t layout = PixelLayoutCode(format);
         if (buffer == nullptr || image == nullptr || layout == 0 || width <= 0 || height <= 0 ||
-            rowBytes < width * static_cast<std::int32_t>(LayoutBytesPerPixel(layout))) {
+            rowBytes <= 0 ||
+            static_cast<std::size_t>(rowBytes) <
+                static_cast<std::size_t>(width) * LayoutBytesPerPixel(layout)) {
             return kResult_InvalidArgument;
         }
         ScopedContext scope(driver, context);

@@ -4,6 +4,7 @@
 #include <CL/cl_gl.h>
 
 #include <algorithm>
+#include <cstdint>
 #include <cstring>
 #include <mutex>
 #include <sstream>
@@ -333,8 +334,9 @@ public:
                 CL_SUCCESS) {
             return kResult_InvalidArgument;
         }
+        // The kernel takes the offset as a 32-bit value.
         if (layout == 0 || width <= 0 || height <= 0 || !RowsOk(rowBytes, layout, width) ||
-            offset % LayoutComponentBytes(layout) != 0 ||
+            offset > UINT32_MAX || offset % LayoutComponentBytes(layout) != 0 ||
             !Fits(from, offset, rowBytes, height,
                   static_cast<std::size_t>(width) * LayoutBytesPerPixel(layout))) {
             return kResult_InvalidArgument;

@@ -65,8 +65,9 @@ STNVR_CLIENT_API void* VR_GetGenericInterface(const char* pchInterfaceVersion,
 // Whether the initialised runtime accepts the version; false when nothing is initialised.
 STNVR_CLIENT_API bool VR_IsInterfaceVersionValid(const char* pchInterfaceVersion);
 
-// Changes on every successful init and every shutdown; interface pointers fetched under one
-// token must not be used under another.
+// Changes on every successful init, every shutdown, and a failed init that dropped the runtime
+// initialised before; interface pointers fetched under one token must not be used under
+// another.
 STNVR_CLIENT_API uint32_t VR_GetInitToken();
 
 // The steps VR_Init and VR_Shutdown are made of: load and Init the runtime, returning the new

@@ -130,7 +130,7 @@ SIMVR_API int simvr_get_application_type(void); /* of the last Init, -1 before a
 /* ---- Display ----------------------------------------------------------------------------- */
 
 SIMVR_API void simvr_set_render_target_size(uint32_t width, uint32_t height);
-/* Refresh rate in Hz (> 0). Also Prop_DisplayFrequency_Float of the headset. */
+/* Refresh rate in Hz, 1 to 1000. Also Prop_DisplayFrequency_Float of the headset. */
 SIMVR_API int simvr_set_refresh_rate(float hz);
 /* Half-angles of the LEFT eye in degrees (each in (0, 89)); the right eye is its mirror image. */
 SIMVR_API int simvr_set_fov(float left_deg, float right_deg, float up_deg, float down_deg);
