@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <string>
 
 namespace vr {
@@ -8,7 +9,7 @@ struct RenderModel_t;
 
 namespace STN {
 
-enum MeshPrimitive {
+enum MeshPrimitive : std::int32_t {
     kPrimitiveTriangles = 0,
     kPrimitiveTriangleStrip = 1,
     kPrimitiveLines = 2,

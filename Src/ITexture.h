@@ -2,6 +2,7 @@
 
 #include <boost/shared_ptr.hpp>
 
+#include <cstdint>
 #include <string>
 
 #include "hostmediatypes/PixelFormat.h"
@@ -15,7 +16,7 @@ struct RenderModel_TextureMap_t;
 
 namespace STN {
 
-enum TextureFilter {
+enum TextureFilter : std::int32_t {
     kFilterNearest = 0,
     kFilterLinear = 1,
     kFilterTrilinear = 2,
@@ -23,7 +24,7 @@ enum TextureFilter {
 };
 
 // Only the S axis ever repeats.
-enum TextureWrap {
+enum TextureWrap : std::int32_t {
     kWrapClamp = 0,
     kWrapRepeatS = 1,
 };

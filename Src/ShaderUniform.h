@@ -1,10 +1,12 @@
 #pragma once
 
+#include <cstdint>
+
 namespace STN {
 
 // Every uniform of every program, grouped by program. One GLSL name can stand behind several
 // enumerators; each enumerator is its own cache key in the program that uses it.
-enum ShaderUniform {
+enum ShaderUniform : std::int32_t {
     // Model
     kUniformModelMatrix = 0,
     kUniformModelTexture0 = 1,
