@@ -1,19 +1,19 @@
 #include "RenderThread.h"
 
 #include <boost/bind/bind.hpp>
+#include <boost/optional.hpp>
 #include <boost/weak_ptr.hpp>
 
 #include <algorithm>
-#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <mutex>
 #include <string>
-#include <thread>
 
 #include "AssertionSite.h"
 #include "GB/CudaDriver.h"
 #include "GB/Device.h"
+#include "HSL/ApplicationMessages.h"
 #include "HeadsetClassification.h"
 #include "HostApp/ApplicationType.h"
 #include "IGraphicsContext.h"
@@ -45,6 +45,11 @@ const char kInitFunction[] = "STN::RenderThread::Init";
 RenderThread* instanceRaw = nullptr;
 boost::weak_ptr<RenderThread> instanceWeak;
 
+// Destroyed before the two globals above, while the GL and OpenCL libraries are still loaded.
+struct ModuleExitGuard {
+    ~ModuleExitGuard() { RenderThread::FinishDeferredWorkAtExit(); }
+} moduleExitGuard;
+
 void ReportInitialization(const char* result, const char* reason) {
     ReportInitializationResult("vidariumvr_initialization", "result", result, "reason", reason);
 }
@@ -64,24 +69,44 @@ int RenderThreadPriority() {
     }
 }
 
-// The thread body. It holds the render context from start to interruption, so no other thread
-// can make it current while the thread runs.
-// TODO(render loop): the per-frame pass (take over the upload, draw and submit both eyes under
-// frameMutex, fade, wait for poses, poll events) replaces the wait below; its one interruption
-// point stays where this one is.
+// The thread body; see RenderThread.h. Paced only by the compositor: no timer and no sleep.
 void RenderLoop(boost::shared_ptr<IGraphicsContext> renderContext, boost::shared_ptr<Scene> scene,
                 boost::shared_ptr<UploadSynchronizer> uploadSynchronizer,
                 hostcore::threads::RecursiveMutex* frameMutex) {
-    static_cast<void>(scene);
-    static_cast<void>(uploadSynchronizer);
-    static_cast<void>(frameMutex);
-    boost::shared_ptr<ScopedContextLock> contextScope;
-    if (!skipRendering && renderContext) {
-        contextScope.reset(new ScopedContextLock(renderContext));
+    if (skipRendering) {
+        for (;;) {
+            boost::this_thread::interruption_point();
+        }
     }
+    // Held until the interruption unwinds this frame, so no other thread can make the render
+    // context current while the thread runs.
+    boost::optional<ScopedContextLock> contextScope;
+    if (renderContext) {
+        contextScope.emplace(renderContext);
+    }
+    Scene& frameScene = *scene;
+    UploadSynchronizer& sync = *uploadSynchronizer;
     for (;;) {
+        {
+            hostcore::threads::RecursiveMutex::ScopedLock lock(*frameMutex,
+                                                               "Render video texture.");
+            // A copy the GPU has not finished stays pending; the old texture is drawn again.
+            if (sync.TakeOverFrame()) {
+                frameScene.SetVideoFrame(sync.FrontTexture(), sync.verticalFlip, sync.redBlueSwap,
+                                         sync.pixelAspectRatio);
+                frameScene.showPlaceholder = sync.showPlaceholder;
+                frameScene.SetTheaterActive(sync.theaterMode);
+                frameScene.SetStereoLayout(sync.leftRegion, sync.rightRegion, sync.horizontalFov,
+                                           sync.verticalFov);
+            }
+            frameScene.RenderFrame();
+        }
+        // The only place where Stop takes effect.
         boost::this_thread::interruption_point();
-        std::this_thread::sleep_for(std::chrono::milliseconds(2));
+        // Host callbacks run from here on, outside frameMutex.
+        frameScene.UpdateFade();
+        frameScene.UpdatePoses();
+        frameScene.PollEvents();
     }
 }
 
@@ -100,6 +125,15 @@ boost::shared_ptr<RenderThread> RenderThread::Instance() {
     live = boost::shared_ptr<RenderThread>(instanceRaw, Deleter());
     instanceWeak = live;
     return live;
+}
+
+void RenderThread::FinishDeferredWorkAtExit() {
+    boost::shared_ptr<RenderThread> live = instanceWeak.lock();
+    if (live && live->deferredExecutor) {
+        live->deferredExecutor->Shutdown();
+        live->deferredExecutor->WaitForIdle();
+    }
+    // If this was the last reference, the teardown runs here, on the exiting thread.
 }
 
 boost::shared_ptr<Scene> RenderThread::CurrentScene() {
@@ -411,9 +445,17 @@ bool RenderThread::UpdateVideoTexture(
     if (!initialized || handle != activeClient) {
         return false;
     }
-    // The render thread has not taken the last frame yet: drop this one rather than wait.
-    if (skipRendering || uploadSynchronizer->pending) {
+    if (skipRendering) {
         return true;
+    }
+    {
+        // The render thread has not taken the last frame yet: drop this one rather than wait
+        // for it. The look is locked because the render thread clears the flag; it waits at
+        // most for one frame's drawing.
+        hostcore::threads::RecursiveMutex::ScopedLock lock(frameMutex, "Update video texture.");
+        if (uploadSynchronizer->pending) {
+            return true;
+        }
     }
     const MF::Rect bounds = frame->GetBounds();
     if (bounds.width <= 0 || bounds.height <= 0) {
@@ -475,12 +517,65 @@ bool RenderThread::UpdateVideoTexture(
     return true;
 }
 
+bool RenderThread::ShowPlaceholder(ClientHandle handle) {
+    if (!initialized || handle != activeClient) {
+        return false;
+    }
+    hostcore::threads::RecursiveMutex::ScopedLock lock(frameMutex, "Show placeholder.");
+    if (scene) {
+        scene->showPlaceholder = true;
+    }
+    return true;
+}
+
+bool RenderThread::ShowTheaterMode(ClientHandle handle, bool show) {
+    if (!initialized || handle != activeClient) {
+        return false;
+    }
+    hostcore::threads::RecursiveMutex::ScopedLock lock(frameMutex, "Show theater mode.");
+    if (scene) {
+        scene->SetTheaterActive(show);
+    }
+    return true;
+}
+
+const char* CompositorErrorText(vr::EVRCompositorError error) {
+    switch (error) {
+        case vr::VRCompositorError_None:
+            return "None";
+        case vr::VRCompositorError_RequestFailed:
+            return "Request failed";
+        case vr::VRCompositorError_IncompatibleVersion:
+            return "Incompatible version";
+        case vr::VRCompositorError_DoNotHaveFocus:
+            return "Do not have focus";
+        case vr::VRCompositorError_InvalidTexture:
+            return "Invalid texture";
+        case vr::VRCompositorError_IsNotSceneApplication:
+            return "Is not scene application";
+        case vr::VRCompositorError_TextureIsOnWrongDevice:
+            return "Texture is on wrong device";
+        case vr::VRCompositorError_TextureUsesUnsupportedFormat:
+            return "Texture uses unsupported format";
+        case vr::VRCompositorError_SharedTexturesNotSupported:
+            return "Shared textures not supported";
+        case vr::VRCompositorError_IndexOutOfRange:
+            return "Index out of range";
+        case vr::VRCompositorError_AlreadySubmitted:
+            return "Already submitted";
+        default:
+            return "unknown";
+    }
+}
+
 void RenderThread::ReceiveMessage(const hostcore::messaging::Message& message) {
     // Rendering deliberately neither pauses nor resumes with the application.
     static const hostcore::messaging::MessageID suspended =
-        hostcore::messaging::HashMessageTypeNameToMessageID("HSL::ApplicationSuspendedMessage");
+        hostcore::messaging::HashMessageTypeNameToMessageID(
+            HSL::ApplicationSuspendedMessage::kTypeName);
     static const hostcore::messaging::MessageID resumed =
-        hostcore::messaging::HashMessageTypeNameToMessageID("HSL::ApplicationResumedMessage");
+        hostcore::messaging::HashMessageTypeNameToMessageID(
+            HSL::ApplicationResumedMessage::kTypeName);
     const hostcore::messaging::MessageID id = message.GetMessageID();
     if (id == suspended || id == resumed) {
         return;

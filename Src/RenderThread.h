@@ -1,7 +1,13 @@
 // The render thread and everything it owns: the OpenGL contexts, the scene, the video textures,
 // the panel manager, and the thread named "STN::RenderThread" that draws. Host threads reach it
 // through the service. This file covers its life: construction, Init, the machine-wide lock,
-// the contexts, the named thread, the clients, Stop and destruction.
+// the contexts, the named thread, the clients, Stop and destruction, and the thread's body.
+//
+// One pass of the thread: under frameMutex, take over a pending frame whose copy has finished
+// (swap the textures, hand flags, eye regions and field of view to the scene), draw and submit
+// both eyes; then, outside the mutex, the interruption point, the fade, the wait for the
+// compositor's next frame with the poses, and the runtime's events. The compositor's wait is
+// the only pacing. Host callbacks run on this thread and must not stop or join it.
 #pragma once
 
 #include <boost/enable_shared_from_this.hpp>
@@ -18,6 +24,7 @@
 #include "hostcore/messaging.h"
 #include "hostcore/threads.h"
 #include "hostcore/utility.h"
+#include "stnvr/vr_types.h"
 
 namespace GB {
 class Device;
@@ -36,6 +43,9 @@ class VRPanelManager;
 class IEventInterpreter;
 class UploadSynchronizer;
 
+// Text of a compositor error for diagnostics.
+const char* CompositorErrorText(vr::EVRCompositorError error);
+
 class RenderThread : public hostcore::messaging::Listener,
                      public boost::enable_shared_from_this<RenderThread> {
 public:
@@ -47,6 +57,10 @@ public:
     static boost::shared_ptr<RenderThread> Instance();
     // The live instance's scene; empty when there is no instance or no scene.
     static boost::shared_ptr<Scene> CurrentScene();
+    // When the module unloads or the process exits: drops a deferred stop still waiting and
+    // waits for one that runs, so that the last reference never goes on an executor thread
+    // while the process tears down its libraries.
+    static void FinishDeferredWorkAtExit();
 
     // Starts everything on the host's device: the runtime, the contexts, the scene and the
     // thread. True at once when already initialised; false, with nothing left running, when a
@@ -75,6 +89,13 @@ public:
                             VideoProjection projection, StereoLayout stereoLayout,
                             std::uint32_t horizontalFov, std::uint32_t verticalFov);
 
+    // For the active client only: the checkerboard instead of the picture, or theater mode on
+    // or off, until the next frame's own settings arrive.
+    bool ShowPlaceholder(ClientHandle handle);
+    bool ShowTheaterMode(ClientHandle handle, bool show);
+
+    // The application's suspend and resume messages are recognised; rendering goes on through
+    // both on purpose.
     void ReceiveMessage(const hostcore::messaging::Message& message) override;
 
     bool IsInitialized() const { return initialized; }

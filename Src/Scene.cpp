@@ -162,6 +162,28 @@ void Scene::SetVideoFrame(const boost::shared_ptr<ITexture>& texture, bool flip,
     pixelAspectRatio = aspect;
 }
 
+void Scene::SetViewChangedCallback(const ViewChangedCallback& callback) {
+    std::lock_guard<std::mutex> lock(callbackMutex);
+    hostViewChangedCallback = callback;
+    callbackGeneration.fetch_add(1, std::memory_order_release);
+}
+
+void Scene::SetFadeCallback(const FadeCallback& callback) {
+    std::lock_guard<std::mutex> lock(callbackMutex);
+    hostFadeCallback = callback;
+    callbackGeneration.fetch_add(1, std::memory_order_release);
+}
+
+void Scene::RefreshCallbacks() {
+    if (callbackGeneration.load(std::memory_order_acquire) == seenCallbackGeneration) {
+        return;
+    }
+    std::lock_guard<std::mutex> lock(callbackMutex);
+    viewChangedCallback = hostViewChangedCallback;
+    fadeCallback = hostFadeCallback;
+    seenCallbackGeneration = callbackGeneration.load(std::memory_order_relaxed);
+}
+
 void Scene::SetTheaterActive(bool active) {
     // TODO(panel manager, theater): on a change, SetPanelLimit(active, screen position).
     theaterActive = active;
@@ -260,7 +282,7 @@ void Scene::DrawEye(int eye) {
     graphicsContext->Clear();
     Matrix4 inverse = GetViewProjection(eye).Inverse();
     // Only a yaw turns the picture; the pitch goes to the host's callback alone.
-    inverse.Rotate(viewYaw, 0.0f, 1.0f, 0.0f);
+    inverse.Rotate(viewYaw.load(std::memory_order_relaxed), 0.0f, 1.0f, 0.0f);
 
     switch (ChooseBackground()) {
         case Background::kVideo:
@@ -345,7 +367,11 @@ void Scene::HeadOrientation(const Matrix4& pose, float& yaw, float& pitch, float
 
 void Scene::UpdateFade() {
     vr::IVRCompositor* compositor = openVR ? openVR->GetCompositor() : nullptr;
-    if (compositor == nullptr || !fadeCallback) {
+    if (compositor == nullptr) {
+        return;
+    }
+    RefreshCallbacks();
+    if (!fadeCallback) {
         return;
     }
     float seconds = 0.0f, red = 0.0f, green = 0.0f, blue = 0.0f, alpha = 0.0f;
@@ -388,10 +414,12 @@ void Scene::UpdatePoses() {
                 listener->OnHMDPose(head);
             }
         }
+        RefreshCallbacks();
         if (viewChangedCallback) {
             float yaw = 0.0f, pitch = 0.0f, roll = 0.0f;
             HeadOrientation(head, yaw, pitch, roll);
-            viewChangedCallback(yaw - viewYaw, pitch - viewPitch, roll);
+            viewChangedCallback(yaw - viewYaw.load(std::memory_order_relaxed),
+                                pitch - viewPitch.load(std::memory_order_relaxed), roll);
         }
     }
 

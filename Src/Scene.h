@@ -1,13 +1,15 @@
 // What the headset sees: the two eye targets and the background drawn into them, and the
 // per-frame exchange of poses and events with the runtime. Used on the render thread only,
-// but for the view orientation and the fade callback, which host threads write unlocked.
+// but for the view orientation and the two host callbacks, which host threads set at any time.
 #pragma once
 
 #include <boost/function.hpp>
 #include <boost/shared_ptr.hpp>
 
 #include <array>
+#include <atomic>
 #include <cstdint>
+#include <mutex>
 #include <vector>
 
 #include "StereonTypes.h"
@@ -73,17 +75,17 @@ public:
 
     const boost::shared_ptr<HMDManager>& GetHMDManager() const { return hmdManager; }
     void SetViewOrientation(float yawDegrees, float pitchDegrees) {
-        viewYaw = yawDegrees;
-        viewPitch = pitchDegrees;
+        viewYaw.store(yawDegrees, std::memory_order_relaxed);
+        viewPitch.store(pitchDegrees, std::memory_order_relaxed);
     }
     void GetViewOrientation(float& yawDegrees, float& pitchDegrees) const {
-        yawDegrees = viewYaw;
-        pitchDegrees = viewPitch;
+        yawDegrees = viewYaw.load(std::memory_order_relaxed);
+        pitchDegrees = viewPitch.load(std::memory_order_relaxed);
     }
-    void SetViewChangedCallback(const ViewChangedCallback& callback) {
-        viewChangedCallback = callback;
-    }
-    void SetFadeCallback(const FadeCallback& callback) { fadeCallback = callback; }
+    // From any thread. The render thread picks the new callback up before its next call; a
+    // call already under way finishes with the old one.
+    void SetViewChangedCallback(const ViewChangedCallback& callback);
+    void SetFadeCallback(const FadeCallback& callback);
     void SetEventInterpreter(const boost::shared_ptr<IEventInterpreter>& interpreter) {
         eventInterpreter = interpreter;
     }
@@ -127,6 +129,8 @@ private:
     void InitPointerMesh();
     void InitTargets();
     void Shutdown();
+    // Takes over callbacks that host threads have set since the last look.
+    void RefreshCallbacks();
 
     boost::shared_ptr<IGraphicsContext> graphicsContext;
     boost::shared_ptr<OpenVRManager> openVR;
@@ -148,8 +152,15 @@ private:
     boost::shared_ptr<IRenderTarget> rightTarget;
     boost::shared_ptr<IVRPanelManager> panelManager;
     std::vector<TrackedDeviceState> devices;
+    // The render thread's own copies, called without a lock; copied from the host's under
+    // callbackMutex only when callbackGeneration has moved, so no frame copies a callback.
     ViewChangedCallback viewChangedCallback;
     FadeCallback fadeCallback;
+    std::mutex callbackMutex;
+    ViewChangedCallback hostViewChangedCallback;
+    FadeCallback hostFadeCallback;
+    std::atomic<std::uint32_t> callbackGeneration{0};
+    std::uint32_t seenCallbackGeneration = 0;
     boost::shared_ptr<IEventInterpreter> eventInterpreter;
     boost::shared_ptr<HMDManager> hmdManager;
     Matrix4 viewMatrix = Matrix4::Identity();
@@ -157,8 +168,8 @@ private:
     Matrix4 rightEyeMatrix = Matrix4::Identity();
     Matrix4 leftProjection = Matrix4::Identity();
     Matrix4 rightProjection = Matrix4::Identity();
-    volatile float viewYaw = 0.0f;
-    volatile float viewPitch = 0.0f;
+    std::atomic<float> viewYaw{0.0f};
+    std::atomic<float> viewPitch{0.0f};
     Vector3 headPosition = {0.0f, 0.0f, 0.0f};
     bool theaterEnabled = true;
     bool theaterActive = false;

@@ -26,6 +26,7 @@
 #include "MachineLock.h"
 #include "VF/VideoFrame.h"
 #include "host_library.h"
+#include "hostcore/classref.h"
 #include "hostcore/config.h"
 #include "hostcore/debug.h"
 #include "hostcore/threads.h"
@@ -283,10 +284,18 @@ TEST_F(ServiceSystemTest, HostCallingSequence) {
     EXPECT_FALSE(service->SetHMDPoseCallback(2, [](float, float, float) {}));
     service->SetVideoLayout(1, 2, 180, 180);
     EXPECT_TRUE(service->UpdateVideoTexture(1, HostFrame()));
-    EXPECT_TRUE(
-        service->UpdateVideoTexture(1, hostcore::classref::InterfaceRef<MF::IVideoFrame>()));
+    // Once the render thread has drawn two more frames it has taken that one over; a null frame
+    // is then the host's error, reported by the exception, and nothing is published.
+    const std::uint64_t waits = simvr_count_calls(SIMVR_CALL_WAIT_GET_POSES);
+    for (int i = 0; i < 60000 && simvr_count_calls(SIMVR_CALL_WAIT_GET_POSES) < waits + 2; ++i) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    EXPECT_THROW(
+        service->UpdateVideoTexture(1, hostcore::classref::InterfaceRef<MF::IVideoFrame>()),
+        hostcore::classref::NullInterfaceException);
     EXPECT_FALSE(service->UpdateVideoTexture(2, HostFrame()));  // not the active client
-    // A GPU frame of the same kind restarts nothing.
+    // A GPU frame of the same kind restarts nothing; its 8-bit BGRA is no format the upload
+    // takes, so it is refused.
     hostcore::classref::InterfaceRef<MF::IVideoFrame> gpuFrame;
     ASSERT_EQ(VF::CreateGPUVideoFrame(
                   gpuFrame, device, hostmediatypes::kPixelFormat_BGRA_4444_8u, 4, 2,
@@ -294,7 +303,7 @@ TEST_F(ServiceSystemTest, HostCallingSequence) {
                   hostmediatypes::color::ColorSpace(), 0, 0,
                   boost::shared_ptr<GB::CompletionEvent>(), boost::function<void()>()),
               VF::kCreateResult_OK);
-    EXPECT_TRUE(service->UpdateVideoTexture(1, gpuFrame));
+    EXPECT_FALSE(service->UpdateVideoTexture(1, gpuFrame));
     EXPECT_EQ(simvr_get_init_count(), 1);
 
     service->RemoveClient(2);
@@ -323,6 +332,10 @@ TEST_F(ServiceSystemTest, HostCallingSequence) {
     EXPECT_EQ(empty[0].Value("HMDDeviceName"), "");
     EXPECT_EQ(empty[0].Value("InstancesAdded"), "0");
     EXPECT_EQ(empty[0].Value("MaxFrameAreaDimensions"), "");
+
+    // The stop that ResetHMDPoseCallback deferred finds nothing running now; it keeps the render
+    // thread object alive until it has run, so it would stop the next case's run instead.
+    std::this_thread::sleep_for(std::chrono::milliseconds(300));
 }
 
 TEST_F(ServiceSystemTest, RuntimeSettingsAndChaperoneAreWrittenAtStart) {

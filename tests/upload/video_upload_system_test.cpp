@@ -1,10 +1,14 @@
 // Video frames as the host delivers them, through the render thread started against the
 // simulated runtime on an OpenCL device of the host stand-in. What lands in the back video
-// texture is read back on a context of the render context's share group.
+// texture is read back on a context of the render context's share group. The render loop is
+// held in the compositor's wait meanwhile, so that a published frame stays pending until a case
+// lets the loop go on.
 #include <GL/glew.h>
 
 #include <gtest/gtest.h>
 
+#include <atomic>
+#include <chrono>
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
@@ -13,16 +17,19 @@
 #include <vector>
 
 #include "GB/Device.h"
+#include "HSL/ApplicationMessages.h"
 #include "ITexture.h"
 #include "MF/VideoFrame.h"
 #include "OpenGL/GraphicsContextOGL.h"
 #include "OpenGL/TextureOGL.h"
 #include "RenderThread.h"
+#include "Scene.h"
 #include "ScopedContextLock.h"
 #include "UploadSynchronizer.h"
 #include "UsageMetrics.h"
 #include "VF/VideoFrame.h"
 #include "gl_test_context.h"
+#include "simvr/simvr_control.h"
 #include "simvr/simvr_setup.h"
 
 namespace {
@@ -140,10 +147,19 @@ protected:
         ASSERT_TRUE(renderThread->SetHMDPoseCallback(kClient, STN::HMDPoseCallback()));
         sync = renderThread->GetUploadSynchronizer();
         ASSERT_TRUE(sync);
+        // Counts the loop's passes: it asks for the fade once a pass.
+        const boost::shared_ptr<std::atomic<int>> questions = fadeQuestions;
+        renderThread->GetScene()->SetFadeCallback(
+            [questions](float&, float&, float&, float&, float&) {
+                ++*questions;
+                return false;
+            });
+        HoldRenderLoop();
         STN::UsageMetrics::Get().Clear();
     }
     void TearDown() override {
         sync.reset();
+        ReleaseRenderLoop();
         if (renderThread) {
             renderThread->RemoveClient(kOtherClient);
             renderThread->RemoveClient(kClient);
@@ -153,6 +169,27 @@ protected:
         simvr::ResetRuntime();
         simvr::ClearEnvironment();
         std::system(("rm -rf '" + home + "'").c_str());
+    }
+
+    // Blocks the compositor's wait and returns once the loop has asked for the fade after
+    // that: it is then on its way into the wait (or in it) and takes nothing over until released.
+    void HoldRenderLoop() {
+        simvr_set_wait_blocked(1);
+        const int passes = *fadeQuestions;
+        for (int i = 0; i < 60000 && *fadeQuestions == passes; ++i) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        }
+        EXPECT_GT(*fadeQuestions, passes) << "the render loop asks for no fade";
+    }
+    static void ReleaseRenderLoop() { simvr_set_wait_blocked(0); }
+    // Lets the held loop make `count` passes and holds it again.
+    void RunPasses(int count) {
+        ReleaseRenderLoop();
+        const int target = *fadeQuestions + count;
+        for (int i = 0; i < 60000 && *fadeQuestions < target; ++i) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        }
+        HoldRenderLoop();
     }
 
     bool Send(const FrameRef& frame, STN::VideoProjection projection = 1,
@@ -192,6 +229,7 @@ protected:
     }
 
     std::string home;
+    boost::shared_ptr<std::atomic<int>> fadeQuestions{new std::atomic<int>(0)};
     boost::shared_ptr<GB::Device> device;
     boost::shared_ptr<STN::RenderThread> renderThread;
     boost::shared_ptr<STN::UploadSynchronizer> sync;
@@ -273,6 +311,7 @@ TEST_F(VideoUploadSystemTest, NewFrameSizeReallocatesOnlyTheBackTexture) {
     EXPECT_EQ(metrics.StereoscopicSideBySideFramesPlayed, 0u);
 
     // A restart begins again with the first texture in front and nothing pending.
+    ReleaseRenderLoop();
     renderThread->Stop();
     EXPECT_FALSE(sync->videoTextures[0]);
     EXPECT_FALSE(sync->pending);
@@ -283,6 +322,60 @@ TEST_F(VideoUploadSystemTest, NewFrameSizeReallocatesOnlyTheBackTexture) {
     EXPECT_FALSE(sync->pending);
     EXPECT_EQ(Front()->GetWidth(), 1u);
     EXPECT_EQ(Back()->GetWidth(), 1u);
+}
+
+TEST_F(VideoUploadSystemTest, LoopTakesThePendingFrameOverThroughSuspendAndResume) {
+    ASSERT_TRUE(Send(HostArgbFrame(5, 3, 20, 0), 1, 1));
+    ASSERT_TRUE(sync->pending);
+    // The application going to the background changes nothing for the headset.
+    renderThread->ReceiveMessage(HSL::ApplicationSuspendedMessage());
+    renderThread->ReceiveMessage(HSL::ApplicationResumedMessage());
+
+    ReleaseRenderLoop();
+    const std::uint64_t waits = simvr_count_calls(SIMVR_CALL_WAIT_GET_POSES);
+    for (int i = 0; i < 60000 && simvr_count_calls(SIMVR_CALL_WAIT_GET_POSES) < waits + 2; ++i) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    HoldRenderLoop();
+    EXPECT_FALSE(sync->pending);
+    EXPECT_EQ(sync->frontIndex, 1u);
+    EXPECT_EQ(sync->backIndex, 0u);
+    ASSERT_EQ(Front()->GetWidth(), 5u);
+    EXPECT_EQ(ReadBack(Front()), ExpectedRGBA(5, 3, 0));
+
+    // The next frame goes to the old front texture.
+    ASSERT_TRUE(Send(HostArgbFrame(4, 2, 16, 1)));
+    EXPECT_TRUE(sync->pending);
+    ASSERT_EQ(Back()->GetWidth(), 4u);
+    EXPECT_EQ(ReadBack(Back()), ExpectedRGBA(4, 2, 1));
+    EXPECT_EQ(ReadBack(Front()), ExpectedRGBA(5, 3, 0));
+}
+
+TEST_F(VideoUploadSystemTest, PlaceholderAndTheaterModeOnlyForTheActiveClient) {
+    simvr_set_readback(1);
+    renderThread->AddClient(kOtherClient);
+    EXPECT_FALSE(renderThread->ShowPlaceholder(kOtherClient));
+    EXPECT_FALSE(renderThread->ShowTheaterMode(kOtherClient, true));
+    EXPECT_FALSE(renderThread->GetScene()->showPlaceholder);
+
+    EXPECT_TRUE(renderThread->ShowPlaceholder(kClient));
+    EXPECT_TRUE(renderThread->ShowTheaterMode(kClient, true));
+    EXPECT_TRUE(renderThread->GetScene()->showPlaceholder);
+    RunPasses(2);
+    std::uint8_t rgba[4] = {};
+    ASSERT_EQ(simvr_get_eye_pixel(0, 32, 32, rgba), 1);
+    EXPECT_TRUE((rgba[0] == 51 || rgba[0] == 128) && rgba[1] == rgba[0] && rgba[2] == rgba[0])
+        << int(rgba[0]) << " " << int(rgba[1]) << " " << int(rgba[2]);
+
+    // The next frame brings its own settings.
+    ASSERT_TRUE(Send(HostArgbFrame(4, 2, 16, 0), 1, 0));
+    RunPasses(2);
+    EXPECT_FALSE(renderThread->GetScene()->showPlaceholder);
+
+    ReleaseRenderLoop();
+    renderThread->Stop();
+    EXPECT_FALSE(renderThread->ShowPlaceholder(kClient));
+    EXPECT_FALSE(renderThread->ShowTheaterMode(kClient, false));
 }
 
 TEST_F(VideoUploadSystemTest, FramesOfAnyoneButTheActiveClientAreRefused) {

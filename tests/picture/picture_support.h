@@ -1,0 +1,216 @@
+// A host driving the library through its exported service on a device of the host stand-in,
+// with the simulated runtime reading each submitted eye back. The frames have one colour per
+// quarter of their width (red) and of their height (green), so that the colour at the centre of
+// an eye follows from the head's direction: straight ahead is the middle of the frame's width,
+// looking right moves towards u = 1, looking down towards v = 0 (the frame's first row).
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <chrono>
+#include <cstdint>
+#include <cstdlib>
+#include <cstring>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "GB/Device.h"
+#include "MF/VideoFrame.h"
+#include "StereonExports.h"
+#include "VF/VideoFrame.h"
+#include "hostcore/classref.h"
+#include "hostcore/config.h"
+#include "simvr/simvr_control.h"
+#include "simvr/simvr_setup.h"
+
+namespace picturetest {
+
+using FrameRef = hostcore::classref::InterfaceRef<MF::IVideoFrame>;
+
+constexpr STN::ClientHandle kClient = 0x51;
+constexpr int kEyeSize = 64;
+constexpr int kFrameWidth = 16;
+constexpr int kFrameHeight = 8;
+
+inline int QuarterRed(int quarter) {
+    return 40 + 60 * quarter;
+}
+inline int QuarterGreen(int quarter) {
+    return 30 + 50 * quarter;
+}
+
+// R, G, B, A of the pattern at the frame's quarter (column, row); `marker` is the blue and
+// tells frames apart.
+inline std::vector<int> PatternColor(int columnQuarter, int rowQuarter, int marker) {
+    return {QuarterRed(columnQuarter), QuarterGreen(rowQuarter), marker, 255};
+}
+
+// A host-memory 'argb' frame of the pattern (native ARGB words: bytes B, G, R, A).
+inline FrameRef PatternFrame(int marker, int width = kFrameWidth, int height = kFrameHeight) {
+    FrameRef frame;
+    EXPECT_EQ(VF::CreateHostVideoFrame(frame, hostmediatypes::kPixelFormat_ARGB_4444_8u, width,
+                                       height, width * 4),
+              VF::kCreateResult_OK);
+    const hostcore::classref::InterfaceRef<VF::IVideoFrameMemoryAccess> memory =
+        frame.QueryInterface<VF::IVideoFrameMemoryAccess>();
+    std::uint8_t* bytes = static_cast<std::uint8_t*>(memory->GetPixels());
+    for (int y = 0; y < height; ++y) {
+        for (int x = 0; x < width; ++x) {
+            const std::vector<int> rgba = PatternColor(x * 4 / width, y * 4 / height, marker);
+            std::uint8_t* texel = bytes + (y * width + x) * 4;
+            texel[0] = static_cast<std::uint8_t>(rgba[2]);
+            texel[1] = static_cast<std::uint8_t>(rgba[1]);
+            texel[2] = static_cast<std::uint8_t>(rgba[0]);
+            texel[3] = static_cast<std::uint8_t>(rgba[3]);
+        }
+    }
+    return frame;
+}
+
+// The centre pixel of an eye's last submitted image.
+inline std::vector<int> CentrePixel(std::uint32_t eye) {
+    std::uint8_t rgba[4] = {};
+    EXPECT_EQ(simvr_get_eye_pixel(eye, kEyeSize / 2, kEyeSize / 2, rgba), 1);
+    return {rgba[0], rgba[1], rgba[2], rgba[3]};
+}
+
+// Either grey of the checkerboard.
+inline bool IsCheckerboard(const std::vector<int>& pixel) {
+    return pixel == std::vector<int>{51, 51, 51, 255} ||
+           pixel == std::vector<int>{128, 128, 128, 255};
+}
+
+// Head direction in the library's terms: degrees to the right and up (the runtime's yaw turns
+// left).
+inline void Look(float rightDegrees, float upDegrees, float rollDegrees = 0.0f) {
+    simvr_set_head_pose(-rightDegrees, upDegrees, rollDegrees, 0.0f, 0.0f, 0.0f);
+}
+
+// What the render thread told the host through the pose callback.
+struct PoseRecord {
+    std::mutex mutex;
+    int calls = 0;
+    float yaw = 0.0f;
+    float pitch = 0.0f;
+    float roll = 0.0f;
+};
+
+// What the fade callback answers; the callback also counts the loop's passes.
+struct FadeAnswer {
+    std::atomic<int> questions{0};
+    std::mutex mutex;
+    bool fade = false;
+    float values[5] = {0, 0, 0, 0, 0};
+};
+
+class PictureTest : public ::testing::Test {
+protected:
+    virtual std::int32_t DeviceKind() const { return GB::kDeviceKind_OpenCL; }
+
+    static void SetUpTestSuite() {
+        setenv("EGL_PLATFORM", "surfaceless", 0);
+        setenv("LP_NUM_THREADS", "1", 0);
+    }
+    void SetUp() override {
+        simvr::ResetRuntime();
+        home = simvr::MakeTempDirectory("stn-picture-");
+        ASSERT_FALSE(home.empty());
+        std::string error;
+        ASSERT_TRUE(simvr::InstallVrPathFile(home, &error)) << error;
+        simvr_set_render_target_size(kEyeSize, kEyeSize);
+        simvr_set_readback(1);
+        hostcore::config::UsageLogger::SetPresent(true);
+        hostcore::config::UsageLogger::Get()->Clear();
+        std::string reason;
+        device = GB::Device::Create(DeviceKind(), &reason);
+        if (!device) {
+            GTEST_SKIP() << "no device of kind " << DeviceKind() << ": " << reason;
+        }
+        service = STN::GetStereonServiceInstance();
+        ASSERT_TRUE(service);
+        ASSERT_TRUE(service->Init(device));
+        service->AddClient(kClient);
+        const boost::shared_ptr<PoseRecord> record = poses;
+        ASSERT_TRUE(service->SetHMDPoseCallback(kClient, [record](float y, float p, float r) {
+            std::lock_guard<std::mutex> lock(record->mutex);
+            ++record->calls;
+            record->yaw = y;
+            record->pitch = p;
+            record->roll = r;
+        }));
+        const boost::shared_ptr<FadeAnswer> answer = fade;
+        service->SetFadeCallback(
+            [answer](float& seconds, float& red, float& green, float& blue, float& alpha) {
+                ++answer->questions;
+                std::lock_guard<std::mutex> lock(answer->mutex);
+                seconds = answer->values[0];
+                red = answer->values[1];
+                green = answer->values[2];
+                blue = answer->values[3];
+                alpha = answer->values[4];
+                return answer->fade;
+            });
+    }
+    void TearDown() override {
+        ReleaseRenderLoop();
+        if (service) {
+            service->RemoveClient(kClient);
+            service.reset();
+        }
+        device.reset();
+        simvr::ResetRuntime();
+        simvr::ClearEnvironment();
+        std::system(("rm -rf '" + home + "'").c_str());
+    }
+
+    // Waits until the loop has made `count` more passes (it asks for the fade once a pass).
+    // After two, a frame published or a pose set before the call is on show.
+    void Passes(int count) {
+        const int target = fade->questions + count;
+        for (int i = 0; i < 120000 && fade->questions < target; ++i) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        }
+        ASSERT_GE(fade->questions, target) << "the render loop stopped";
+    }
+    // Blocks the compositor's wait; once the loop has asked for the fade after that, it is on
+    // its way into the wait (or in it) and takes nothing over until released.
+    void HoldRenderLoop() {
+        simvr_set_wait_blocked(1);
+        Passes(1);
+    }
+    static void ReleaseRenderLoop() { simvr_set_wait_blocked(0); }
+
+    bool Send(const FrameRef& frame) { return service->UpdateVideoTexture(kClient, frame); }
+    // Sends the frame and waits until it is on show.
+    void Show(const FrameRef& frame) {
+        ASSERT_TRUE(Send(frame));
+        Passes(2);
+    }
+    void LookAndWait(float rightDegrees, float upDegrees, float rollDegrees = 0.0f) {
+        Look(rightDegrees, upDegrees, rollDegrees);
+        Passes(2);
+    }
+
+    // The last "vidariumvr_instance_metrics" event's value of `key`.
+    static std::string Metric(const std::string& key) {
+        std::string value = "(none)";
+        for (const hostcore::config::LoggedEvent& event :
+             hostcore::config::UsageLogger::Get()->Events()) {
+            if (event.name == "vidariumvr_instance_metrics") {
+                value = event.Value(key);
+            }
+        }
+        return value;
+    }
+
+    std::string home;
+    boost::shared_ptr<GB::Device> device;
+    boost::shared_ptr<STN::IStereonService> service;
+    boost::shared_ptr<PoseRecord> poses{new PoseRecord};
+    boost::shared_ptr<FadeAnswer> fade{new FadeAnswer};
+};
+
+}  // namespace picturetest

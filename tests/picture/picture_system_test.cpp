@@ -1,0 +1,471 @@
+// The picture in the headset, end to end: host frames through the service and the running render
+// thread to the eye images the simulated runtime received, and what the loop does around them.
+#include "picture_support.h"
+
+#include <algorithm>
+
+#include "IHMDManager.h"
+
+namespace picturetest {
+namespace {
+
+using hostcore::classref::InterfaceID;
+using hostcore::classref::NullInterfaceException;
+
+// A host frame that lacks one interface of the frame it wraps.
+class FrameWithout : public hostcore::classref::RefCountedObject, public MF::IVideoFrame {
+public:
+    FrameWithout(const FrameRef& inner, const InterfaceID& refused)
+        : inner(inner), refused(refused) {}
+    HOSTCORE_IMPLEMENT_REFCOUNT
+    void* QueryInterface(const InterfaceID& id) const override {
+        if (id == MF::IVideoFrame::kInterfaceID) {
+            AddRef();
+            return static_cast<MF::IVideoFrame*>(const_cast<FrameWithout*>(this));
+        }
+        return id == refused ? nullptr : inner->QueryInterface(id);
+    }
+    std::int32_t QueryFrameInterface(const InterfaceID& id, void** out) const override {
+        if (id == refused) {
+            *out = nullptr;
+            return MF::kFrameResult_NoInterface;
+        }
+        return inner->QueryFrameInterface(id, out);
+    }
+    MF::Rect GetBounds() const override { return inner->GetBounds(); }
+    hostmediatypes::PixelAspectRatio GetPixelAspectRatio() const override {
+        return inner->GetPixelAspectRatio();
+    }
+    hostmediatypes::PixelFormat GetPixelFormat() const override { return inner->GetPixelFormat(); }
+    hostmediatypes::color::ColorSpace GetColorSpace() const override {
+        return inner->GetColorSpace();
+    }
+    MF::FieldType GetFieldType() const override { return inner->GetFieldType(); }
+
+private:
+    FrameRef inner;
+    InterfaceID refused;
+};
+
+// Quarter centres: 45 and 135 degrees either side of ahead across the width, 22.5 and 67.5
+// degrees above and below the horizon down the height.
+TEST_F(PictureTest, MonoscopicFrameSurroundsTheViewerAndTurnsWithTheHead) {
+    service->SetVideoLayout(1, 0, 360, 180);
+    Show(PatternFrame(11));
+
+    struct Case {
+        float right, up;
+        int column, row;
+    };
+    const Case cases[] = {{45.0f, -67.5f, 2, 0},
+                          {-45.0f, 22.5f, 1, 2},
+                          {135.0f, 67.5f, 3, 3},
+                          {-135.0f, -22.5f, 0, 1}};
+    for (const Case& c : cases) {
+        SCOPED_TRACE(::testing::Message() << "right " << c.right << ", up " << c.up);
+        LookAndWait(c.right, c.up);
+        EXPECT_EQ(CentrePixel(0), PatternColor(c.column, c.row, 11));
+        EXPECT_EQ(CentrePixel(1), PatternColor(c.column, c.row, 11));
+    }
+    // Every frame drawn went to both eyes of the frame the runtime was on.
+    std::uint64_t left = 0, right = 0;
+    ASSERT_EQ(simvr_get_eye_image_info(0, nullptr, nullptr, &left), 1);
+    ASSERT_EQ(simvr_get_eye_image_info(1, nullptr, nullptr, &right), 1);
+    EXPECT_EQ(left, right);
+}
+
+TEST_F(PictureTest, StereoFramesGiveEachEyeItsOwnRegion) {
+    // Over-under: the left eye's picture is the upper half of the frame, the right eye's the
+    // lower. 45 degrees down is a quarter up each eye's half.
+    service->SetVideoLayout(1, 1, 360, 180);
+    Look(45.0f, -45.0f);
+    Show(PatternFrame(21));
+    EXPECT_EQ(CentrePixel(0), PatternColor(2, 2, 21));
+    EXPECT_EQ(CentrePixel(1), PatternColor(2, 0, 21));
+
+    // Side by side: left eye u 0 to 0.5, right eye 0.5 to 1; 45 degrees right is u = 0.625 of
+    // each half.
+    service->SetVideoLayout(1, 2, 360, 180);
+    Look(45.0f, -67.5f);
+    Show(PatternFrame(22));
+    EXPECT_EQ(CentrePixel(0), PatternColor(1, 0, 22));
+    EXPECT_EQ(CentrePixel(1), PatternColor(3, 0, 22));
+
+    // Back to one picture for both.
+    service->SetVideoLayout(1, 0, 360, 180);
+    Show(PatternFrame(23));
+    EXPECT_EQ(CentrePixel(0), PatternColor(2, 0, 23));
+    EXPECT_EQ(CentrePixel(1), PatternColor(2, 0, 23));
+}
+
+TEST_F(PictureTest, PartialFieldOfViewLeavesTheBackHalfBlack) {
+    service->SetVideoLayout(1, 0, 180, 180);
+    Look(180.0f, 0.0f);
+    Show(PatternFrame(31));
+    EXPECT_EQ(CentrePixel(0), (std::vector<int>{0, 0, 0, 255}));
+    EXPECT_EQ(CentrePixel(1), (std::vector<int>{0, 0, 0, 255}));
+
+    // The frame's width now spans 90 degrees either side: 22.5 right is u = 0.625, 67.5 right
+    // u = 0.875.
+    LookAndWait(22.5f, 67.5f);
+    EXPECT_EQ(CentrePixel(0), PatternColor(2, 3, 31));
+    LookAndWait(67.5f, -22.5f);
+    EXPECT_EQ(CentrePixel(1), PatternColor(3, 1, 31));
+    LookAndWait(-100.0f, 0.0f);
+    EXPECT_EQ(CentrePixel(0), (std::vector<int>{0, 0, 0, 255}));
+}
+
+TEST_F(PictureTest, ViewYawTurnsThePictureAndThePoseCallbackIsRelativeToIt) {
+    service->SetVideoLayout(1, 0, 360, 180);
+    Look(-45.0f, 22.5f);
+    Show(PatternFrame(41));
+    EXPECT_EQ(CentrePixel(0), PatternColor(1, 2, 41));
+
+    // The host turns the picture 90 degrees: what was 135 degrees to the left is now where the
+    // head looks. The pitch moves nothing in the picture.
+    service->SetViewOrientation(90.0f, 10.0f);
+    float yaw = 0.0f, pitch = 0.0f;
+    service->GetViewOrientation(yaw, pitch);
+    EXPECT_EQ(yaw, 90.0f);
+    EXPECT_EQ(pitch, 10.0f);
+    Passes(2);
+    EXPECT_EQ(CentrePixel(0), PatternColor(0, 2, 41));
+    EXPECT_EQ(CentrePixel(1), PatternColor(0, 2, 41));
+    {
+        std::lock_guard<std::mutex> lock(poses->mutex);
+        EXPECT_NEAR(poses->yaw, -45.0f - 90.0f, 1e-3f);
+        EXPECT_NEAR(poses->pitch, 22.5f - 10.0f, 1e-3f);
+        EXPECT_NEAR(poses->roll, 0.0f, 1e-3f);
+    }
+}
+
+TEST_F(PictureTest, PoseCallbackTellsYawPitchAndRollOfKnownPoses) {
+    struct Case {
+        float right, up, roll;
+    };
+    const Case cases[] = {
+        {30.0f, 0.0f, 0.0f}, {0.0f, 20.0f, 0.0f}, {0.0f, 0.0f, 15.0f}, {-30.0f, 20.0f, 15.0f}};
+    for (const Case& c : cases) {
+        SCOPED_TRACE(::testing::Message() << c.right << " " << c.up << " " << c.roll);
+        LookAndWait(c.right, c.up, c.roll);
+        std::lock_guard<std::mutex> lock(poses->mutex);
+        EXPECT_GT(poses->calls, 0);
+        EXPECT_NEAR(poses->yaw, c.right, 1e-3f);
+        EXPECT_NEAR(poses->pitch, c.up, 1e-3f);
+        // The runtime's roll turns counter-clockwise; the callback tells it clockwise.
+        EXPECT_NEAR(poses->roll, -c.roll, 1e-3f);
+    }
+    // An empty callback from the host: told no more.
+    ASSERT_TRUE(service->SetHMDPoseCallback(kClient, STN::HMDPoseCallback()));
+    Passes(2);
+    int calls = 0;
+    {
+        std::lock_guard<std::mutex> lock(poses->mutex);
+        calls = poses->calls;
+    }
+    Passes(3);
+    std::lock_guard<std::mutex> lock(poses->mutex);
+    EXPECT_EQ(poses->calls, calls);
+}
+
+TEST_F(PictureTest, FlatFootageShowsTheCheckerboard) {
+    // Theater mode does not draw a room yet: flat frames fall back to the checkerboard.
+    service->SetVideoLayout(0, 0, 360, 180);
+    Look(45.0f, -67.5f);
+    Show(PatternFrame(51));
+    EXPECT_TRUE(IsCheckerboard(CentrePixel(0))) << ::testing::PrintToString(CentrePixel(0));
+    EXPECT_TRUE(IsCheckerboard(CentrePixel(1))) << ::testing::PrintToString(CentrePixel(1));
+
+    service->SetVideoLayout(1, 0, 360, 180);
+    Show(PatternFrame(52));
+    EXPECT_EQ(CentrePixel(0), PatternColor(2, 0, 52));
+}
+
+TEST_F(PictureTest, FrameWhileTheLastIsPendingIsDroppedAndCountsNowhere) {
+    service->SetVideoLayout(1, 0, 360, 180);
+    Look(45.0f, -67.5f);
+    HoldRenderLoop();
+    ASSERT_TRUE(Send(PatternFrame(61)));
+    // Not yet taken over: accepted and dropped, larger though it is.
+    EXPECT_TRUE(Send(PatternFrame(62, 32, 16)));
+    ReleaseRenderLoop();
+    Passes(2);
+    EXPECT_EQ(CentrePixel(0), PatternColor(2, 0, 61));
+    // Taken over: the next one is drawn.
+    Show(PatternFrame(63));
+    EXPECT_EQ(CentrePixel(0), PatternColor(2, 0, 63));
+
+    service->RemoveClient(kClient);
+    EXPECT_EQ(Metric("CPUFramesPlayed"), "2");
+    EXPECT_EQ(Metric("MonoscopicFramesPlayed"), "2");
+    EXPECT_EQ(Metric("MaxFrameWidth"), "16");
+    EXPECT_EQ(Metric("MaxFrameAreaDimensions"), "16x8");
+}
+
+TEST_F(PictureTest, EachFrameSubmitsLeftThenRightThenHandsOffOnce) {
+    Show(PatternFrame(71));
+    simvr_clear_calls();
+    Passes(6);
+    HoldRenderLoop();
+    std::vector<simvr_call> calls;
+    for (std::uint32_t i = 0; i < simvr_get_call_count(); ++i) {
+        simvr_call call;
+        ASSERT_EQ(simvr_get_call(i, &call), 1);
+        if (call.kind == SIMVR_CALL_SUBMIT || call.kind == SIMVR_CALL_POST_PRESENT_HANDOFF ||
+            call.kind == SIMVR_CALL_WAIT_GET_POSES) {
+            calls.push_back(call);
+        }
+    }
+    // From the first wait on: submit left, submit right, hand-off, wait; the last pass may be
+    // cut short by the hold.
+    const auto first = std::find_if(calls.begin(), calls.end(), [](const simvr_call& call) {
+        return call.kind == SIMVR_CALL_WAIT_GET_POSES;
+    });
+    ASSERT_NE(first, calls.end());
+    const int pattern[4] = {SIMVR_CALL_SUBMIT, SIMVR_CALL_SUBMIT, SIMVR_CALL_POST_PRESENT_HANDOFF,
+                            SIMVR_CALL_WAIT_GET_POSES};
+    int frames = 0;
+    std::size_t k = 0;
+    for (auto it = first + 1; it != calls.end(); ++it, ++k) {
+        ASSERT_EQ(it->kind, pattern[k % 4]) << "call " << k;
+        if (it->kind == SIMVR_CALL_SUBMIT) {
+            EXPECT_EQ(it->eye, k % 4 == 0 ? 0u : 1u);
+            EXPECT_EQ(it->result, 0);
+            EXPECT_EQ(it->frame, first->frame + k / 4);
+        }
+        if (it->kind == SIMVR_CALL_POST_PRESENT_HANDOFF) {
+            ++frames;
+        }
+    }
+    EXPECT_GE(frames, 4);
+}
+
+TEST_F(PictureTest, IdleHeadsetIsNeitherDrawnNorWaitedOnButEventsArePolled) {
+    Show(PatternFrame(81));
+    simvr_set_activity_level(SIMVR_DEVICE_HMD, 2);
+    Passes(2);  // whatever pass was under way has ended
+    const std::uint64_t waits = simvr_count_calls(SIMVR_CALL_WAIT_GET_POSES);
+    const std::uint64_t submits = simvr_count_calls(SIMVR_CALL_SUBMIT);
+    const std::uint64_t handoffs = simvr_count_calls(SIMVR_CALL_POST_PRESENT_HANDOFF);
+    ASSERT_EQ(simvr_push_button_event(200, SIMVR_DEVICE_LEFT_CONTROLLER, 33, nullptr), 1);
+    // A frame still goes through and is taken over, just not drawn.
+    ASSERT_TRUE(Send(PatternFrame(82)));
+    Passes(3);
+    EXPECT_EQ(simvr_get_pending_event_count(), 0);
+    EXPECT_EQ(simvr_count_calls(SIMVR_CALL_WAIT_GET_POSES), waits);
+    EXPECT_EQ(simvr_count_calls(SIMVR_CALL_SUBMIT), submits);
+    EXPECT_EQ(simvr_count_calls(SIMVR_CALL_POST_PRESENT_HANDOFF), handoffs);
+
+    // Standby the same; back in use, drawing and waiting resume with the new frame.
+    simvr_set_activity_level(SIMVR_DEVICE_HMD, 3);
+    Passes(3);
+    EXPECT_EQ(simvr_count_calls(SIMVR_CALL_WAIT_GET_POSES), waits);
+    simvr_set_activity_level(SIMVR_DEVICE_HMD, 1);
+    Look(45.0f, -67.5f);
+    Passes(2);
+    EXPECT_GT(simvr_count_calls(SIMVR_CALL_WAIT_GET_POSES), waits);
+    EXPECT_EQ(CentrePixel(0), PatternColor(2, 0, 82));
+}
+
+TEST_F(PictureTest, FadeCallbackReachesTheCompositor) {
+    Passes(2);
+    EXPECT_EQ(simvr_count_calls(SIMVR_CALL_FADE_TO_COLOR), 0u);  // asked, but answered no
+    {
+        std::lock_guard<std::mutex> lock(fade->mutex);
+        fade->fade = true;
+        const float values[5] = {0.5f, 0.25f, 0.5f, 0.75f, 1.0f};
+        std::copy(values, values + 5, fade->values);
+    }
+    Passes(2);
+    EXPECT_GE(simvr_count_calls(SIMVR_CALL_FADE_TO_COLOR), 1u);
+    float rgba[4] = {};
+    ASSERT_EQ(simvr_get_fade_color(rgba), 1);
+    EXPECT_EQ(rgba[0], 0.25f);
+    EXPECT_EQ(rgba[1], 0.5f);
+    EXPECT_EQ(rgba[2], 0.75f);
+    EXPECT_EQ(rgba[3], 1.0f);
+    {
+        std::lock_guard<std::mutex> lock(fade->mutex);
+        fade->fade = false;
+    }
+    Passes(2);
+    const std::uint64_t fades = simvr_count_calls(SIMVR_CALL_FADE_TO_COLOR);
+    Passes(3);
+    EXPECT_EQ(simvr_count_calls(SIMVR_CALL_FADE_TO_COLOR), fades);
+}
+
+TEST_F(PictureTest, BadFramesPublishNothingAndLeaveTheThreadRunning) {
+    service->SetVideoLayout(1, 0, 360, 180);
+    Look(45.0f, -67.5f);
+    Show(PatternFrame(91));
+
+    EXPECT_THROW(Send(FrameRef()), NullInterfaceException);
+    EXPECT_THROW(Send(FrameRef::Retain(new FrameWithout(
+                     PatternFrame(92), VF::IVideoFrame2DPixelMemoryAccess::kInterfaceID))),
+                 NullInterfaceException);
+    EXPECT_THROW(Send(FrameRef::Retain(new FrameWithout(
+                     PatternFrame(93), VF::IVideoFrameMemoryAccess::kInterfaceID))),
+                 NullInterfaceException);
+    FrameRef bgra;
+    ASSERT_EQ(VF::CreateHostVideoFrame(bgra, hostmediatypes::kPixelFormat_BGRA_4444_8u, 16, 8),
+              VF::kCreateResult_OK);
+    EXPECT_FALSE(Send(bgra));
+    Passes(2);
+    EXPECT_EQ(CentrePixel(0), PatternColor(2, 0, 91));
+
+    // Nothing was left locked or half-published.
+    Show(PatternFrame(94));
+    EXPECT_EQ(CentrePixel(0), PatternColor(2, 0, 94));
+    EXPECT_TRUE(service->IsInitialized());
+}
+
+TEST_F(PictureTest, QuitShutsTheRuntimeDownAndStopStillReturns) {
+    struct Listener : STN::IHMDListener {
+        void OnHMDPose(const STN::Matrix4&) override { ++poses; }
+        void OnRuntimeQuit() override { ++quits; }
+        std::atomic<int> poses{0};
+        std::atomic<int> quits{0};
+    };
+    const boost::shared_ptr<Listener> listener(new Listener);
+    const boost::shared_ptr<STN::IHMDManager> manager = service->GetHMDManager();
+    ASSERT_TRUE(manager);
+    // The listener is handed over while the loop is held outside the scene.
+    HoldRenderLoop();
+    manager->SetHMDListener(listener);
+    ReleaseRenderLoop();
+    Passes(2);
+    EXPECT_GT(listener->poses, 0);
+
+    ASSERT_EQ(simvr_push_quit(), 1);
+    for (int i = 0; i < 60000 && (listener->quits == 0 || simvr_is_initialized()); ++i) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    EXPECT_EQ(listener->quits, 1);
+    EXPECT_EQ(simvr_is_initialized(), 0);
+    EXPECT_EQ(simvr_get_cleanup_count(), 1);
+    // The thread goes on without the runtime: frames are still taken.
+    const std::uint64_t waits = simvr_count_calls(SIMVR_CALL_WAIT_GET_POSES);
+    EXPECT_TRUE(Send(PatternFrame(101)));
+    EXPECT_TRUE(service->IsInitialized());
+
+    service->RemoveClient(kClient);
+    EXPECT_FALSE(service->IsInitialized());
+    EXPECT_EQ(simvr_count_calls(SIMVR_CALL_WAIT_GET_POSES), waits);
+    EXPECT_EQ(listener->quits, 1);
+}
+
+TEST_F(PictureTest, StopWaitsForACompositorThatHasStoppedReturning) {
+    HoldRenderLoop();
+    std::atomic<bool> stopped{false};
+    std::thread stopper([&] {
+        service->RemoveClient(kClient);
+        stopped = true;
+    });
+    // However long this takes, the stop cannot end while the wait does not return.
+    std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    EXPECT_FALSE(stopped);
+    ReleaseRenderLoop();
+    stopper.join();
+    EXPECT_TRUE(stopped);
+    EXPECT_FALSE(service->IsInitialized());
+    EXPECT_EQ(simvr_is_initialized(), 0);
+}
+
+TEST_F(PictureTest, FramesAtFullSpeedWhileClientsComeAndGo) {
+    service->SetVideoLayout(1, 0, 360, 180);
+    constexpr int kFrames = 300;
+    constexpr int kClientCycles = 100;
+    std::atomic<int> accepted{0};
+    std::thread frames([&] {
+        // Two frames prepared up front: the host's frame thread only sends.
+        const FrameRef pictures[2] = {PatternFrame(111), PatternFrame(112)};
+        for (int i = 0; i < kFrames; ++i) {
+            if (Send(pictures[i % 2])) {
+                ++accepted;
+            }
+        }
+    });
+    std::thread clients([&] {
+        for (int i = 0; i < kClientCycles; ++i) {
+            const STN::ClientHandle other = 0x1000 + static_cast<STN::ClientHandle>(i);
+            service->AddClient(other);
+            // Another client cannot take the headset while one is active.
+            EXPECT_FALSE(service->SetHMDPoseCallback(other, [](float, float, float) {}));
+            EXPECT_FALSE(service->UpdateVideoTexture(other, FrameRef()));
+            service->RemoveClient(other);
+        }
+    });
+    frames.join();
+    clients.join();
+    EXPECT_EQ(accepted, kFrames);
+    EXPECT_TRUE(service->IsInitialized());
+
+    // The last frame sent is the one on show once the loop has caught up.
+    Look(45.0f, -67.5f);
+    Passes(2);
+    Show(PatternFrame(113));
+    EXPECT_EQ(CentrePixel(0), PatternColor(2, 0, 113));
+
+    service->RemoveClient(kClient);
+    EXPECT_EQ(Metric("InstancesAdded"), std::to_string(kClientCycles + 1));
+    EXPECT_EQ(Metric("InstancesRemoved"), std::to_string(kClientCycles + 1));
+    const int played = std::atoi(Metric("CPUFramesPlayed").c_str());
+    EXPECT_GE(played, 2);
+    EXPECT_LE(played, kFrames + 1);
+    EXPECT_EQ(Metric("MonoscopicFramesPlayed"), Metric("CPUFramesPlayed"));
+}
+
+// A frame on an OpenCL device that cannot share with OpenGL is read back through host memory
+// and arrives bottom up: the picture is turned over, so its first row is at the zenith.
+TEST_F(PictureTest, FrameReadBackFromTheDeviceIsTurnedOver) {
+    if (device->CanShareWithOpenGL()) {
+        GTEST_SKIP() << "this OpenCL device shares with OpenGL; the read-back is not taken";
+    }
+    const int rowFloats = kFrameWidth * 4;
+    FrameRef frame;
+    ASSERT_EQ(VF::CreateGPUVideoFrame(
+                  frame, device, hostmediatypes::kPixelFormat_GPU_BGRA_4444_32f, kFrameWidth,
+                  kFrameHeight, hostmediatypes::kPixelAspectRatio_Square,
+                  MF::kFieldType_Progressive, MF::Point(), hostmediatypes::color::ColorSpace(),
+                  rowFloats * 4, VF::kGPUFrameFlag_Clear, boost::shared_ptr<GB::CompletionEvent>(),
+                  boost::function<void()>()),
+              VF::kCreateResult_OK);
+    // Float B, G, R, A whose 8-bit conversions are exact.
+    std::vector<float> host(static_cast<std::size_t>(rowFloats) * kFrameHeight);
+    for (int y = 0; y < kFrameHeight; ++y) {
+        for (int x = 0; x < kFrameWidth; ++x) {
+            const std::vector<int> rgba = PatternColor(x / 4, y / 2, 120);
+            float* texel = &host[static_cast<std::size_t>(y) * rowFloats + x * 4];
+            texel[0] = static_cast<float>(rgba[2]) / 255.0f;
+            texel[1] = static_cast<float>(rgba[1]) / 255.0f;
+            texel[2] = static_cast<float>(rgba[0]) / 255.0f;
+            texel[3] = 1.0f;
+        }
+    }
+    const hostcore::classref::InterfaceRef<VF::IGPUVideoFrameMemoryAccess> gpuMemory =
+        frame.QueryInterface<VF::IGPUVideoFrameMemoryAccess>();
+    ASSERT_TRUE(gpuMemory);
+    ASSERT_GE(
+        device->GetComputeContext()->CopyHostToBuffer(host.data(), gpuMemory->GetDeviceBuffer(),
+                                                      host.size() * sizeof(float), GB::kCopy_Wait),
+        0);
+
+    service->SetVideoLayout(1, 0, 360, 180);
+    Look(45.0f, -67.5f);
+    Show(frame);
+    const std::vector<int> down = CentrePixel(0);
+    ASSERT_EQ(down.size(), 4u);
+    const std::vector<int> expected = PatternColor(2, 3, 120);
+    for (int i = 0; i < 4; ++i) {
+        EXPECT_NEAR(down[i], expected[i], 1) << i;
+    }
+    // Over-under turned over: the flip exchanges the halves the eyes see.
+    service->SetVideoLayout(1, 1, 360, 180);
+    Look(45.0f, -45.0f);
+    Show(frame);
+    EXPECT_NEAR(CentrePixel(0)[1], QuarterGreen(1), 1);
+    EXPECT_NEAR(CentrePixel(1)[1], QuarterGreen(3), 1);
+}
+
+}  // namespace
+}  // namespace picturetest
