@@ -1,0 +1,76 @@
+// The library as a host runs it: the render thread started on an OpenCL device of the host
+// stand-in against the simulated runtime, with one active client sending host-memory frames.
+#pragma once
+
+#include <boost/shared_ptr.hpp>
+
+#include <cstdint>
+#include <memory>
+#include <string>
+
+#include "StereonTypes.h"
+#include "bench.h"
+#include "hostcore/classref.h"
+
+namespace GB {
+class Device;
+}
+namespace MF {
+class IVideoFrame;
+}
+
+namespace STN {
+class GraphicsContextOGL;
+class RenderThread;
+class UploadSynchronizer;
+}  // namespace STN
+
+namespace stereon_bench {
+
+using FrameRef = hostcore::classref::InterfaceRef<MF::IVideoFrame>;
+
+// A host-memory 'argb' frame and where its pixels are.
+struct HostFrame {
+    FrameRef frame;
+    std::uint8_t* pixels = nullptr;
+    int width = 0;
+    int height = 0;
+    int rowBytes = 0;
+    std::size_t bytes = 0;
+};
+bool MakeHostFrame(int width, int height, HostFrame& out);
+// Every texel set to one native ARGB word.
+void FillHostFrame(const HostFrame& frame, std::uint32_t argb);
+
+class LibrarySession {
+public:
+    static constexpr STN::ClientHandle kClient = 0xBE7C;
+
+    LibrarySession() = default;
+    ~LibrarySession();
+    LibrarySession(const LibrarySession&) = delete;
+    LibrarySession& operator=(const LibrarySession&) = delete;
+
+    // Sets the runtime up (eye size, refresh rate, pacing) and starts the render thread.
+    bool Start(int eyeWidth, int eyeHeight, double refreshHz, bool paced, std::string& error);
+    bool Send(const FrameRef& frame);
+    // Waits until no frame is pending, the render loop having taken the last one over. False
+    // after `timeoutMs`.
+    bool WaitForHandOver(double timeoutMs);
+    bool Pending() const;
+
+    // A context of the render context's share group, for reading the video textures.
+    boost::shared_ptr<STN::GraphicsContextOGL> CreateSharedContext(const std::string& name);
+
+    const boost::shared_ptr<STN::RenderThread>& GetRenderThread() const { return renderThread; }
+    const boost::shared_ptr<STN::UploadSynchronizer>& GetSync() const { return sync; }
+
+private:
+    std::unique_ptr<RuntimeHome> home;
+    boost::shared_ptr<GB::Device> device;
+    boost::shared_ptr<STN::RenderThread> renderThread;
+    boost::shared_ptr<STN::UploadSynchronizer> sync;
+    boost::shared_ptr<STN::GraphicsContextOGL> deviceContext;
+};
+
+}  // namespace stereon_bench

@@ -1,0 +1,281 @@
+// Upload: a host-memory 'argb' frame through UpdateVideoTexture until the texture holds it,
+// beside memcpy of the same bytes and beside the bare glTexSubImage2D of the same bytes and
+// format on a context of the same share group. Each run changes the first texel and reads it
+// back from the texture, which both proves the upload landed and waits for it; a watcher on a
+// third context notes when the texel landed while the call still runs. Done once with the
+// render loop drawing tiny eyes and once drawing eyes of the delivery size.
+#include <GL/glew.h>
+
+#include <atomic>
+#include <cstring>
+#include <thread>
+#include <vector>
+
+#include "ITexture.h"
+#include "MF/VideoFrame.h"
+#include "OpenGL/GraphicsContextOGL.h"
+#include "OpenGL/TextureOGL.h"
+#include "ScopedContextLock.h"
+#include "UploadSynchronizer.h"
+#include "alloc_counter.h"
+#include "bench.h"
+#include "hostmediatypes/PixelFormat.h"
+#include "library_session.h"
+
+namespace stereon_bench {
+
+namespace {
+
+// The first texel of a texture, as the native ARGB word, read through a framebuffer.
+std::uint32_t ReadFirstTexel(GLuint framebuffer, GLuint texture) {
+    glBindFramebuffer(GL_READ_FRAMEBUFFER, framebuffer);
+    glFramebufferTexture2D(GL_READ_FRAMEBUFFER, GL_COLOR_ATTACHMENT0, GL_TEXTURE_2D, texture, 0);
+    std::uint32_t texel = 0;
+    glReadPixels(0, 0, 1, 1, GL_BGRA, GL_UNSIGNED_BYTE, &texel);
+    glFramebufferTexture2D(GL_READ_FRAMEBUFFER, GL_COLOR_ATTACHMENT0, GL_TEXTURE_2D, 0, 0);
+    glBindFramebuffer(GL_READ_FRAMEBUFFER, 0);
+    return texel;
+}
+
+// Bare upload of the frame into `texture`, the library's transfer format and row length.
+void BareUpload(const HostFrame& frame, GLuint texture, GLenum type) {
+    glBindTexture(GL_TEXTURE_2D, texture);
+    glPixelStorei(GL_UNPACK_ALIGNMENT, 1);
+    glPixelStorei(GL_UNPACK_ROW_LENGTH, frame.rowBytes / 4);
+    glTexSubImage2D(GL_TEXTURE_2D, 0, 0, 0, frame.width, frame.height, GL_BGRA, type, frame.pixels);
+    glBindTexture(GL_TEXTURE_2D, 0);
+}
+
+struct Sizes {
+    int width;
+    int height;
+};
+
+}  // namespace
+
+bool RunUploadBenchmark(const Options& options, nlohmann::json& section) {
+    section["repetitions"] = options.repetitions;
+    // First with tiny eyes, which keep the render loop's drawing out of the uploads' way; then
+    // the same frame while the loop draws eyes of the delivery size, where the upload competes
+    // with the drawing (and its publication waits for a frame being drawn).
+    struct Loop {
+        int eyeWidth;
+        int eyeHeight;
+        std::vector<Sizes> sizes;
+    };
+    std::vector<Loop> loops = {
+        {16, 16, {{3840, 1920}}},
+        {options.deliveryEyeWidth, options.deliveryEyeHeight, {{3840, 1920}}}};
+    if (!options.quick) {
+        loops[0].sizes.push_back({7680, 3840});
+    }
+    std::vector<std::vector<std::string>> table = {{"upload", "memcpy ms", "bare ms", "bare REV ms",
+                                                    "library ms", "landed ms", "lib/bare",
+                                                    "lib/memcpy", "allocs/call"}};
+    nlohmann::json results = nlohmann::json::array();
+    for (const Loop& loop : loops) {
+        LibrarySession session;
+        std::string error;
+        if (!session.Start(loop.eyeWidth, loop.eyeHeight, options.refreshHz, true, error)) {
+            section["error"] = error;
+            return false;
+        }
+        const boost::shared_ptr<STN::GraphicsContextOGL> context =
+            session.CreateSharedContext("BenchUploadContext");
+        const boost::shared_ptr<STN::GraphicsContextOGL> watchContext =
+            session.CreateSharedContext("BenchWatchContext");
+        if (!context || !watchContext) {
+            section["error"] = "no context sharing with the render context";
+            return false;
+        }
+        const STN::TextureFormatGL format =
+            STN::TextureOGL::MapFormat(hostmediatypes::kPixelFormat_ARGB_4444_8u);
+        section["format"] = "argb (kPixelFormat_ARGB_4444_8u)";
+        section["gl_transfer"] = {{"internal_format", format.internalFormat},
+                                  {"format", format.transferFormat},
+                                  {"type", format.transferType}};
+
+        for (const Sizes& size : loop.sizes) {
+            HostFrame frame;
+            if (!MakeHostFrame(size.width, size.height, frame)) {
+                section["error"] = "cannot make a host frame";
+                return false;
+            }
+            FillHostFrame(frame, 0xFF406080u);
+            std::vector<std::uint8_t> destination(frame.bytes, 1);
+
+            GLuint framebuffer = 0;
+            GLuint bareTexture = 0;
+            {
+                STN::ScopedContextLock scope(context);
+                glGenFramebuffers(1, &framebuffer);
+                glGenTextures(1, &bareTexture);
+                glBindTexture(GL_TEXTURE_2D, bareTexture);
+                glTexImage2D(GL_TEXTURE_2D, 0, static_cast<GLint>(format.internalFormat),
+                             size.width, size.height, 0, format.transferFormat, format.transferType,
+                             nullptr);
+                glBindTexture(GL_TEXTURE_2D, 0);
+            }
+
+            std::vector<double> memcpyMs, bareMs, bareRevMs, libraryMs, landedMs;
+            std::uint64_t libraryAllocations = 0;
+            std::uint32_t mismatches = 0;
+            std::uint32_t dropped = 0;
+            // Two warm-up rounds give both video textures the frame's size.
+            const int warmUp = 2;
+            for (int run = 0; run < warmUp + options.repetitions; ++run) {
+                const bool measured = run >= warmUp;
+                const std::uint32_t marker =
+                    0xFF000000u | static_cast<std::uint32_t>(run * 7919 + 1);
+                std::memcpy(frame.pixels, &marker, sizeof marker);
+
+                double copyMs = 0.0;
+                double bare = 0.0;
+                double bareRev = 0.0;
+                double library = 0.0;
+                double landed = 0.0;
+                std::uint64_t allocations = 0;
+                // Each case runs first in turn, so that none always finds the source bytes in the
+                // cache another one left them in.
+                for (int step = 0; step < 4; ++step) {
+                    const int which = (step + run) % 4;
+                    if (which == 0) {
+                        const Clock::time_point start = Clock::now();
+                        std::memcpy(destination.data(), frame.pixels, frame.bytes);
+                        copyMs = MillisecondsSince(start);
+                        if (std::memcmp(destination.data(), &marker, sizeof marker) != 0) {
+                            ++mismatches;
+                        }
+                    } else if (which == 1 || which == 2) {
+                        // Each side pays for making the reading context current, as the library
+                        // side does.
+                        const Clock::time_point start = Clock::now();
+                        {
+                            STN::ScopedContextLock scope(context);
+                            BareUpload(frame, bareTexture,
+                                       which == 1
+                                           ? format.transferType
+                                           : static_cast<GLenum>(GL_UNSIGNED_INT_8_8_8_8_REV));
+                            mismatches +=
+                                ReadFirstTexel(framebuffer, bareTexture) != marker ? 1 : 0;
+                        }
+                        (which == 1 ? bare : bareRev) = MillisecondsSince(start);
+                    } else {
+                        // The render loop takes the last frame over within a refresh interval.
+                        if (!session.WaitForHandOver(1000.0)) {
+                            section["error"] = "the render loop took no frame over within a second";
+                            return false;
+                        }
+                        const boost::shared_ptr<STN::ITexture> back =
+                            session.GetSync()->videoTextures[session.GetSync()->backIndex];
+                        const STN::TextureOGL* textureOGL =
+                            dynamic_cast<STN::TextureOGL*>(back.get());
+                        const GLuint backName = textureOGL ? textureOGL->GetTexture() : 0;
+                        const Clock::time_point start = Clock::now();
+                        // Watches for the frame's first texel from another context while the
+                        // call runs: when the pixels landed, apart from when the call returned.
+                        std::atomic<bool> callDone{false};
+                        double landedAt = -1.0;
+                        std::thread watcher([&] {
+                            STN::ScopedContextLock scope(watchContext);
+                            GLuint watchFramebuffer = 0;
+                            glGenFramebuffers(1, &watchFramebuffer);
+                            while (!callDone.load()) {
+                                if (ReadFirstTexel(watchFramebuffer, backName) == marker) {
+                                    landedAt = MillisecondsSince(start);
+                                    break;
+                                }
+                                std::this_thread::sleep_for(std::chrono::microseconds(200));
+                            }
+                            glDeleteFramebuffers(1, &watchFramebuffer);
+                        });
+                        const std::uint64_t allocationsBefore = ThreadAllocations();
+                        TraceThreadAllocations(run == warmUp + options.repetitions - 1);
+                        const bool sent = session.Send(frame.frame);
+                        allocations = ThreadAllocations() - allocationsBefore;
+                        TraceThreadAllocations(false);
+                        const double returned = MillisecondsSince(start);
+                        callDone = true;
+                        watcher.join();
+                        std::uint32_t texel = 0;
+                        {
+                            // A warm-up call gives the texture a new size, and with it a new
+                            // name; the watcher's texel means something only when it kept its own.
+                            STN::ScopedContextLock scope(context);
+                            texel = textureOGL
+                                        ? ReadFirstTexel(framebuffer, textureOGL->GetTexture())
+                                        : 0;
+                            if (!textureOGL || textureOGL->GetTexture() != backName) {
+                                landedAt = -1.0;
+                            }
+                        }
+                        landed = landedAt >= 0.0 ? landedAt : returned;
+                        library = MillisecondsSince(start);
+                        if (!sent) {
+                            ++dropped;
+                        }
+                        mismatches += texel != marker ? 1 : 0;
+                    }
+                }
+                if (measured) {
+                    memcpyMs.push_back(copyMs);
+                    bareMs.push_back(bare);
+                    bareRevMs.push_back(bareRev);
+                    libraryMs.push_back(library);
+                    landedMs.push_back(landed);
+                    libraryAllocations += allocations;
+                }
+            }
+            {
+                STN::ScopedContextLock scope(context);
+                glDeleteTextures(1, &bareTexture);
+                glDeleteFramebuffers(1, &framebuffer);
+            }
+
+            const Summary copy = Summarize(memcpyMs);
+            const Summary bare = Summarize(bareMs);
+            const Summary bareRev = Summarize(bareRevMs);
+            const Summary library = Summarize(libraryMs);
+            const Summary landedSummary = Summarize(landedMs);
+            const double perBare = bare.median > 0 ? library.median / bare.median : 0.0;
+            const double perCopy = copy.median > 0 ? library.median / copy.median : 0.0;
+            const double allocationsPerCall =
+                options.repetitions > 0 ? double(libraryAllocations) / options.repetitions : 0.0;
+            const std::string name =
+                std::to_string(size.width) + "x" + std::to_string(size.height) + ", eyes " +
+                std::to_string(loop.eyeWidth) + "x" + std::to_string(loop.eyeHeight);
+            results.push_back(
+                {{"size", std::to_string(size.width) + "x" + std::to_string(size.height)},
+                 {"render_loop_eyes", {loop.eyeWidth, loop.eyeHeight}},
+                 {"bytes", frame.bytes},
+                 {"memcpy_ms", ToJson(copy)},
+                 {"bare_ms", ToJson(bare)},
+                 {"bare_8888rev_ms", ToJson(bareRev)},
+                 {"library_ms", ToJson(library)},
+                 {"library_landed_ms", ToJson(landedSummary)},
+                 {"ratio_library_bare", perBare},
+                 {"ratio_library_memcpy", perCopy},
+                 {"library_allocations_per_call", allocationsPerCall},
+                 {"memcpy_gb_per_s", copy.median > 0 ? frame.bytes / copy.median / 1e6 : 0},
+                 {"texel_mismatches", mismatches},
+                 {"refused_calls", dropped}});
+            table.push_back({name, FormatMs(copy), FormatMs(bare), FormatMs(bareRev),
+                             FormatMs(library), FormatMs(landedSummary), Fixed(perBare, 2),
+                             Fixed(perCopy, 2), Fixed(allocationsPerCall, 1)});
+            if (mismatches != 0 || dropped != 0) {
+                section["error"] = "an upload did not land: " + std::to_string(mismatches) +
+                                   " texel mismatches, " + std::to_string(dropped) +
+                                   " refused calls";
+            }
+        }
+    }
+    section["sizes"] = results;
+    PrintTable(
+        "Upload (median ±MAD (min-max) over " + std::to_string(options.repetitions) +
+            " runs; bare REV = same bytes as GL_UNSIGNED_INT_8_8_8_8_REV; landed = when another "
+            "context first saw the frame's texel, before the call returned)",
+        table);
+    return !section.contains("error");
+}
+
+}  // namespace stereon_bench
