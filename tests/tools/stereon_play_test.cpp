@@ -1,0 +1,269 @@
+// The demo host as a user runs it: a process of its own, playing a video made here with a real
+// encoder into the simulated headset, or refusing what it cannot play with its message and
+// exit code. What it wrote (the eye pictures and the summary) is what is looked at.
+#include <gtest/gtest.h>
+#include <png.h>
+#include <sys/wait.h>
+
+#include <cstdint>
+#include <cstdlib>
+#include <cstring>
+#include <fstream>
+#include <nlohmann/json.hpp>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "test_video.h"
+
+namespace {
+
+struct RunResult {
+    int exitCode = -1;
+    std::string out;
+    std::string err;
+};
+
+struct Picture {
+    std::uint32_t width = 0;
+    std::uint32_t height = 0;
+    std::vector<std::uint8_t> rgba;  // top row first
+
+    const std::uint8_t* At(std::uint32_t x, std::uint32_t y) const {
+        return &rgba[(static_cast<std::size_t>(y) * width + x) * 4];
+    }
+};
+
+std::string ReadText(const std::string& path) {
+    std::ifstream file(path);
+    std::stringstream text;
+    text << file.rdbuf();
+    return text.str();
+}
+
+bool ReadPng(const std::string& path, Picture& picture) {
+    png_image image;
+    std::memset(&image, 0, sizeof image);
+    image.version = PNG_IMAGE_VERSION;
+    if (png_image_begin_read_from_file(&image, path.c_str()) == 0) {
+        return false;
+    }
+    image.format = PNG_FORMAT_RGBA;
+    picture.width = image.width;
+    picture.height = image.height;
+    picture.rgba.resize(PNG_IMAGE_SIZE(image));
+    return png_image_finish_read(&image, nullptr, picture.rgba.data(), 0, nullptr) != 0;
+}
+
+// How far a pixel is from a colour, the largest of the three differences.
+int Distance(const std::uint8_t* pixel, const std::uint8_t rgb[3]) {
+    int worst = 0;
+    for (int c = 0; c < 3; ++c) {
+        worst = std::max(worst, std::abs(pixel[c] - rgb[c]));
+    }
+    return worst;
+}
+
+std::string Describe(const std::uint8_t* pixel) {
+    return std::to_string(pixel[0]) + "," + std::to_string(pixel[1]) + "," +
+           std::to_string(pixel[2]);
+}
+
+class StereonPlayTest : public ::testing::Test {
+protected:
+    static void SetUpTestSuite() {
+        setenv("EGL_PLATFORM", "surfaceless", 0);
+        setenv("LP_NUM_THREADS", "1", 0);
+    }
+    void SetUp() override {
+        char pattern[] = "/tmp/stn-play-test-XXXXXX";
+        ASSERT_NE(mkdtemp(pattern), nullptr);
+        dir = pattern;
+        // No real runtime: the user's registry is an empty directory.
+        setenv("XDG_CONFIG_HOME", (dir + "/config-home").c_str(), 1);
+        unsetenv("VR_OVERRIDE");
+        unsetenv("VR_CONFIG_PATH");
+        unsetenv("VR_LOG_PATH");
+        unsetenv("STEREON_PLAY_SIMVR_ROOT");
+    }
+    void TearDown() override { std::system(("rm -rf '" + dir + "'").c_str()); }
+
+    RunResult Play(const std::string& arguments, const std::string& environment = "") {
+        RunResult result;
+        const std::string command = environment + " '" STEREON_PLAY "' " + arguments + " >'" + dir +
+                                    "/stdout' 2>'" + dir + "/stderr' </dev/null";
+        const int status = std::system(command.c_str());
+        result.exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+        result.out = ReadText(dir + "/stdout");
+        result.err = ReadText(dir + "/stderr");
+        return result;
+    }
+
+    std::string MakeVideo(const std::string& name, const stntest::VideoPlan& plan) {
+        const std::string path = dir + "/" + name;
+        std::string error;
+        EXPECT_TRUE(stntest::WriteTestVideo(path, plan, error)) << error;
+        return path;
+    }
+
+    nlohmann::json Summary(const std::string& out) {
+        const std::string text = ReadText(out + "/summary.json");
+        return nlohmann::json::parse(text, nullptr, false);
+    }
+
+    std::string dir;
+};
+
+TEST_F(StereonPlayTest, PlaysAnEncodedVideoIntoBothEyesUpright) {
+    stntest::VideoPlan plan;
+    const std::string video = MakeVideo("bands.mp4", plan);
+    const std::string out = dir + "/out";
+    const RunResult run =
+        Play("'" + video + "' --frames 6 --eye-size 48x48 --headset rift --out '" + out + "'");
+    ASSERT_EQ(run.exitCode, 0) << run.out << run.err;
+    EXPECT_NE(run.out.find("frames delivered"), std::string::npos) << run.out;
+    // Not a terminal: the progress is a final line, not a line per frame.
+    EXPECT_LE(std::count(run.out.begin(), run.out.end(), '\n'), 5) << run.out;
+
+    for (const char* eye : {"left", "right"}) {
+        SCOPED_TRACE(eye);
+        Picture picture;
+        ASSERT_TRUE(ReadPng(out + "/" + eye + ".png", picture));
+        ASSERT_EQ(picture.width, 48u);
+        ASSERT_EQ(picture.height, 48u);
+        // Looking straight ahead and level: the middle band at the centre, the top band above
+        // it and the bottom band below it.
+        const std::uint8_t* centre = picture.At(24, 24);
+        EXPECT_LE(Distance(centre, plan.bands[1]), 16) << Describe(centre);
+        const std::uint8_t* top = picture.At(24, 3);
+        EXPECT_LE(Distance(top, plan.bands[0]), 16) << Describe(top);
+        const std::uint8_t* bottom = picture.At(24, 44);
+        EXPECT_LE(Distance(bottom, plan.bands[2]), 16) << Describe(bottom);
+    }
+    Picture contact;
+    ASSERT_TRUE(ReadPng(out + "/contact.png", contact));
+    EXPECT_GT(contact.width, 48u);
+    EXPECT_GT(contact.height, 2 * 48u);
+
+    const nlohmann::json summary = Summary(out);
+    ASSERT_TRUE(summary.is_object());
+    const nlohmann::json& frames = summary["frames"];
+    EXPECT_GE(frames["shown"].get<int>(), 6);
+    EXPECT_EQ(frames["delivered"].get<int>(),
+              frames["shown"].get<int>() + frames["dropped"].get<int>());
+    EXPECT_LE(frames["delivered"].get<int>(), plan.frames);
+    EXPECT_EQ(summary["source_frame_rate"].get<double>(), 25.0);
+    EXPECT_EQ(summary["projection"], "equirect");
+    EXPECT_EQ(summary["layout"], "mono");
+    const nlohmann::json& latency = summary["latency_ms"];
+    EXPECT_EQ(latency["count"].get<int>(), frames["shown"].get<int>());
+    EXPECT_GT(latency["median"].get<double>(), 0.0);
+    EXPECT_LE(latency["median"].get<double>(), latency["max"].get<double>());
+    EXPECT_FALSE(latency["definition"].get<std::string>().empty());
+}
+
+TEST_F(StereonPlayTest, LayoutComesFromTheFileUnlessTheOptionsSayOtherwise) {
+    stntest::VideoPlan plan;
+    plan.frames = 6;
+    plan.stereo = "over-under";
+    plan.spherical = "equirect";
+    const std::string video = MakeVideo("stereo.mp4", plan);
+    const std::string out = dir + "/meta";
+    RunResult run = Play("'" + video + "' --rate headset --eye-size 32x32 --out '" + out + "'");
+    ASSERT_EQ(run.exitCode, 0) << run.out << run.err;
+    nlohmann::json summary = Summary(out);
+    EXPECT_EQ(summary["projection"], "equirect");
+    EXPECT_EQ(summary["layout"], "over-under");
+    EXPECT_EQ(summary["fov"], nlohmann::json({360, 180}));
+    // As fast as the headset takes them: every frame of the file is shown, none dropped.
+    EXPECT_EQ(summary["frames"]["shown"].get<int>(), 6);
+    EXPECT_EQ(summary["frames"]["dropped"].get<int>(), 0);
+
+    run = Play("'" + video + "' --frames 2 --layout side-by-side --projection flat --fov 80x45 " +
+               "--eye-size 32x32 --out '" + out + "'");
+    ASSERT_EQ(run.exitCode, 0) << run.out << run.err;
+    summary = Summary(out);
+    EXPECT_EQ(summary["projection"], "flat");
+    EXPECT_EQ(summary["layout"], "side-by-side");
+    EXPECT_EQ(summary["fov"], nlohmann::json({80, 45}));
+}
+
+TEST_F(StereonPlayTest, BadInputAndBadOptionsGiveTheirMessagesAndExitCodes) {
+    RunResult run = Play("'" + dir + "/missing.mp4' --out '" + dir + "/o'");
+    EXPECT_EQ(run.exitCode, 3);
+    EXPECT_NE(run.err.find("no such file: " + dir + "/missing.mp4"), std::string::npos) << run.err;
+
+    std::ofstream(dir + "/notes.mp4") << "these are notes, not a video\n";
+    run = Play("'" + dir + "/notes.mp4' --out '" + dir + "/o'");
+    EXPECT_EQ(run.exitCode, 3);
+    EXPECT_NE(run.err.find("cannot read " + dir + "/notes.mp4 as a video"), std::string::npos)
+        << run.err;
+
+    struct BadOption {
+        const char* arguments;
+        const char* message;
+    };
+    const BadOption bad[] = {
+        {"--fov 400x90", "invalid value for --fov: '400x90'"},
+        {"--fov 90", "invalid value for --fov: '90'"},
+        {"--frames 0", "invalid value for --frames: '0'"},
+        {"--frames -3", "invalid value for --frames: '-3'"},
+        {"--layout diagonal", "invalid value for --layout: 'diagonal'"},
+        {"--headset cardboard", "invalid value for --headset: 'cardboard'"},
+        {"--eye-size 8x8", "invalid value for --eye-size: '8x8'"},
+        {"--loud", "unknown option --loud"},
+        {"--projection", "--projection needs a value"},
+        {"a.mp4 b.mp4", "more than one file given"},
+    };
+    for (const BadOption& option : bad) {
+        run = Play(option.arguments);
+        EXPECT_EQ(run.exitCode, 2) << option.arguments;
+        EXPECT_NE(run.err.find(option.message), std::string::npos)
+            << option.arguments << ": " << run.err;
+    }
+    run = Play("--help");
+    EXPECT_EQ(run.exitCode, 0);
+    for (const char* option : {"--projection", "--layout", "--fov", "--frames", "--headset",
+                               "--head", "--runtime", "--out", "--rate"}) {
+        EXPECT_NE(run.out.find(option), std::string::npos) << option;
+    }
+}
+
+TEST_F(StereonPlayTest, MissingRuntimeIsReported) {
+    // No OpenVR runtime is installed here: asking for one fails before anything starts.
+    RunResult run = Play("--runtime openvr --out '" + dir + "/o'");
+    EXPECT_EQ(run.exitCode, 4);
+    EXPECT_NE(run.err.find("no OpenVR runtime is installed"), std::string::npos) << run.err;
+
+    run = Play("--runtime simulated --out '" + dir + "/o'",
+               "STEREON_PLAY_SIMVR_ROOT='" + dir + "/nowhere'");
+    EXPECT_EQ(run.exitCode, 4);
+    EXPECT_NE(run.err.find("the simulated headset runtime is missing"), std::string::npos)
+        << run.err;
+}
+
+TEST_F(StereonPlayTest, TestPatternShowsItsFrontAheadAndStopsByItself) {
+    const std::string out = dir + "/pattern";
+    const RunResult run = Play("--frames 5 --eye-size 64x64 --out '" + out + "'");
+    ASSERT_EQ(run.exitCode, 0) << run.out << run.err;
+    Picture left;
+    ASSERT_TRUE(ReadPng(out + "/left.png", left));
+    // Left of the front meridian, just below the horizon: the front's green, between grid
+    // lines and away from the labels.
+    const std::uint8_t* ahead = left.At(28, 36);
+    EXPECT_GT(ahead[1], ahead[0] + 40) << Describe(ahead);
+    EXPECT_GT(ahead[1], ahead[2] + 40) << Describe(ahead);
+    // Upright and not mirrored: lighter towards up, the left's blue on the left and the
+    // right's red on the right.
+    const std::uint8_t* above = left.At(20, 8);
+    const std::uint8_t* below = left.At(20, 56);
+    EXPECT_GT(above[0] + above[1] + above[2], below[0] + below[1] + below[2] + 100)
+        << Describe(above) << " over " << Describe(below);
+    const std::uint8_t* leftSide = left.At(1, 44);
+    EXPECT_GT(leftSide[2], leftSide[0] + 60) << Describe(leftSide);
+    const std::uint8_t* rightSide = left.At(62, 44);
+    EXPECT_GT(rightSide[0], rightSide[2] + 60) << Describe(rightSide);
+    EXPECT_GE(Summary(out)["frames"]["shown"].get<int>(), 5);
+}
+
+}  // namespace

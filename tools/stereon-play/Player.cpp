@@ -1,0 +1,309 @@
+#include "Player.h"
+
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <atomic>
+#include <cerrno>
+#include <chrono>
+#include <cstdio>
+#include <cstring>
+#include <fstream>
+#include <future>
+#include <memory>
+#include <nlohmann/json.hpp>
+#include <thread>
+
+#include "ContactSheet.h"
+#include "GB/Device.h"
+#include "IStereonService.h"
+#include "Progress.h"
+#include "ShowMonitor.h"
+#include "StereonExports.h"
+
+namespace stnplay {
+
+namespace {
+
+std::atomic<bool> stopRequested(false);
+
+constexpr STN::ClientHandle kClient = 1;
+constexpr std::int64_t kPatternFrames = 300;
+constexpr std::size_t kMoments = 4;
+
+STN::VideoProjection ProjectionValue(const std::string& name) {
+    return name == "flat" ? STN::kVideoProjectionFlat : STN::kVideoProjectionEquirectangular;
+}
+
+STN::StereoLayout LayoutValue(const std::string& name) {
+    if (name == "over-under") {
+        return STN::kStereoLayoutOverUnder;
+    }
+    if (name == "side-by-side") {
+        return STN::kStereoLayoutSideBySide;
+    }
+    return STN::kStereoLayoutMonoscopic;
+}
+
+bool MakeDirectories(const std::string& path, std::string& error) {
+    std::string partial;
+    for (std::size_t i = 0; i <= path.size(); ++i) {
+        if (i == path.size() || (path[i] == '/' && i > 0)) {
+            partial = path.substr(0, i);
+            if (mkdir(partial.c_str(), 0755) != 0 && errno != EEXIST) {
+                error = "cannot create " + partial + ": " + std::strerror(errno);
+                return false;
+            }
+        }
+    }
+    struct stat info {};
+    if (stat(path.c_str(), &info) != 0 || !S_ISDIR(info.st_mode)) {
+        error = path + " is not a directory";
+        return false;
+    }
+    return true;
+}
+
+nlohmann::json LatencySummary(std::vector<double> latencies) {
+    nlohmann::json result;
+    result["definition"] =
+        "milliseconds from the start of the host's UpdateVideoTexture call for a frame to the "
+        "left eye's Submit that first showed it, read from the simulated runtime's call log "
+        "(polled every millisecond); the render thread takes a waiting frame after each "
+        "WaitGetPoses";
+    result["count"] = latencies.size();
+    if (latencies.empty()) {
+        result["mean"] = nullptr;
+        result["median"] = nullptr;
+        result["p95"] = nullptr;
+        result["max"] = nullptr;
+        return result;
+    }
+    double sum = 0.0;
+    for (double value : latencies) {
+        sum += value;
+    }
+    std::sort(latencies.begin(), latencies.end());
+    result["mean"] = sum / latencies.size();
+    result["median"] = latencies[latencies.size() / 2];
+    result["p95"] = latencies[std::min(latencies.size() - 1, latencies.size() * 95 / 100)];
+    result["max"] = latencies.back();
+    return result;
+}
+
+}  // namespace
+
+void RequestStop() {
+    stopRequested = true;
+}
+
+SourceLayout Player::ChooseLayout() const {
+    const SourceLayout fromSource = source.Layout();
+    SourceLayout chosen;
+    chosen.projection = !options.projection.empty()      ? options.projection
+                        : !fromSource.projection.empty() ? fromSource.projection
+                                                         : "equirect";
+    chosen.layout = !options.layout.empty()      ? options.layout
+                    : !fromSource.layout.empty() ? fromSource.layout
+                                                 : "mono";
+    if (options.horizontalFov != 0) {
+        chosen.horizontalFov = options.horizontalFov;
+        chosen.verticalFov = options.verticalFov;
+    } else if (fromSource.horizontalFov != 0 && chosen.projection == fromSource.projection) {
+        chosen.horizontalFov = fromSource.horizontalFov;
+        chosen.verticalFov = fromSource.verticalFov;
+    } else if (chosen.projection == "flat") {
+        chosen.horizontalFov = 90;
+        chosen.verticalFov = 50;
+    } else {
+        chosen.horizontalFov = 360;
+        chosen.verticalFov = 180;
+    }
+    return chosen;
+}
+
+int Player::Run() {
+    const bool writeOut = !options.outDir.empty();
+    if (writeOut && !MakeDirectories(options.outDir, error)) {
+        return kExitUsage;
+    }
+    std::string reason;
+    boost::shared_ptr<GB::Device> created = GB::Device::Create(GB::kDeviceKind_OpenCL, &reason);
+    if (!created) {
+        created = GB::Device::Create(GB::kDeviceKind_OpenCLNoSharing, &reason);
+    }
+    if (!created) {
+        error = "no GPU device to start the library on: " + reason;
+        return kExitFailure;
+    }
+    // The library lets the device go on a thread of its own a moment after the last client
+    // left; the host waits for that before it exits, so that none of it runs during the exit.
+    const auto released = std::make_shared<std::promise<void>>();
+    std::future<void> deviceGone = released->get_future();
+    boost::shared_ptr<GB::Device> device(created.get(), [created, released](GB::Device*) mutable {
+        created.reset();
+        released->set_value();
+    });
+    created.reset();
+    const auto letGo = [&] {
+        device.reset();
+        if (deviceGone.wait_for(std::chrono::seconds(10)) != std::future_status::ready) {
+            std::fprintf(stderr, "stereon-play: the library still holds the GPU device\n");
+        }
+    };
+
+    boost::shared_ptr<STN::IStereonService> service = STN::GetStereonServiceInstance();
+    if (!service || !service->Init(device)) {
+        error = "the library did not start on " + runtime.Description() +
+                " (is another host using the headset, or did the runtime refuse?)";
+        service.reset();
+        letGo();
+        return runtime.Simulated() ? kExitFailure : kExitNoRuntime;
+    }
+    service->AddClient(kClient);
+    std::atomic<float> headYaw(0.0f);
+    service->SetHMDPoseCallback(kClient, [&headYaw](float yaw, float, float) { headYaw = yaw; });
+
+    const bool measured = runtime.Simulated();
+    ShowMonitor monitor(runtime);
+    if (measured) {
+        monitor.Start();
+    }
+    const std::int64_t target = options.frames > 0                ? options.frames
+                                : source.Name() == "test pattern" ? kPatternFrames
+                                                                  : -1;
+    const std::uint64_t momentEvery =
+        static_cast<std::uint64_t>(std::max<std::int64_t>(1, (target > 0 ? target : 240) / 4));
+    ContactSheet sheet(kMoments);
+    Progress progress(stdout);
+    std::printf("stereon-play: %s into the %s\n", source.Name().c_str(),
+                runtime.Description().c_str());
+
+    SourceLayout current;
+    bool layoutSet = false;
+    std::uint64_t delivered = 0;
+    std::uint64_t refused = 0;
+    std::uint64_t nextMoment = momentEvery;
+    const double rate = source.FrameRate();
+    const auto start = std::chrono::steady_clock::now();
+    hostcore::classref::InterfaceRef<MF::IVideoFrame> frame;
+    for (std::int64_t index = 0; !stopRequested; ++index) {
+        const std::uint64_t shownSoFar = measured ? monitor.Shown() : delivered;
+        if (target > 0 && static_cast<std::int64_t>(shownSoFar) >= target) {
+            break;
+        }
+        if (!source.Next(frame)) {
+            break;
+        }
+        const SourceLayout wanted = ChooseLayout();
+        if (!layoutSet || wanted.projection != current.projection ||
+            wanted.layout != current.layout || wanted.horizontalFov != current.horizontalFov ||
+            wanted.verticalFov != current.verticalFov) {
+            service->SetVideoLayout(ProjectionValue(wanted.projection), LayoutValue(wanted.layout),
+                                    wanted.horizontalFov, wanted.verticalFov);
+            current = wanted;
+            layoutSet = true;
+        }
+        if (options.rate == "file") {
+            std::this_thread::sleep_until(
+                start + std::chrono::duration_cast<std::chrono::steady_clock::duration>(
+                            std::chrono::duration<double>(index / rate)));
+        }
+        const std::uint64_t first = measured ? monitor.NextSequence() : 0;
+        const auto callStart = ShowMonitor::Clock::now();
+        const bool accepted = service->UpdateVideoTexture(kClient, frame);
+        const std::uint64_t end = measured ? monitor.NextSequence() : 0;
+        if (!accepted) {
+            ++refused;
+            continue;
+        }
+        ++delivered;
+        if (measured) {
+            monitor.FrameDelivered(index, callStart, first, end);
+            if (options.rate == "headset") {
+                monitor.WaitSettled(std::chrono::milliseconds(2000));
+            }
+            if (monitor.Shown() >= nextMoment) {
+                sheet.Add(runtime.CopyEye(0), runtime.CopyEye(1));
+                nextMoment += momentEvery;
+            }
+        }
+        progress.Update(delivered, measured ? monitor.Shown() : delivered,
+                        measured ? monitor.Dropped() : 0);
+    }
+    if (measured) {
+        // The last frame handed over still has to reach the headset.
+        monitor.WaitSettled(std::chrono::milliseconds(2000));
+        monitor.Stop();
+    }
+    const double seconds =
+        std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+    const std::uint64_t shown = measured ? monitor.Shown() : delivered;
+    const std::uint64_t dropped = measured ? monitor.Dropped() : 0;
+    progress.Finish(delivered, shown, dropped);
+
+    std::string sourceError = source.Error();
+    int exitCode = kExitOK;
+    if (delivered == 0) {
+        exitCode = refused > 0 ? kExitFailure : kExitBadInput;
+        error = !sourceError.empty() ? sourceError
+                : refused > 0        ? "the library refused every frame"
+                                     : "no frame could be decoded from " + source.Name();
+    } else if (!sourceError.empty()) {
+        std::fprintf(stderr, "stereon-play: warning: %s\n", sourceError.c_str());
+    }
+
+    if (writeOut) {
+        nlohmann::json summary;
+        summary["source"] = source.Name();
+        summary["runtime"] = runtime.Description();
+        summary["projection"] = current.projection;
+        summary["layout"] = current.layout;
+        summary["fov"] = {current.horizontalFov, current.verticalFov};
+        summary["frames"] = {{"delivered", delivered},
+                             {"shown", measured ? nlohmann::json(shown) : nlohmann::json()},
+                             {"dropped", measured ? nlohmann::json(dropped) : nlohmann::json()},
+                             {"refused", refused}};
+        summary["source_frame_rate"] = rate;
+        summary["seconds"] = seconds;
+        summary["latency_ms"] = measured ? LatencySummary(monitor.Latencies()) : nlohmann::json();
+        nlohmann::json pictures = nlohmann::json::object();
+        if (measured) {
+            std::string pngError;
+            if (runtime.WriteEyePng(0, options.outDir + "/left.png") &&
+                runtime.WriteEyePng(1, options.outDir + "/right.png")) {
+                pictures["left"] = "left.png";
+                pictures["right"] = "right.png";
+            } else {
+                std::fprintf(stderr, "stereon-play: the headset showed no picture to write\n");
+            }
+            sheet.Add(runtime.CopyEye(0), runtime.CopyEye(1));
+            if (sheet.Write(options.outDir + "/contact.png", pngError)) {
+                pictures["contact"] = "contact.png";
+            } else {
+                std::fprintf(stderr, "stereon-play: %s\n", pngError.c_str());
+            }
+        } else {
+            std::fprintf(stderr,
+                         "stereon-play: a real headset's pictures cannot be read back; only the "
+                         "summary is written\n");
+        }
+        summary["pictures"] = pictures;
+        std::ofstream file(options.outDir + "/summary.json", std::ios::trunc);
+        file << summary.dump(2) << '\n';
+        if (!file) {
+            std::fprintf(stderr, "stereon-play: cannot write %s/summary.json\n",
+                         options.outDir.c_str());
+        } else {
+            std::printf("stereon-play: pictures and summary in %s/\n", options.outDir.c_str());
+        }
+    }
+
+    service->ResetHMDPoseCallback(kClient);
+    service->RemoveClient(kClient);
+    service.reset();
+    letGo();
+    return exitCode;
+}
+
+}  // namespace stnplay

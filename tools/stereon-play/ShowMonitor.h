@@ -1,0 +1,87 @@
+// Watches the simulated runtime's call log while the host plays, to tell which frames the
+// headset showed, which the library dropped, and how long a shown frame took from the host's
+// call to the Submit that showed it.
+//
+// The library keeps one frame waiting: a frame handed over while the last one has not been
+// taken by the render thread yet is dropped. The render thread takes the waiting frame after
+// each WaitGetPoses and shows it with that frame's Submits. So a frame counts as shown when a
+// WaitGetPoses was logged after its call returned and before the next frame's call began, and
+// its latency runs from the start of its call to the moment the left eye's Submit that
+// followed that WaitGetPoses appeared in the log (the log is polled every millisecond).
+#pragma once
+
+#include <chrono>
+#include <condition_variable>
+#include <cstdint>
+#include <deque>
+#include <mutex>
+#include <thread>
+#include <vector>
+
+#include "HeadsetRuntime.h"
+
+namespace stnplay {
+
+class ShowMonitor {
+public:
+    typedef std::chrono::steady_clock Clock;
+
+    explicit ShowMonitor(const HeadsetRuntime& runtime);
+    ~ShowMonitor();
+
+    void Start();
+    void Stop();
+
+    // The sequence number the runtime's next call will get; taken just before and just after
+    // each UpdateVideoTexture.
+    std::uint64_t NextSequence();
+    // Frame `index` was handed over: its call started at `callStart` and spanned the runtime
+    // calls from `firstSequence` to before `endSequence`.
+    void FrameDelivered(std::int64_t index, Clock::time_point callStart,
+                        std::uint64_t firstSequence, std::uint64_t endSequence);
+
+    // Waits until every delivered frame is known shown or dropped, or `timeout` passed.
+    bool WaitSettled(std::chrono::milliseconds timeout);
+
+    std::uint64_t Delivered() const;
+    std::uint64_t Shown() const;
+    std::uint64_t Dropped() const;
+    // Milliseconds, one a shown frame, in the order shown.
+    std::vector<double> Latencies() const;
+
+private:
+    struct Entry {
+        std::uint64_t sequence;
+        Clock::time_point seen;
+    };
+    struct Frame {
+        Clock::time_point callStart;
+        std::uint64_t first;
+        std::uint64_t end;
+    };
+
+    void Run();
+    void Poll();
+    void Resolve();
+
+    const HeadsetRuntime& runtime;
+    mutable std::mutex mutex;
+    std::condition_variable changed;
+    std::thread thread;
+    bool stopping = false;
+
+    std::uint32_t read = 0;          // log entries taken so far
+    std::uint64_t nextSequence = 0;  // after the last entry taken
+    std::deque<Entry> waits;         // WaitGetPoses
+    std::deque<Entry> submits;       // Submit of the left eye
+    std::deque<Frame> frames;        // delivered, not yet settled
+    bool pendingTaken = false;       // ... and was taken by the WaitGetPoses `takenBy`
+    std::uint64_t takenBy = 0;
+
+    std::uint64_t delivered = 0;
+    std::uint64_t shown = 0;
+    std::uint64_t dropped = 0;
+    std::vector<double> latencies;
+};
+
+}  // namespace stnplay

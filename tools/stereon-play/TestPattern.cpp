@@ -1,0 +1,195 @@
+#include "TestPattern.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+#include <cstring>
+
+#include "VF/VideoFrame.h"
+#include "hostmediatypes/PixelFormat.h"
+
+namespace stnplay {
+
+namespace {
+
+// 5 x 7 glyphs, one row a string, '#' set.
+struct Glyph {
+    char c;
+    const char* rows[7];
+};
+
+const Glyph kGlyphs[] = {
+    {'A', {" ### ", "#   #", "#   #", "#####", "#   #", "#   #", "#   #"}},
+    {'B', {"#### ", "#   #", "#   #", "#### ", "#   #", "#   #", "#### "}},
+    {'C', {" ####", "#    ", "#    ", "#    ", "#    ", "#    ", " ####"}},
+    {'D', {"#### ", "#   #", "#   #", "#   #", "#   #", "#   #", "#### "}},
+    {'E', {"#####", "#    ", "#    ", "#### ", "#    ", "#    ", "#####"}},
+    {'F', {"#####", "#    ", "#    ", "#### ", "#    ", "#    ", "#    "}},
+    {'G', {" ####", "#    ", "#    ", "#  ##", "#   #", "#   #", " ####"}},
+    {'H', {"#   #", "#   #", "#   #", "#####", "#   #", "#   #", "#   #"}},
+    {'I', {"#####", "  #  ", "  #  ", "  #  ", "  #  ", "  #  ", "#####"}},
+    {'K', {"#   #", "#  # ", "# #  ", "##   ", "# #  ", "#  # ", "#   #"}},
+    {'L', {"#    ", "#    ", "#    ", "#    ", "#    ", "#    ", "#####"}},
+    {'N', {"#   #", "##  #", "# # #", "#  ##", "#   #", "#   #", "#   #"}},
+    {'O', {" ### ", "#   #", "#   #", "#   #", "#   #", "#   #", " ### "}},
+    {'P', {"#### ", "#   #", "#   #", "#### ", "#    ", "#    ", "#    "}},
+    {'R', {"#### ", "#   #", "#   #", "#### ", "# #  ", "#  # ", "#   #"}},
+    {'T', {"#####", "  #  ", "  #  ", "  #  ", "  #  ", "  #  ", "  #  "}},
+    {'U', {"#   #", "#   #", "#   #", "#   #", "#   #", "#   #", " ### "}},
+    {'W', {"#   #", "#   #", "#   #", "# # #", "# # #", "## ##", "#   #"}},
+    {'0', {" ### ", "#   #", "#  ##", "# # #", "##  #", "#   #", " ### "}},
+    {'1', {"  #  ", " ##  ", "  #  ", "  #  ", "  #  ", "  #  ", " ### "}},
+    {'2', {" ### ", "#   #", "    #", "   # ", "  #  ", " #   ", "#####"}},
+    {'3', {"#### ", "    #", "    #", " ### ", "    #", "    #", "#### "}},
+    {'4', {"   # ", "  ## ", " # # ", "#  # ", "#####", "   # ", "   # "}},
+    {'5', {"#####", "#    ", "#### ", "    #", "    #", "#   #", " ### "}},
+    {'6', {" ### ", "#    ", "#    ", "#### ", "#   #", "#   #", " ### "}},
+    {'7', {"#####", "    #", "   # ", "  #  ", " #   ", " #   ", " #   "}},
+    {'8', {" ### ", "#   #", "#   #", " ### ", "#   #", "#   #", " ### "}},
+    {'9', {" ### ", "#   #", "#   #", " ####", "    #", "    #", " ### "}},
+};
+
+const Glyph* FindGlyph(char c) {
+    for (const Glyph& glyph : kGlyphs) {
+        if (glyph.c == c) {
+            return &glyph;
+        }
+    }
+    return nullptr;
+}
+
+}  // namespace
+
+TestPattern::TestPattern(int width, int height, std::int64_t frameCount)
+    : width(width), height(height), frameCount(frameCount) {
+    base.resize(static_cast<std::size_t>(width) * height * 4);
+    const double cellX = width / 24.0;   // 15 degrees of longitude
+    const double cellY = height / 12.0;  // 15 degrees of latitude
+    for (int y = 0; y < height; ++y) {
+        const double latitude = 90.0 - (y + 0.5) * 180.0 / height;
+        for (int x = 0; x < width; ++x) {
+            const double longitude = (x + 0.5) * 360.0 / width - 180.0;
+            std::uint8_t rgb[3];
+            BackgroundColor(longitude, latitude, rgb);
+            // Lines every 15 degrees, heavier every 45; the horizon and the front meridian
+            // white.
+            const double fx = std::fmod(x + 0.5, cellX);
+            const double fy = std::fmod(y + 0.5, cellY);
+            const bool line = fx < 1.0 || fy < 1.0;
+            const bool heavy =
+                std::fmod(x + 0.5, cellX * 3) < 2.0 || std::fmod(y + 0.5, cellY * 3) < 2.0;
+            const bool axis =
+                std::abs(x + 0.5 - width / 2.0) < 1.5 || std::abs(y + 0.5 - height / 2.0) < 1.5;
+            if (axis) {
+                rgb[0] = rgb[1] = rgb[2] = 255;
+            } else if (heavy || line) {
+                const int shade = heavy ? 40 : 90;
+                for (int c = 0; c < 3; ++c) {
+                    rgb[c] = static_cast<std::uint8_t>(rgb[c] * shade / 100);
+                }
+            }
+            std::uint8_t* texel = &base[(static_cast<std::size_t>(y) * width + x) * 4];
+            texel[0] = rgb[2];
+            texel[1] = rgb[1];
+            texel[2] = rgb[0];
+            texel[3] = 255;
+        }
+    }
+    const int scale = std::max(1, height / 64);
+    const int labelY = height / 2 - height / 12;
+    DrawText(base, "FRONT", width / 2, labelY, scale);
+    DrawText(base, "RIGHT", width * 3 / 4, labelY, scale);
+    DrawText(base, "LEFT", width / 4, labelY, scale);
+    DrawText(base, "BACK", width / 16, labelY, scale);
+    DrawText(base, "BACK", width - width / 16, labelY, scale);
+    for (int i = 0; i < 4; ++i) {
+        DrawText(base, "UP", width / 8 + i * width / 4, height / 12, scale);
+        DrawText(base, "DOWN", width / 8 + i * width / 4, height - height / 12, scale);
+    }
+}
+
+void TestPattern::BackgroundColor(double longitude, double latitude, std::uint8_t rgb[3]) {
+    // Front green, right red, back grey, left blue; lighter towards up, darker towards down.
+    const double turn = std::fmod(longitude + 405.0, 360.0);  // 0 at -45 degrees
+    static const double kColors[4][3] = {
+        {60, 150, 70}, {170, 60, 55}, {110, 110, 110}, {55, 80, 170}};
+    const double* color = kColors[static_cast<int>(turn / 90.0) % 4];
+    const double light = latitude / 90.0;  // -1 .. 1
+    for (int c = 0; c < 3; ++c) {
+        double value = color[c];
+        value = light > 0 ? value + (255 - value) * light * 0.6 : value * (1.0 + light * 0.6);
+        rgb[c] = static_cast<std::uint8_t>(std::lround(value));
+    }
+}
+
+void TestPattern::DrawText(std::vector<std::uint8_t>& bgra, const char* text, int centerX,
+                           int centerY, int scale) const {
+    const int count = static_cast<int>(std::strlen(text));
+    const int advance = 6 * scale;
+    const int left = centerX - (count * advance - scale) / 2;
+    const int top = centerY - 7 * scale / 2;
+    for (int i = 0; i < count; ++i) {
+        const Glyph* glyph = FindGlyph(text[i]);
+        if (glyph == nullptr) {
+            continue;
+        }
+        // A dark outline one pixel around each dot keeps the text readable on every colour.
+        for (int pass = 0; pass < 2; ++pass) {
+            for (int row = 0; row < 7; ++row) {
+                for (int column = 0; column < 5; ++column) {
+                    if (glyph->rows[row][column] != '#') {
+                        continue;
+                    }
+                    const int grow = pass == 0 ? 1 : 0;
+                    for (int dy = -grow; dy < scale + grow; ++dy) {
+                        for (int dx = -grow; dx < scale + grow; ++dx) {
+                            const int x = left + i * advance + column * scale + dx;
+                            const int y = top + row * scale + dy;
+                            if (x < 0 || y < 0 || x >= width || y >= height) {
+                                continue;
+                            }
+                            std::uint8_t* texel =
+                                &bgra[(static_cast<std::size_t>(y) * width + x) * 4];
+                            const std::uint8_t value = pass == 0 ? 20 : 250;
+                            texel[0] = texel[1] = texel[2] = value;
+                        }
+                    }
+                }
+            }
+        }
+    }
+}
+
+bool TestPattern::Next(hostcore::classref::InterfaceRef<MF::IVideoFrame>& frame) {
+    if (frameCount >= 0 && next >= frameCount) {
+        return false;
+    }
+    hostcore::classref::InterfaceRef<MF::IVideoFrame> created;
+    if (VF::CreateHostVideoFrame(created, hostmediatypes::kPixelFormat_ARGB_4444_8u, width,
+                                 height) != VF::kCreateResult_OK) {
+        return false;
+    }
+    const auto memory = created.QueryInterface<VF::IVideoFrame2DPixelMemoryAccess>();
+    const auto pixels = created.QueryInterface<VF::IVideoFrameMemoryAccess>();
+    if (!memory || !pixels) {
+        return false;
+    }
+    std::vector<std::uint8_t> picture = base;
+    char number[32];
+    std::snprintf(number, sizeof number, "%lld", static_cast<long long>(next));
+    const int scale = std::max(1, height / 96);
+    DrawText(picture, number, width / 2, height / 2 + height / 14, scale);
+    std::uint8_t* rows = static_cast<std::uint8_t*>(pixels->GetPixels());
+    const int rowBytes = memory->GetRowBytes();
+    // Host frames are stored bottom row first.
+    for (int y = 0; y < height; ++y) {
+        std::memcpy(rows + static_cast<std::size_t>(height - 1 - y) * rowBytes,
+                    &picture[static_cast<std::size_t>(y) * width * 4],
+                    static_cast<std::size_t>(width) * 4);
+    }
+    frame = created;
+    ++next;
+    return true;
+}
+
+}  // namespace stnplay
