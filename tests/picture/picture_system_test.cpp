@@ -5,6 +5,7 @@
 #include <algorithm>
 
 #include "IHMDManager.h"
+#include "frame_without.h"
 
 namespace picturetest {
 namespace {
@@ -12,40 +13,7 @@ namespace {
 using hostcore::classref::InterfaceID;
 using hostcore::classref::NullInterfaceException;
 
-// A host frame that lacks one interface of the frame it wraps.
-class FrameWithout : public hostcore::classref::RefCountedObject, public MF::IVideoFrame {
-public:
-    FrameWithout(const FrameRef& inner, const InterfaceID& refused)
-        : inner(inner), refused(refused) {}
-    HOSTCORE_IMPLEMENT_REFCOUNT
-    void* QueryInterface(const InterfaceID& id) const override {
-        if (id == MF::IVideoFrame::kInterfaceID) {
-            AddRef();
-            return static_cast<MF::IVideoFrame*>(const_cast<FrameWithout*>(this));
-        }
-        return id == refused ? nullptr : inner->QueryInterface(id);
-    }
-    std::int32_t QueryFrameInterface(const InterfaceID& id, void** out) const override {
-        if (id == refused) {
-            *out = nullptr;
-            return MF::kFrameResult_NoInterface;
-        }
-        return inner->QueryFrameInterface(id, out);
-    }
-    MF::Rect GetBounds() const override { return inner->GetBounds(); }
-    hostmediatypes::PixelAspectRatio GetPixelAspectRatio() const override {
-        return inner->GetPixelAspectRatio();
-    }
-    hostmediatypes::PixelFormat GetPixelFormat() const override { return inner->GetPixelFormat(); }
-    hostmediatypes::color::ColorSpace GetColorSpace() const override {
-        return inner->GetColorSpace();
-    }
-    MF::FieldType GetFieldType() const override { return inner->GetFieldType(); }
-
-private:
-    FrameRef inner;
-    InterfaceID refused;
-};
+using stereon::test::FrameWithout;
 
 // Quarter centres: 45 and 135 degrees either side of ahead across the width, 22.5 and 67.5
 // degrees above and below the horizon down the height.

@@ -28,6 +28,7 @@
 #include "UploadSynchronizer.h"
 #include "UsageMetrics.h"
 #include "VF/VideoFrame.h"
+#include "frame_without.h"
 #include "gl_test_context.h"
 #include "simvr/simvr_control.h"
 #include "simvr/simvr_setup.h"
@@ -42,40 +43,7 @@ using FrameRef = InterfaceRef<MF::IVideoFrame>;
 constexpr STN::ClientHandle kClient = 0x1001;
 constexpr STN::ClientHandle kOtherClient = 0x2002;
 
-// A host frame that lacks one interface of the frame it wraps.
-class FrameWithout : public hostcore::classref::RefCountedObject, public MF::IVideoFrame {
-public:
-    FrameWithout(const FrameRef& inner, const InterfaceID& refused)
-        : inner(inner), refused(refused) {}
-    HOSTCORE_IMPLEMENT_REFCOUNT
-    void* QueryInterface(const InterfaceID& id) const override {
-        if (id == MF::IVideoFrame::kInterfaceID) {
-            AddRef();
-            return static_cast<MF::IVideoFrame*>(const_cast<FrameWithout*>(this));
-        }
-        return id == refused ? nullptr : inner->QueryInterface(id);
-    }
-    std::int32_t QueryFrameInterface(const InterfaceID& id, void** out) const override {
-        if (id == refused) {
-            *out = nullptr;
-            return MF::kFrameResult_NoInterface;
-        }
-        return inner->QueryFrameInterface(id, out);
-    }
-    MF::Rect GetBounds() const override { return inner->GetBounds(); }
-    hostmediatypes::PixelAspectRatio GetPixelAspectRatio() const override {
-        return inner->GetPixelAspectRatio();
-    }
-    hostmediatypes::PixelFormat GetPixelFormat() const override { return inner->GetPixelFormat(); }
-    hostmediatypes::color::ColorSpace GetColorSpace() const override {
-        return inner->GetColorSpace();
-    }
-    MF::FieldType GetFieldType() const override { return inner->GetFieldType(); }
-
-private:
-    FrameRef inner;
-    InterfaceID refused;
-};
+using stereon::test::FrameWithout;
 
 // The colour of texel (x, y) of test picture `picture`, as R, G, B, A.
 void PatternColor(int picture, int x, int y, std::uint8_t rgba[4]) {
