@@ -148,7 +148,11 @@ TEST_F(StereonPlayTest, PlaysAnEncodedVideoIntoBothEyesUpright) {
     const nlohmann::json summary = Summary(out);
     ASSERT_TRUE(summary.is_object());
     const nlohmann::json& frames = summary["frames"];
-    EXPECT_GE(frames["shown"].get<int>(), 6);
+    // At the file's rate a slow renderer drops frames, and the file may run out before six
+    // were shown: the player stops at six shown or at the end of the file, whichever is first.
+    EXPECT_GE(frames["shown"].get<int>(), 1);
+    EXPECT_TRUE(frames["shown"].get<int>() >= 6 || frames["delivered"].get<int>() == plan.frames)
+        << frames.dump();
     EXPECT_EQ(frames["delivered"].get<int>(),
               frames["shown"].get<int>() + frames["dropped"].get<int>());
     EXPECT_LE(frames["delivered"].get<int>(), plan.frames);
