@@ -6,9 +6,17 @@
 #include <boost/interprocess/permissions.hpp>
 #include <boost/interprocess/shared_memory_object.hpp>
 
+#include <cerrno>
 #include <chrono>
 #include <cstdint>
 #include <thread>
+
+#ifdef _WIN32
+#include <windows.h>
+#else
+#include <signal.h>
+#include <unistd.h>
+#endif
 
 namespace STN {
 
@@ -18,8 +26,39 @@ const char MachineLock::kDefaultName[] = "STN";
 
 namespace {
 
-// The lock word and the room the named mutex takes in shared memory.
+// The lock word and the room the named mutex takes in shared memory; the holder's process
+// identifier follows the lock word.
 const ipc::offset_t kObjectSize = 12;
+
+std::uint32_t* LockWord(void* address) {
+    return static_cast<std::uint32_t*>(address);
+}
+std::uint32_t* HolderWord(void* address) {
+    return static_cast<std::uint32_t*>(address) + 1;
+}
+
+std::uint32_t CurrentProcess() {
+#ifdef _WIN32
+    return static_cast<std::uint32_t>(GetCurrentProcessId());
+#else
+    return static_cast<std::uint32_t>(getpid());
+#endif
+}
+
+bool ProcessIsAlive(std::uint32_t process) {
+#ifdef _WIN32
+    HANDLE handle = OpenProcess(PROCESS_QUERY_LIMITED_INFORMATION, FALSE, process);
+    if (handle == nullptr) {
+        return GetLastError() == ERROR_ACCESS_DENIED;
+    }
+    DWORD code = 0;
+    const bool alive = GetExitCodeProcess(handle, &code) && code == STILL_ACTIVE;
+    CloseHandle(handle);
+    return alive;
+#else
+    return kill(static_cast<pid_t>(process), 0) == 0 || errno == EPERM;
+#endif
+}
 
 ipc::shared_memory_object OpenOrCreate(const std::string& name) {
     ipc::permissions everyone;
@@ -32,9 +71,9 @@ ipc::shared_memory_object OpenOrCreate(const std::string& name) {
     return object;
 }
 
-bool CompareExchange(void* address, std::uint32_t expected, std::uint32_t desired) {
-    return __atomic_compare_exchange_n(static_cast<std::uint32_t*>(address), &expected, desired,
-                                       false, __ATOMIC_ACQ_REL, __ATOMIC_ACQUIRE);
+bool CompareExchange(std::uint32_t* address, std::uint32_t expected, std::uint32_t desired) {
+    return __atomic_compare_exchange_n(address, &expected, desired, false, __ATOMIC_ACQ_REL,
+                                       __ATOMIC_ACQUIRE);
 }
 
 }  // namespace
@@ -54,7 +93,8 @@ bool MachineLock::Acquire(const boost::posix_time::ptime& deadline) const {
         // Spin a little, then back off to short sleeps: the holder keeps the lock for a whole
         // run, so a waiter mostly waits out its deadline.
         for (unsigned attempt = 0;; ++attempt) {
-            if (CompareExchange(word, 0, 1)) {
+            if (CompareExchange(LockWord(word), 0, 1)) {
+                __atomic_store_n(HolderWord(word), CurrentProcess(), __ATOMIC_RELEASE);
                 return true;
             }
             if (boost::posix_time::microsec_clock::universal_time() >= deadline) {
@@ -76,13 +116,37 @@ void MachineLock::Release() const {
     try {
         ipc::shared_memory_object object = OpenOrCreate(name);
         ipc::mapped_region region(object, ipc::read_write, 0, kObjectSize);
-        CompareExchange(region.get_address(), 1, 0);
+        void* word = region.get_address();
+        __atomic_store_n(HolderWord(word), 0u, __ATOMIC_RELEASE);
+        CompareExchange(LockWord(word), 1, 0);
     } catch (const ipc::interprocess_exception&) {
     }
 }
 
 void MachineLock::Remove() const {
     ipc::shared_memory_object::remove(name.c_str());
+}
+
+bool MachineLock::RemoveAbandoned() const {
+    try {
+        ipc::shared_memory_object object(ipc::open_only, name.c_str(), ipc::read_only);
+        ipc::offset_t size = 0;
+        if (object.get_size(size) && size >= kObjectSize) {
+            ipc::mapped_region region(object, ipc::read_only, 0, kObjectSize);
+            void* word = region.get_address();
+            const std::uint32_t holder = __atomic_load_n(HolderWord(word), __ATOMIC_ACQUIRE);
+            // A holder of 0 is a lock taken by a build that did not record its process: it
+            // cannot be told from an abandoned one.
+            if (__atomic_load_n(LockWord(word), __ATOMIC_ACQUIRE) == 1 && holder != 0 &&
+                ProcessIsAlive(holder)) {
+                return false;
+            }
+        }
+    } catch (const ipc::interprocess_exception&) {
+        // No object, or one that cannot be read: nothing a live host could be holding.
+    }
+    Remove();
+    return true;
 }
 
 bool MachineLock::IsTaken() const {

@@ -3,7 +3,8 @@
 // A named object in shared memory whose first word is the lock: 0 free, 1 taken, changed only by
 // compare-exchange. Taking it closes the handle again without unlocking, so the word stays 1 for
 // as long as the run lasts, across processes; releasing opens the object again and puts it back
-// to 0, whoever took it. A process that died holding it leaves it taken until Remove.
+// to 0, whoever took it. The second word names the process that took it, so that a lock left
+// behind by a process that died can be told from one a running host holds.
 #pragma once
 
 #include <boost/date_time/posix_time/posix_time_types.hpp>
@@ -26,9 +27,12 @@ public:
     bool Acquire() const;
     // Opens or creates the object and sets the word from 1 to 0.
     void Release() const;
-    // Removes the name, discarding whatever lock a crashed process left behind. Processes that
-    // have it open keep their view; nobody does between Acquire and Release.
+    // Removes the name, discarding whatever lock it holds. Processes that have it open keep
+    // their view; nobody does between Acquire and Release.
     void Remove() const;
+    // Removes the name unless the lock is held by a process that is still alive: clears what a
+    // crashed host left behind without taking the headset from a running one. True when removed.
+    bool RemoveAbandoned() const;
     // Whether the word is 1 now; false when the object does not exist. Diagnostic snapshot.
     bool IsTaken() const;
 

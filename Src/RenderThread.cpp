@@ -5,10 +5,12 @@
 #include <boost/weak_ptr.hpp>
 
 #include <algorithm>
+#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <mutex>
 #include <string>
+#include <thread>
 
 #include "AssertionSite.h"
 #include "GB/CudaDriver.h"
@@ -146,8 +148,9 @@ RenderThread::RenderThread()
       deferredExecutor(
           hostcore::threads::CreateSubExecutor(hostcore::threads::CreateIOBoundExecutor(), -1)) {
     uploadSynchronizer.reset(new UploadSynchronizer());
-    // A lock a crashed process left behind would otherwise keep the headset from everyone.
-    MachineLock().Remove();
+    // A lock a crashed process left behind would otherwise keep the headset from everyone; one
+    // that a running host holds stays, so that this process's Init waits and fails.
+    MachineLock().RemoveAbandoned();
 }
 
 RenderThread::~RenderThread() {
@@ -333,12 +336,17 @@ void RenderThread::StartRenderThread() {
 }
 
 void RenderThread::Stop() {
+    // Cleared first, so that a host thread's frame cannot start an upload into what is about to
+    // be freed; one already under way is waited for.
+    initialized = false;
+    while (uploadsInFlight.load() != 0) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
     if (threadStarted) {
         thread.interrupt();
         thread.join();
         threadStarted = false;
     }
-    initialized = false;
 
     if (uploadContext) {
         ScopedContextLock scope(uploadContext);
@@ -442,20 +450,18 @@ bool RenderThread::UpdateVideoTexture(
     ClientHandle handle, const hostcore::classref::InterfaceRef<MF::IVideoFrame>& frame,
     VideoProjection projection, StereoLayout stereoLayout, std::uint32_t horizontalFov,
     std::uint32_t verticalFov) {
+    // Stop waits for an upload under way before it frees the contexts and textures; an upload
+    // that starts once Stop has begun finds the library stopped.
+    const UploadInFlight inFlight(uploadsInFlight);
     if (!initialized || handle != activeClient) {
         return false;
     }
     if (skipRendering) {
         return true;
     }
-    {
-        // The render thread has not taken the last frame yet: drop this one rather than wait
-        // for it. The look is locked because the render thread clears the flag; it waits at
-        // most for one frame's drawing.
-        hostcore::threads::RecursiveMutex::ScopedLock lock(frameMutex, "Update video texture.");
-        if (uploadSynchronizer->pending) {
-            return true;
-        }
+    // The render thread has not taken the last frame yet: drop this one rather than wait.
+    if (uploadSynchronizer->pending) {
+        return true;
     }
     const MF::Rect bounds = frame->GetBounds();
     if (bounds.width <= 0 || bounds.height <= 0) {

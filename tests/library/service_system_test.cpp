@@ -565,6 +565,28 @@ TEST_F(ServiceSystemTest, SecondProcessCannotTakeTheHeadset) {
     ExpectNothingRunning();
 }
 
+TEST_F(ServiceSystemTest, AHostStartingWhileAnotherRunsCannotTakeTheHeadset) {
+    // The other host is already running when this one loads the library and builds its
+    // service: building must not discard the running host's lock.
+    ChildHost other;
+    ASSERT_TRUE(other.Start());
+    ASSERT_EQ(other.ReadLine(), "ready");
+
+    boost::shared_ptr<STN::IStereonService> service = Library().getService();
+    EXPECT_TRUE(STN::MachineLock().IsTaken());
+    EXPECT_FALSE(service->Init(device));
+    EXPECT_TRUE(STN::MachineLock().IsTaken());
+    other.Send("status");
+    EXPECT_EQ(other.ReadLine(), "initialized 1");
+
+    other.Send("quit");
+    EXPECT_EQ(other.ReadLine(), "stopped 0");
+    other.Wait();
+    ASSERT_TRUE(service->Init(device));
+    service->RemoveClient(1);
+    ExpectNothingRunning();
+}
+
 TEST_F(ServiceSystemTest, LockOfAKilledProcessIsClearedByTheNextStart) {
     {
         ChildHost other;
