@@ -117,8 +117,21 @@ private:
 
     bool InitRendering();
 
+    // Counts a host thread's frame for as long as it may touch the upload context and textures.
+    class UploadInFlight {
+    public:
+        explicit UploadInFlight(std::atomic<int>& count) : count(count) { ++count; }
+        ~UploadInFlight() { --count; }
+        UploadInFlight(const UploadInFlight&) = delete;
+        UploadInFlight& operator=(const UploadInFlight&) = delete;
+
+    private:
+        std::atomic<int>& count;
+    };
+
     // Host threads, the render thread and the deferred stop read these two without a common lock.
     std::atomic<bool> initialized{false};
+    std::atomic<int> uploadsInFlight{0};
     boost::shared_ptr<GB::Device> device;
     hostcore::utility::SmallBlockVector<ClientHandle> clients;
     std::atomic<ClientHandle> activeClient{0};

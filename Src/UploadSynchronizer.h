@@ -4,6 +4,7 @@
 
 #include <boost/shared_ptr.hpp>
 
+#include <atomic>
 #include <cstdint>
 
 #include "hostmediatypes/PixelAspectRatio.h"
@@ -20,12 +21,13 @@ class ITexture;
 // side-by-side left and right.
 typedef std::int32_t EyeRegion;
 
-// Every field but a writer's first look at `pending` is accessed under the render thread's
-// frameMutex. Only the upload path writes the texture at backIndex; only the render thread
-// swaps.
+// Every field but `pending` is accessed under the render thread's frameMutex. A writer's first
+// look at `pending` is made without it, so that a frame arriving while the last one waits is
+// dropped without waiting for a whole frame's drawing. Only the upload path writes the texture
+// at backIndex, and only while `pending` is clear; only the render thread swaps.
 class UploadSynchronizer {
 public:
-    bool pending = false;
+    std::atomic<bool> pending{false};
     bool verticalFlip = false;
     bool redBlueSwap = false;
     bool showPlaceholder = false;

@@ -114,12 +114,10 @@ bool VideoFrameUploader::UploadCpuFrame(const VideoFrameRef& frame, bool& vertic
             QueryFrame<VF::IVideoFrame2DPixelMemoryAccess>(frame);
         const void* pixels = memory->GetPixels();
         const std::int32_t rowBytes = rows->GetRowBytes();
-        // GL would read past the frame's memory: short rows, bottom-up rows, or a buffer
-        // smaller than the rows claim.
+        // GL would read past the frame's rows: rows shorter than the picture, or bottom-up.
         if (pixels == nullptr || rowBytes <= 0 ||
             static_cast<std::uint64_t>(rowBytes) <
-                static_cast<std::uint64_t>(width) * kHostFrameBytesPerPixel ||
-            static_cast<std::uint64_t>(rowBytes) * height > memory->GetSizeInBytes()) {
+                static_cast<std::uint64_t>(width) * kHostFrameBytesPerPixel) {
             return false;
         }
         UploadBufferToTexture(pixels, width, height, format, static_cast<std::uint32_t>(rowBytes));

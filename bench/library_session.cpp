@@ -94,9 +94,7 @@ bool LibrarySession::Send(const FrameRef& frame) {
 }
 
 bool LibrarySession::Pending() const {
-    // The flag is the library's, written under a lock of its own; an atomic load is as close
-    // as an outside observer gets.
-    return __atomic_load_n(&sync->pending, __ATOMIC_ACQUIRE);
+    return sync->pending;
 }
 
 bool LibrarySession::WaitForHandOver(double timeoutMs) {

@@ -30,6 +30,15 @@ std::string GetLastErrorText() {
     return text;
 }
 
+// EGL keeps the current context per client API, and each thread starts on OpenGL ES: a thread
+// that never chose desktop OpenGL asks and releases the wrong slot. Drivers that track one
+// current context for all APIs (Mesa with libglvnd) hide this; others do not.
+void UseOpenGLOnThisThread() {
+    if (eglQueryAPI() != EGL_OPENGL_API) {
+        eglBindAPI(EGL_OPENGL_API);
+    }
+}
+
 }  // namespace
 
 bool GraphicsContextOGL::CreateVersionedContext(
@@ -62,7 +71,8 @@ bool GraphicsContextOGL::CreateVersionedContext(
                                  EGL_CONTEXT_OPENGL_CORE_PROFILE_BIT,
                                  EGL_NONE};
     EGLContext created = EGL_NO_CONTEXT;
-    if (deviceContext != EGL_NO_DISPLAY && eglBindAPI(EGL_OPENGL_API) == EGL_TRUE) {
+    UseOpenGLOnThisThread();
+    if (deviceContext != EGL_NO_DISPLAY && eglQueryAPI() == EGL_OPENGL_API) {
         created = eglCreateContext(deviceContext, EGL_NO_CONFIG_KHR, shareContext, attributes);
     }
     if (created == EGL_NO_CONTEXT) {
@@ -87,6 +97,7 @@ bool GraphicsContextOGL::CreateVersionedContext(
 }
 
 bool GraphicsContextOGL::IsCurrent() {
+    UseOpenGLOnThisThread();
     return eglGetCurrentDisplay() == deviceContext && eglGetCurrentContext() == glContext;
 }
 
@@ -100,6 +111,7 @@ void GraphicsContextOGL::MakeCurrent() {
 }
 
 void GraphicsContextOGL::ClearCurrent() {
+    UseOpenGLOnThisThread();
     // Releasing needs a display; use the one that is current, whichever context that is.
     const EGLDisplay current = eglGetCurrentDisplay();
     if (current == EGL_NO_DISPLAY) {
