@@ -23,6 +23,7 @@
 #include "VF/VideoFrame.h"
 #include "hostcore/classref.h"
 #include "hostcore/config.h"
+#include "hostcore/debug.h"
 #include "simvr/simvr_control.h"
 #include "simvr/simvr_setup.h"
 
@@ -70,11 +71,18 @@ inline FrameRef PatternFrame(int marker, int width = kFrameWidth, int height = k
     return frame;
 }
 
+// A pixel of an eye's last submitted image, counted from its bottom left as OpenGL stores it.
+inline std::vector<int> EyePixel(std::uint32_t eye, int x, int y) {
+    std::uint8_t rgba[4] = {};
+    EXPECT_EQ(simvr_get_eye_pixel(eye, static_cast<std::uint32_t>(x), static_cast<std::uint32_t>(y),
+                                  rgba),
+              1);
+    return {rgba[0], rgba[1], rgba[2], rgba[3]};
+}
+
 // The centre pixel of an eye's last submitted image.
 inline std::vector<int> CentrePixel(std::uint32_t eye) {
-    std::uint8_t rgba[4] = {};
-    EXPECT_EQ(simvr_get_eye_pixel(eye, kEyeSize / 2, kEyeSize / 2, rgba), 1);
-    return {rgba[0], rgba[1], rgba[2], rgba[3]};
+    return EyePixel(eye, kEyeSize / 2, kEyeSize / 2);
 }
 
 // Either grey of the checkerboard.
@@ -131,6 +139,10 @@ protected:
         }
         service = STN::GetStereonServiceInstance();
         ASSERT_TRUE(service);
+        StartHost();
+    }
+    // Starts the library as the host does and hands it the callbacks; again after a stop.
+    void StartHost() {
         ASSERT_TRUE(service->Init(device));
         service->AddClient(kClient);
         const boost::shared_ptr<PoseRecord> record = poses;
@@ -161,6 +173,7 @@ protected:
             service.reset();
         }
         device.reset();
+        hostcore::debug::DebugDatabase::Instance().ClearEntries();
         simvr::ResetRuntime();
         simvr::ClearEnvironment();
         std::system(("rm -rf '" + home + "'").c_str());

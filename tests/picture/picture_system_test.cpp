@@ -35,6 +35,22 @@ TEST_F(PictureTest, MonoscopicFrameSurroundsTheViewerAndTurnsWithTheHead) {
         EXPECT_EQ(CentrePixel(0), PatternColor(c.column, c.row, 11));
         EXPECT_EQ(CentrePixel(1), PatternColor(c.column, c.row, 11));
     }
+    // Away from the centre the picture keeps its orientation: the eye's right edge looks
+    // further right, its top edge higher. From 22.5 degrees down, the pixels near the side
+    // edges look about 49 degrees to either side, those near the top and bottom edges about
+    // 47 degrees up or down. The directions are kept away from where texels blend.
+    LookAndWait(90.0f, -22.5f);
+    for (std::uint32_t eye = 0; eye < 2; ++eye) {
+        SCOPED_TRACE(::testing::Message() << "eye " << eye);
+        EXPECT_EQ(EyePixel(eye, 60, 32), PatternColor(3, 1, 11));
+        EXPECT_EQ(EyePixel(eye, 3, 32), PatternColor(2, 1, 11));
+    }
+    LookAndWait(45.0f, -22.5f);
+    for (std::uint32_t eye = 0; eye < 2; ++eye) {
+        SCOPED_TRACE(::testing::Message() << "eye " << eye);
+        EXPECT_EQ(EyePixel(eye, 32, 60), PatternColor(2, 2, 11));
+        EXPECT_EQ(EyePixel(eye, 32, 3), PatternColor(2, 0, 11));
+    }
     // Every frame drawn went to both eyes of the frame the runtime was on.
     std::uint64_t left = 0, right = 0;
     ASSERT_EQ(simvr_get_eye_image_info(0, nullptr, nullptr, &left), 1);
@@ -136,17 +152,78 @@ TEST_F(PictureTest, PoseCallbackTellsYawPitchAndRollOfKnownPoses) {
     EXPECT_EQ(poses->calls, calls);
 }
 
-TEST_F(PictureTest, FlatFootageShowsTheCheckerboard) {
-    // Theater mode does not draw a room yet: flat frames fall back to the checkerboard.
-    service->SetVideoLayout(0, 0, 360, 180);
-    Look(45.0f, -67.5f);
+TEST_F(PictureTest, AlmostTheWholeHeightLeavesThinBlackCapsAtThePoles) {
+    // An odd eye size puts a pixel's centre exactly on the line of sight.
+    constexpr int kOddEye = 65;
+    service->RemoveClient(kClient);
+    simvr_set_render_target_size(kOddEye, kOddEye);
+    StartHost();
+    service->SetVideoLayout(1, 0, 360, 179);
     Show(PatternFrame(51));
-    EXPECT_TRUE(IsCheckerboard(CentrePixel(0))) << ::testing::PrintToString(CentrePixel(0));
-    EXPECT_TRUE(IsCheckerboard(CentrePixel(1))) << ::testing::PrintToString(CentrePixel(1));
+    struct Case {
+        float up;
+        bool black;
+        int row;
+    };
+    // The picture reaches half a degree short of each pole.
+    const Case cases[] = {{90.0f, true, 0},
+                          {89.8f, true, 0},
+                          {89.0f, false, 3},
+                          {-89.0f, false, 0},
+                          {-90.0f, true, 0}};
+    for (const Case& c : cases) {
+        SCOPED_TRACE(::testing::Message() << "up " << c.up);
+        LookAndWait(45.0f, c.up);
+        for (std::uint32_t eye = 0; eye < 2; ++eye) {
+            const std::vector<int> pixel = EyePixel(eye, kOddEye / 2, kOddEye / 2);
+            if (c.black) {
+                EXPECT_EQ(pixel, (std::vector<int>{0, 0, 0, 255}));
+            } else {
+                EXPECT_EQ(pixel[1], QuarterGreen(c.row));
+                EXPECT_EQ(pixel[2], 51);
+            }
+        }
+    }
+}
 
-    service->SetVideoLayout(1, 0, 360, 180);
+TEST_F(PictureTest, FlatFootageWithoutTheaterShowsTwentyDegreeSquaresThatTurnWithTheView) {
+    // With the room switched off, flat footage has the checkerboard around the viewer.
+    service->RemoveClient(kClient);
+    hostcore::debug::DebugDatabase::Instance().SetEntry("Stereon.EnableTheaterMode", "false");
+    StartHost();
+    service->SetVideoLayout(0, 2, 360, 180);  // flat footage ignores the stereo layout
     Show(PatternFrame(52));
-    EXPECT_EQ(CentrePixel(0), PatternColor(2, 0, 52));
+
+    const std::vector<int> dark{51, 51, 51, 255};
+    const std::vector<int> light{128, 128, 128, 255};
+    struct Case {
+        float right, up;
+        bool dark;
+    };
+    // Squares of 20 degrees of azimuth and altitude, counted from straight ahead on the
+    // horizon; each case is 10 degrees from the nearest edge.
+    const Case cases[] = {{10.0f, 10.0f, true},   {30.0f, 10.0f, false}, {-10.0f, 10.0f, false},
+                          {10.0f, -10.0f, false}, {10.0f, 30.0f, false}, {30.0f, 30.0f, true},
+                          {-30.0f, -30.0f, true}, {50.0f, 10.0f, true},  {170.0f, 10.0f, true}};
+    for (const Case& c : cases) {
+        SCOPED_TRACE(::testing::Message() << "right " << c.right << ", up " << c.up);
+        LookAndWait(c.right, c.up);
+        EXPECT_EQ(CentrePixel(0), c.dark ? dark : light);
+        EXPECT_EQ(CentrePixel(1), c.dark ? dark : light);
+    }
+    // Turning the view by one square's width moves every square over by one.
+    service->SetViewOrientation(20.0f, 0.0f);
+    LookAndWait(10.0f, 10.0f);
+    EXPECT_EQ(CentrePixel(0), light);
+    LookAndWait(30.0f, 10.0f);
+    EXPECT_EQ(CentrePixel(0), dark);
+    service->SetViewOrientation(0.0f, 0.0f);
+
+    // Spherical footage again: the picture is back.
+    service->SetVideoLayout(1, 0, 360, 180);
+    Look(45.0f, -67.5f);
+    Show(PatternFrame(53));
+    EXPECT_EQ(CentrePixel(0), PatternColor(2, 0, 53));
 }
 
 TEST_F(PictureTest, FrameWhileTheLastIsPendingIsDroppedAndCountsNowhere) {
@@ -383,6 +460,45 @@ TEST_F(PictureTest, FramesAtFullSpeedWhileClientsComeAndGo) {
     EXPECT_EQ(Metric("MonoscopicFramesPlayed"), Metric("CPUFramesPlayed"));
 }
 
+TEST_F(PictureTest, FramesInFlightWhileTheHostStopsAndStartsAgain) {
+    service->SetVideoLayout(1, 0, 360, 180);
+    std::atomic<bool> done{false};
+    std::atomic<int> accepted{0};
+    std::thread frames([&] {
+        const FrameRef pictures[2] = {PatternFrame(131), PatternFrame(132, 32, 16)};
+        for (int i = 0; !done; ++i) {
+            // Refused while stopped; never a crash or a frame into freed textures.
+            if (Send(pictures[i % 2])) {
+                ++accepted;
+            }
+        }
+    });
+    constexpr int kCycles = 4;
+    for (int i = 0; i < kCycles; ++i) {
+        Passes(2);
+        if (i % 2 == 0) {
+            service->RemoveClient(kClient);
+        } else {
+            // The host lets go of the headset and nobody takes it over: the deferred stop.
+            ASSERT_TRUE(service->ResetHMDPoseCallback(kClient));
+            for (int wait = 0; wait < 30000 && service->IsInitialized(); ++wait) {
+                std::this_thread::sleep_for(std::chrono::milliseconds(1));
+            }
+            service->RemoveClient(kClient);
+        }
+        EXPECT_FALSE(service->IsInitialized());
+        StartHost();
+    }
+    done = true;
+    frames.join();
+    EXPECT_GT(accepted, 0);
+
+    Look(45.0f, -67.5f);
+    Passes(2);
+    Show(PatternFrame(133));
+    EXPECT_EQ(CentrePixel(0), PatternColor(2, 0, 133));
+}
+
 // A frame on an OpenCL device that cannot share with OpenGL is read back through host memory
 // and arrives bottom up: the picture is turned over, so its first row is at the zenith.
 TEST_F(PictureTest, FrameReadBackFromTheDeviceIsTurnedOver) {
@@ -432,6 +548,15 @@ TEST_F(PictureTest, FrameReadBackFromTheDeviceIsTurnedOver) {
     Look(45.0f, -45.0f);
     Show(frame);
     EXPECT_NEAR(CentrePixel(0)[1], QuarterGreen(1), 1);
+    EXPECT_NEAR(CentrePixel(1)[1], QuarterGreen(3), 1);
+    // Side by side turned over: each eye keeps its own half across, and its picture is upside
+    // down along the whole height.
+    service->SetVideoLayout(1, 2, 360, 180);
+    Look(45.0f, -67.5f);
+    Show(frame);
+    EXPECT_NEAR(CentrePixel(0)[0], QuarterRed(1), 1);
+    EXPECT_NEAR(CentrePixel(0)[1], QuarterGreen(3), 1);
+    EXPECT_NEAR(CentrePixel(1)[0], QuarterRed(3), 1);
     EXPECT_NEAR(CentrePixel(1)[1], QuarterGreen(3), 1);
 }
 

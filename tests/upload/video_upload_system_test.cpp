@@ -326,8 +326,9 @@ TEST_F(VideoUploadSystemTest, PlaceholderAndTheaterModeOnlyForTheActiveClient) {
     EXPECT_FALSE(renderThread->ShowTheaterMode(kOtherClient, true));
     EXPECT_FALSE(renderThread->GetScene()->showPlaceholder);
 
+    // Theater mode off, so that the placeholder alone decides the background.
     EXPECT_TRUE(renderThread->ShowPlaceholder(kClient));
-    EXPECT_TRUE(renderThread->ShowTheaterMode(kClient, true));
+    EXPECT_TRUE(renderThread->ShowTheaterMode(kClient, false));
     EXPECT_TRUE(renderThread->GetScene()->showPlaceholder);
     RunPasses(2);
     std::uint8_t rgba[4] = {};
