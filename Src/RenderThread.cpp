@@ -336,6 +336,9 @@ void RenderThread::StartRenderThread() {
 }
 
 void RenderThread::Stop() {
+    // The deferred stop and a host's RemoveClient can arrive together; the second waits for the
+    // first and then finds nothing left to release.
+    hostcore::threads::RecursiveMutex::ScopedLock lifecycle(lifecycleMutex, "Stop.");
     // Cleared first, so that a host thread's frame cannot start an upload into what is about to
     // be freed; one already under way is waited for.
     initialized = false;
