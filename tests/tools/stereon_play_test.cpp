@@ -5,6 +5,7 @@
 #include <png.h>
 #include <sys/wait.h>
 
+#include <cmath>
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
@@ -56,7 +57,7 @@ bool ReadPng(const std::string& path, Picture& picture) {
 }
 
 // How far a pixel is from a colour, the largest of the three differences.
-int Distance(const std::uint8_t* pixel, const std::uint8_t rgb[3]) {
+int Distance(const std::uint8_t* pixel, const stntest::Rgb& rgb) {
     int worst = 0;
     for (int c = 0; c < 3; ++c) {
         worst = std::max(worst, std::abs(pixel[c] - rgb[c]));
@@ -67,6 +68,14 @@ int Distance(const std::uint8_t* pixel, const std::uint8_t rgb[3]) {
 std::string Describe(const std::uint8_t* pixel) {
     return std::to_string(pixel[0]) + "," + std::to_string(pixel[1]) + "," +
            std::to_string(pixel[2]);
+}
+
+// The simulated headset's eyes see 50 degrees to each side of ahead: the column of an eye image
+// `width` wide that looks `yaw` degrees to the right of ahead.
+std::uint32_t ColumnAt(double yaw, std::uint32_t width) {
+    const double pi = 3.14159265358979;
+    const double x = std::tan(yaw * pi / 180.0) / std::tan(50.0 * pi / 180.0);
+    return static_cast<std::uint32_t>((x + 1.0) * 0.5 * width);
 }
 
 class StereonPlayTest : public ::testing::Test {
@@ -268,6 +277,151 @@ TEST_F(StereonPlayTest, TestPatternShowsItsFrontAheadAndStopsByItself) {
     const std::uint8_t* rightSide = left.At(62, 44);
     EXPECT_GT(rightSide[0], rightSide[2] + 60) << Describe(rightSide);
     EXPECT_GE(Summary(out)["frames"]["shown"].get<int>(), 5);
+}
+
+// Each eye's picture holds three bands of its own colours, top to bottom; a stereo frame holds
+// the two pictures in halves, in the order its metadata says.
+TEST_F(StereonPlayTest, EachEyeSeesItsOwnHalfOfAStereoFile) {
+    const stntest::Rgb eyeBands[2][3] = {{{220, 40, 40}, {40, 200, 60}, {40, 60, 220}},
+                                         {{230, 210, 40}, {210, 50, 210}, {40, 210, 210}}};
+    struct Case {
+        const char* file;
+        const char* layout;
+        bool rightEyeFirst;
+    };
+    // MP4 cannot say that the right eye comes first; Matroska can.
+    const Case cases[] = {{"ou.mp4", "over-under", false},
+                          {"sbs.mp4", "side-by-side", false},
+                          {"ou-right-first.mkv", "over-under", true},
+                          {"sbs-right-first.mkv", "side-by-side", true}};
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.file);
+        const bool overUnder = std::string(c.layout) == "over-under";
+        stntest::VideoPlan plan;
+        plan.width = 128;
+        plan.height = 96;
+        plan.frames = 3;
+        plan.stereo = c.layout;
+        plan.rightEyeFirst = c.rightEyeFirst;
+        plan.spherical = "equirect";
+        plan.paint = [&](int x, int y) {
+            const bool second = overUnder ? y >= plan.height / 2 : x >= plan.width / 2;
+            const int eye = second != c.rightEyeFirst ? 1 : 0;
+            const int eyeHeight = overUnder ? plan.height / 2 : plan.height;
+            const int eyeY = overUnder && second ? y - eyeHeight : y;
+            return eyeBands[eye][std::min(2, eyeY * 3 / eyeHeight)];
+        };
+        const std::string video = MakeVideo(c.file, plan);
+        const std::string out = dir + "/" + c.file + "-out";
+        const RunResult run = Play("'" + video + "' --rate headset --frames 2 --eye-size 48x48 " +
+                                   "--out '" + out + "'");
+        ASSERT_EQ(run.exitCode, 0) << run.out << run.err;
+        const nlohmann::json summary = Summary(out);
+        EXPECT_EQ(summary["layout"], c.layout);
+        EXPECT_EQ(summary["eyes_exchanged"], c.rightEyeFirst);
+        for (int eye = 0; eye < 2; ++eye) {
+            SCOPED_TRACE(eye == 0 ? "left eye" : "right eye");
+            Picture picture;
+            ASSERT_TRUE(ReadPng(out + (eye == 0 ? "/left.png" : "/right.png"), picture));
+            ASSERT_EQ(picture.width, 48u);
+            // Straight ahead and level: the middle band, the top one above, the bottom below.
+            const std::uint8_t* centre = picture.At(24, 24);
+            EXPECT_LE(Distance(centre, eyeBands[eye][1]), 16) << Describe(centre);
+            const std::uint8_t* top = picture.At(24, 3);
+            EXPECT_LE(Distance(top, eyeBands[eye][0]), 16) << Describe(top);
+            const std::uint8_t* bottom = picture.At(24, 44);
+            EXPECT_LE(Distance(bottom, eyeBands[eye][2]), 16) << Describe(bottom);
+        }
+    }
+}
+
+// A tile of the sphere named by the file's spherical metadata: 180 by 180 degrees, so the
+// frame's middle quarter (a stripe of its own colour) spans 45 degrees instead of 90.
+TEST_F(StereonPlayTest, PartialFieldOfViewFromTheFileNarrowsThePicture) {
+    const stntest::Rgb stripe = {40, 200, 60};
+    const stntest::Rgb around = {40, 60, 220};
+    stntest::VideoPlan plan;
+    plan.width = 128;
+    plan.height = 64;
+    plan.frames = 3;
+    plan.spherical = "equirect";
+    plan.tile[0] = 0.25;
+    plan.tile[2] = 0.25;
+    plan.paint = [&](int x, int) {
+        return x >= plan.width * 3 / 8 && x < plan.width * 5 / 8 ? stripe : around;
+    };
+    const std::string video = MakeVideo("tile.mp4", plan);
+
+    struct Case {
+        const char* options;
+        int fov[2];
+        const stntest::Rgb* at35;  // what the eyes see 35 degrees left and right of ahead
+    };
+    const Case cases[] = {{"", {180, 180}, &around}, {"--fov 360x180", {360, 180}, &stripe}};
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.fov[0]);
+        const std::string out = dir + "/tile-" + std::to_string(c.fov[0]);
+        const RunResult run =
+            Play("'" + video + "' " + c.options +
+                 " --rate headset --frames 2 --eye-size 48x48 --out '" + out + "'");
+        ASSERT_EQ(run.exitCode, 0) << run.out << run.err;
+        EXPECT_EQ(Summary(out)["fov"], nlohmann::json({c.fov[0], c.fov[1]}));
+        for (const char* eye : {"left", "right"}) {
+            SCOPED_TRACE(eye);
+            Picture picture;
+            ASSERT_TRUE(ReadPng(out + "/" + eye + ".png", picture));
+            const std::uint8_t* ahead = picture.At(ColumnAt(0.0, 48), 24);
+            EXPECT_LE(Distance(ahead, stripe), 16) << Describe(ahead);
+            for (double yaw : {-35.0, 35.0}) {
+                const std::uint8_t* side = picture.At(ColumnAt(yaw, 48), 24);
+                EXPECT_LE(Distance(side, *c.at35), 16) << yaw << ": " << Describe(side);
+            }
+        }
+    }
+}
+
+TEST_F(StereonPlayTest, WhatTheLibraryCannotDrawIsSaidNotMisdrawn) {
+    stntest::VideoPlan plan;
+    plan.frames = 3;
+    plan.spherical = "cubemap";
+    const std::string cubemap = MakeVideo("cubemap.mp4", plan);
+    RunResult run = Play("'" + cubemap + "' --out '" + dir + "/o'");
+    EXPECT_EQ(run.exitCode, 3);
+    EXPECT_NE(run.err.find(cubemap + " is cubemap 360 video, which the library cannot draw"),
+              std::string::npos)
+        << run.err;
+    run = Play("'" + cubemap + "' --projection equirect --rate headset --frames 1 " +
+               "--eye-size 32x32 --out '" + dir + "/o'");
+    EXPECT_EQ(run.exitCode, 0) << run.out << run.err;
+    EXPECT_NE(run.err.find("warning: " + cubemap + " is cubemap 360 video, drawn as equirect"),
+              std::string::npos)
+        << run.err;
+
+    // Eyes on alternate lines: played as mono, and said so.
+    plan.spherical.clear();
+    plan.stereo = "interleaved lines";
+    const std::string lines = MakeVideo("lines.mkv", plan);
+    run = Play("'" + lines + "' --rate headset --frames 1 --eye-size 32x32 --out '" + dir +
+               "/lines'");
+    EXPECT_EQ(run.exitCode, 0) << run.out << run.err;
+    EXPECT_NE(run.err.find("holds its eyes as interleaved lines, which the library cannot show"),
+              std::string::npos)
+        << run.err;
+    EXPECT_EQ(Summary(dir + "/lines")["layout"], "mono");
+
+    // A tile of the left half's upper half is drawn centred ahead: said before it plays.
+    plan.stereo.clear();
+    plan.spherical = "equirect";
+    plan.tile[2] = 0.5;
+    plan.tile[3] = 0.5;
+    const std::string offCentre = MakeVideo("upper-left.mp4", plan);
+    run = Play("'" + offCentre + "' --rate headset --frames 1 --eye-size 32x32 --out '" + dir +
+               "/upper-left'");
+    EXPECT_EQ(run.exitCode, 0) << run.out << run.err;
+    EXPECT_NE(run.err.find("covers 180x90 degrees centred 90 degrees left and 45 degrees up"),
+              std::string::npos)
+        << run.err;
+    EXPECT_EQ(Summary(dir + "/upper-left")["fov"], nlohmann::json({180, 90}));
 }
 
 }  // namespace

@@ -55,7 +55,7 @@ struct Writer {
 };
 
 // BT.601 limited range, as the decoder will read it back.
-void ToYuv(const std::uint8_t rgb[3], std::uint8_t yuv[3]) {
+void ToYuv(const Rgb& rgb, std::uint8_t yuv[3]) {
     const double r = rgb[0];
     const double g = rgb[1];
     const double b = rgb[2];
@@ -104,7 +104,10 @@ bool WriteTestVideo(const std::string& path, const VideoPlan& plan, std::string&
     w.stream->avg_frame_rate = w.codec->framerate;
     if (!plan.stereo.empty()) {
         AVStereo3D* stereo = av_stereo3d_alloc();
-        stereo->type = plan.stereo == "over-under" ? AV_STEREO3D_TOPBOTTOM : AV_STEREO3D_SIDEBYSIDE;
+        stereo->type = plan.stereo == "over-under"     ? AV_STEREO3D_TOPBOTTOM
+                       : plan.stereo == "side-by-side" ? AV_STEREO3D_SIDEBYSIDE
+                                                       : AV_STEREO3D_LINES;
+        stereo->flags = plan.rightEyeFirst ? AV_STEREO3D_FLAG_INVERT : 0;
         if (av_stream_add_side_data(w.stream, AV_PKT_DATA_STEREO3D,
                                     reinterpret_cast<std::uint8_t*>(stereo),
                                     sizeof(AVStereo3D)) < 0) {
@@ -117,16 +120,25 @@ bool WriteTestVideo(const std::string& path, const VideoPlan& plan, std::string&
         size_t size = 0;
         AVSphericalMapping* mapping = av_spherical_alloc(&size);
         mapping->projection = AV_SPHERICAL_EQUIRECTANGULAR;
+        if (plan.spherical == "cubemap") {
+            mapping->projection = AV_SPHERICAL_CUBEMAP;
+        } else if (plan.tile[0] + plan.tile[1] + plan.tile[2] + plan.tile[3] > 0.0) {
+            mapping->projection = AV_SPHERICAL_EQUIRECTANGULAR_TILE;
+            // 0.32 fixed point.
+            mapping->bound_left = static_cast<std::uint32_t>(plan.tile[0] * 4294967296.0);
+            mapping->bound_top = static_cast<std::uint32_t>(plan.tile[1] * 4294967296.0);
+            mapping->bound_right = static_cast<std::uint32_t>(plan.tile[2] * 4294967296.0);
+            mapping->bound_bottom = static_cast<std::uint32_t>(plan.tile[3] * 4294967296.0);
+        }
         if (av_stream_add_side_data(w.stream, AV_PKT_DATA_SPHERICAL,
                                     reinterpret_cast<std::uint8_t*>(mapping), size) < 0) {
             av_free(mapping);
             error = "cannot attach the spherical metadata";
             return false;
         }
-        // The MP4 muxer writes the spherical boxes only when told it may.
-        w.format->strict_std_compliance = FF_COMPLIANCE_UNOFFICIAL;
     }
-    if (!plan.stereo.empty()) {
+    // The MP4 muxer writes the spherical and stereo boxes only when told it may.
+    if (!plan.stereo.empty() || !plan.spherical.empty()) {
         w.format->strict_std_compliance = FF_COMPLIANCE_UNOFFICIAL;
     }
     if (avio_open(&w.format->pb, path.c_str(), AVIO_FLAG_WRITE) < 0 ||
@@ -147,10 +159,12 @@ bool WriteTestVideo(const std::string& path, const VideoPlan& plan, std::string&
             return false;
         }
         for (int y = 0; y < plan.height; ++y) {
-            std::uint8_t yuv[3];
-            ToYuv(plan.bands[std::min(2, y * 3 / plan.height)], yuv);
             for (int x = 0; x < plan.width; ++x) {
+                std::uint8_t yuv[3];
+                ToYuv(plan.paint ? plan.paint(x, y) : plan.bands[std::min(2, y * 3 / plan.height)],
+                      yuv);
                 w.frame->data[0][y * w.frame->linesize[0] + x] = yuv[0];
+                // 4:2:0: each chroma sample from the top-left pixel of its square.
                 if (y % 2 == 0 && x % 2 == 0) {
                     w.frame->data[1][y / 2 * w.frame->linesize[1] + x / 2] = yuv[1];
                     w.frame->data[2][y / 2 * w.frame->linesize[2] + x / 2] = yuv[2];

@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <string>
+#include <vector>
 
 #include "MF/VideoFrame.h"
 #include "hostcore/classref.h"
@@ -15,6 +16,12 @@ struct SourceLayout {
     std::string layout;               // "mono", "over-under" or "side-by-side"
     std::uint32_t horizontalFov = 0;  // degrees; 0 when not said
     std::uint32_t verticalFov = 0;
+    // The top or left half holds the right eye; the library always takes the left eye there.
+    bool rightEyeFirst = false;
+    // What the source says that the library cannot show, by FFmpeg's names ("cubemap",
+    // "interleaved lines"); empty when nothing.
+    std::string foreignProjection;
+    std::string foreignStereo;
 };
 
 class FrameSource {
@@ -28,6 +35,8 @@ public:
     virtual SourceLayout Layout() const = 0;
     virtual std::string Name() const = 0;
     virtual std::string Error() const { return std::string(); }
+    // What the source noticed about itself that a user should know before it plays.
+    virtual std::vector<std::string> Warnings() const { return {}; }
 };
 
 }  // namespace stnplay

@@ -160,10 +160,12 @@ runtime and writes what each eye saw.
 
 Options:
   --projection equirect|flat   how the picture maps around the viewer (default: the file's
-                               spherical metadata, else equirect)
+                               spherical metadata, else equirect; a file in a projection
+                               the library cannot draw, such as cubemap, needs this option)
   --layout mono|over-under|side-by-side
                                how a frame holds the two eyes (default: the file's stereo
-                               metadata, else mono)
+                               metadata, else mono); when the file says its right eye comes
+                               first, the halves are exchanged before the library gets them
   --fov HxV                    field of view the picture covers, in degrees (H 1-360,
                                V 1-180; default 360x180 for equirect, 90x50 for flat)
   --frames N                   stop after N frames shown (default: the whole file; 300 for
@@ -184,7 +186,8 @@ Options:
   -h, --help                   this text
 
 Exit codes: 0 played; 1 the library or the GPU device did not start; 2 a bad option;
-3 the file does not exist or cannot be decoded; 4 no headset runtime.
+3 the file does not exist, cannot be decoded, or is in a projection the library cannot draw;
+4 no headset runtime.
 )";
 }
 

@@ -20,6 +20,7 @@
 #include "Progress.h"
 #include "ShowMonitor.h"
 #include "StereonExports.h"
+#include "VF/VideoFrame.h"
 
 namespace stnplay {
 
@@ -60,6 +61,44 @@ bool MakeDirectories(const std::string& path, std::string& error) {
     if (stat(path.c_str(), &info) != 0 || !S_ISDIR(info.st_mode)) {
         error = path + " is not a directory";
         return false;
+    }
+    return true;
+}
+
+// Exchanges the two halves of a host frame in place, so that a file that stores the right eye
+// first reaches the library with the left eye in the top or left half, where it takes it. The
+// library has no setting for the order of the eyes; the host owns the pixels.
+bool SwapEyeHalves(const hostcore::classref::InterfaceRef<MF::IVideoFrame>& frame,
+                   const std::string& layout) {
+    const auto rows = frame.QueryInterface<VF::IVideoFrame2DPixelMemoryAccess>();
+    const auto memory = frame.QueryInterface<VF::IVideoFrameMemoryAccess>();
+    if (!rows || !memory || memory->GetPixels() == nullptr) {
+        return false;
+    }
+    const MF::Rect bounds = frame->GetBounds();
+    const std::size_t width = static_cast<std::size_t>(bounds.width);
+    const std::size_t height = static_cast<std::size_t>(bounds.height);
+    const std::size_t rowBytes = static_cast<std::size_t>(rows->GetRowBytes());
+    if (bounds.width <= 0 || bounds.height <= 0 || rowBytes < width * 4 ||
+        memory->GetSizeInBytes() < rowBytes * height) {
+        return false;
+    }
+    std::uint8_t* pixels = static_cast<std::uint8_t*>(memory->GetPixels());
+    // An odd middle row or column belongs to neither eye and stays where it is.
+    if (layout == "over-under") {
+        const std::size_t half = height / 2;
+        const std::size_t other = height - half;
+        for (std::size_t y = 0; y < half; ++y) {
+            std::swap_ranges(pixels + y * rowBytes, pixels + y * rowBytes + width * 4,
+                             pixels + (y + other) * rowBytes);
+        }
+    } else if (layout == "side-by-side") {
+        const std::size_t half = width / 2 * 4;
+        const std::size_t other = (width - width / 2) * 4;
+        for (std::size_t y = 0; y < height; ++y) {
+            std::uint8_t* row = pixels + y * rowBytes;
+            std::swap_ranges(row, row + half, row + other);
+        }
     }
     return true;
 }
@@ -181,6 +220,9 @@ int Player::Run() {
 
     SourceLayout current;
     bool layoutSet = false;
+    bool swapping = false;
+    bool swapFailed = false;
+    std::string foreignStereo;
     std::uint64_t delivered = 0;
     std::uint64_t refused = 0;
     std::uint64_t nextMoment = momentEvery;
@@ -195,7 +237,36 @@ int Player::Run() {
         if (!source.Next(frame)) {
             break;
         }
+        const SourceLayout fromSource = source.Layout();
         const SourceLayout wanted = ChooseLayout();
+        if (fromSource.foreignStereo != foreignStereo) {
+            foreignStereo = fromSource.foreignStereo;
+            if (!foreignStereo.empty() && options.layout.empty()) {
+                std::fprintf(stderr,
+                             "stereon-play: warning: %s holds its eyes as %s, which the library "
+                             "cannot show; it plays as mono (--layout chooses another)\n",
+                             source.Name().c_str(), foreignStereo.c_str());
+            }
+        }
+        // The order of the eyes belongs to the source's own layout; another layout asked for
+        // on the command line reads the frame afresh.
+        const bool swap = fromSource.rightEyeFirst && wanted.layout == fromSource.layout &&
+                          wanted.layout != "mono";
+        if (swap != swapping) {
+            swapping = swap;
+            if (swap) {
+                std::printf(
+                    "stereon-play: %s stores the right eye first; its halves are "
+                    "exchanged before each frame is handed over\n",
+                    source.Name().c_str());
+            }
+        }
+        if (swap && !SwapEyeHalves(frame, wanted.layout) && !swapFailed) {
+            swapFailed = true;
+            std::fprintf(stderr,
+                         "stereon-play: warning: cannot reach the pixels of a frame to put its "
+                         "left eye first; the eyes of such frames are swapped\n");
+        }
         if (!layoutSet || wanted.projection != current.projection ||
             wanted.layout != current.layout || wanted.horizontalFov != current.horizontalFov ||
             wanted.verticalFov != current.verticalFov) {
@@ -260,6 +331,7 @@ int Player::Run() {
         summary["projection"] = current.projection;
         summary["layout"] = current.layout;
         summary["fov"] = {current.horizontalFov, current.verticalFov};
+        summary["eyes_exchanged"] = swapping;
         summary["frames"] = {{"delivered", delivered},
                              {"shown", measured ? nlohmann::json(shown) : nlohmann::json()},
                              {"dropped", measured ? nlohmann::json(dropped) : nlohmann::json()},

@@ -16,7 +16,14 @@ public:
 
     bool Next(hostcore::classref::InterfaceRef<MF::IVideoFrame>& frame) override;
     double FrameRate() const override { return 30.0; }
-    SourceLayout Layout() const override { return SourceLayout{"equirect", "mono", 360, 180}; }
+    SourceLayout Layout() const override {
+        SourceLayout layout;
+        layout.projection = "equirect";
+        layout.layout = "mono";
+        layout.horizontalFov = 360;
+        layout.verticalFov = 180;
+        return layout;
+    }
     std::string Name() const override { return "test pattern"; }
 
     // The background colour (R, G, B) of the pattern around a direction: longitude in degrees

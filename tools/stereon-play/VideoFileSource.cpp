@@ -12,6 +12,7 @@ extern "C" {
 #include <sys/stat.h>
 
 #include <cmath>
+#include <cstdlib>
 #include <cstring>
 
 #include "VF/VideoFrame.h"
@@ -27,15 +28,27 @@ std::string AvError(int code) {
     return text;
 }
 
-std::string StereoName(int type) {
-    switch (type) {
+// The packings the library takes, with the order of the eyes; any other is played as mono and
+// named so that the user can be told.
+void ApplyStereo(const AVStereo3D& stereo, SourceLayout& layout) {
+    layout.rightEyeFirst = false;
+    layout.foreignStereo.clear();
+    switch (stereo.type) {
         case AV_STEREO3D_SIDEBYSIDE:
-            return "side-by-side";
+            layout.layout = "side-by-side";
+            break;
         case AV_STEREO3D_TOPBOTTOM:
-            return "over-under";
+            layout.layout = "over-under";
+            break;
+        case AV_STEREO3D_2D:
+            layout.layout = "mono";
+            return;
         default:
-            return "mono";
+            layout.layout = "mono";
+            layout.foreignStereo = av_stereo3d_type_name(stereo.type);
+            return;
     }
+    layout.rightEyeFirst = (stereo.flags & AV_STEREO3D_FLAG_INVERT) != 0;
 }
 
 }  // namespace
@@ -112,36 +125,57 @@ std::unique_ptr<VideoFileSource> VideoFileSource::Open(const std::string& path,
     return source;
 }
 
-bool VideoFileSource::ReadLayout() {
+void VideoFileSource::ReadLayout() {
     AVStream* stream = format->streams[this->stream];
     size_t size = 0;
     const std::uint8_t* data = av_stream_get_side_data(stream, AV_PKT_DATA_SPHERICAL, &size);
     if (data != nullptr && size >= sizeof(AVSphericalMapping)) {
         const AVSphericalMapping* mapping = reinterpret_cast<const AVSphericalMapping*>(data);
-        if (mapping->projection == AV_SPHERICAL_EQUIRECTANGULAR ||
-            mapping->projection == AV_SPHERICAL_EQUIRECTANGULAR_TILE) {
+        if (mapping->projection == AV_SPHERICAL_EQUIRECTANGULAR) {
+            // Bounds mean something for tiles only.
             layout.projection = "equirect";
-            // Bounds are 0.32 fixed-point fractions cropped off each side.
+        } else if (mapping->projection == AV_SPHERICAL_EQUIRECTANGULAR_TILE) {
+            layout.projection = "equirect";
+            // The tile's place in the whole sphere, as 0.32 fixed-point fractions of it.
             const double scale = 4294967296.0;
-            const double width = 1.0 - (mapping->bound_left + mapping->bound_right) / scale;
-            const double height = 1.0 - (mapping->bound_top + mapping->bound_bottom) / scale;
-            if (width > 0.0 && width <= 1.0 && height > 0.0 && height <= 1.0) {
-                layout.horizontalFov = static_cast<std::uint32_t>(std::lround(360.0 * width));
-                layout.verticalFov = static_cast<std::uint32_t>(std::lround(180.0 * height));
+            const double left = mapping->bound_left / scale;
+            const double right = mapping->bound_right / scale;
+            const double top = mapping->bound_top / scale;
+            const double bottom = mapping->bound_bottom / scale;
+            const long horizontal = std::lround(360.0 * (1.0 - left - right));
+            const long vertical = std::lround(180.0 * (1.0 - top - bottom));
+            if (horizontal >= 1 && horizontal <= 360 && vertical >= 1 && vertical <= 180) {
+                layout.horizontalFov = static_cast<std::uint32_t>(horizontal);
+                layout.verticalFov = static_cast<std::uint32_t>(vertical);
+                // The library centres a partial picture ahead and on the horizon.
+                const long yaw = std::lround(180.0 * (left - right));
+                const long pitch = std::lround(90.0 * (bottom - top));
+                if (yaw != 0 || pitch != 0) {
+                    const auto turn = [](long degrees, const char* positive, const char* negative) {
+                        return std::to_string(std::labs(degrees)) + " degrees " +
+                               (degrees < 0 ? negative : positive);
+                    };
+                    warnings.push_back(path + " covers " + std::to_string(horizontal) + "x" +
+                                       std::to_string(vertical) + " degrees centred " +
+                                       turn(yaw, "right", "left") + " and " +
+                                       turn(pitch, "up", "down") +
+                                       " of ahead; it is shown centred ahead");
+                }
             }
+        } else {
+            layout.foreignProjection = av_spherical_projection_name(mapping->projection);
         }
     }
     data = av_stream_get_side_data(stream, AV_PKT_DATA_STEREO3D, &size);
     if (data != nullptr && size >= sizeof(AVStereo3D)) {
-        layout.layout = StereoName(reinterpret_cast<const AVStereo3D*>(data)->type);
+        ApplyStereo(*reinterpret_cast<const AVStereo3D*>(data), layout);
     }
-    return true;
 }
 
 void VideoFileSource::TakeFrameSideData() {
     const AVFrameSideData* side = av_frame_get_side_data(decoded, AV_FRAME_DATA_STEREO3D);
     if (side != nullptr && side->size >= static_cast<int>(sizeof(AVStereo3D))) {
-        layout.layout = StereoName(reinterpret_cast<const AVStereo3D*>(side->data)->type);
+        ApplyStereo(*reinterpret_cast<const AVStereo3D*>(side->data), layout);
     }
 }
 

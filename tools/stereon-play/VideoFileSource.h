@@ -26,15 +26,17 @@ public:
     SourceLayout Layout() const override { return layout; }
     std::string Name() const override { return path; }
     std::string Error() const override { return error; }
+    std::vector<std::string> Warnings() const override { return warnings; }
 
 private:
     VideoFileSource() = default;
-    bool ReadLayout();
+    void ReadLayout();
     void TakeFrameSideData();
     bool Convert(hostcore::classref::InterfaceRef<MF::IVideoFrame>& frame);
 
     std::string path;
     std::string error;
+    std::vector<std::string> warnings;
     double rate = 30.0;
     SourceLayout layout;
     AVFormatContext* format = nullptr;

@@ -45,6 +45,23 @@ int main(int argc, char** argv) {
             return Fail(stnplay::kExitBadInput, error);
         }
     }
+    // Drawing a cubemap as if it were equirectangular gives a picture that looks broken; the
+    // user decides whether to see it anyway.
+    const std::string foreign = source->Layout().foreignProjection;
+    if (!foreign.empty()) {
+        if (options.projection.empty()) {
+            return Fail(stnplay::kExitBadInput,
+                        source->Name() + " is " + foreign +
+                            " 360 video, which the library cannot draw (it draws "
+                            "equirectangular and flat pictures); --projection equirect or "
+                            "--projection flat plays it anyway");
+        }
+        std::fprintf(stderr, "stereon-play: warning: %s is %s 360 video, drawn as %s as asked\n",
+                     source->Name().c_str(), foreign.c_str(), options.projection.c_str());
+    }
+    for (const std::string& warning : source->Warnings()) {
+        std::fprintf(stderr, "stereon-play: warning: %s\n", warning.c_str());
+    }
 
     int exitCode = stnplay::kExitOK;
     std::unique_ptr<stnplay::HeadsetRuntime> runtime =
