@@ -61,6 +61,12 @@ public:
     // An event for all the work queued so far.
     virtual boost::shared_ptr<CompletionEvent> CreateCompletionEvent() = 0;
 
+    // Makes the context current on the calling thread while it has exclusive access to the
+    // device, so that the caller's own calls into the compute API (graphics interop) find it;
+    // Leave restores what was current before. Nothing to do for APIs without a current context.
+    virtual void Enter() {}
+    virtual void Leave() {}
+
     // Device memory. Null for zero bytes or when the device has no memory left.
     virtual void* AllocateBuffer(std::size_t bytes) = 0;
     virtual void FreeBuffer(void* buffer) = 0;
@@ -132,9 +138,10 @@ public:
     HostBufferAllocator& GetHostBufferAllocator() const { return *allocator; }
     HostBufferMapper& GetHostBufferMapper() const { return *mapper; }
 
-    // Serialises work that must not interleave with other users of the device.
-    void AcquireExclusiveAccess() { exclusive.lock(); }
-    void ReleaseExclusiveAccess() { exclusive.unlock(); }
+    // Serialises work that must not interleave with other users of the device; the compute
+    // context is current on the calling thread in between.
+    void AcquireExclusiveAccess();
+    void ReleaseExclusiveAccess();
 
     // The device's offscreen OpenGL context: the EGLDisplay and the EGLContext (on Windows, the
     // HDC and HGLRC). Contexts that share with it see the device's GL objects.

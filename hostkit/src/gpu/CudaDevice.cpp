@@ -89,6 +89,12 @@ public:
     void* GetQueue() const override { return stream; }
     void* GetNativeContext() const override { return context; }
 
+    void Enter() override { driver->cuCtxPushCurrent(context); }
+    void Leave() override {
+        CUcontext popped = nullptr;
+        driver->cuCtxPopCurrent(&popped);
+    }
+
     boost::shared_ptr<CompletionEvent> CreateCompletionEvent() override {
         ScopedContext scope(driver, context);
         CUevent event = nullptr;

@@ -18,6 +18,20 @@ Device::Device(std::int32_t kind, Parts parts)
       glDevice(parts.glDevice),
       glContext(parts.glContext) {}
 
+void Device::AcquireExclusiveAccess() {
+    exclusive.lock();
+    if (compute) {
+        compute->Enter();
+    }
+}
+
+void Device::ReleaseExclusiveAccess() {
+    if (compute) {
+        compute->Leave();
+    }
+    exclusive.unlock();
+}
+
 Device::~Device() {
     // The compute context may wrap the GL context (interop), so it goes first.
     mapper.reset();
