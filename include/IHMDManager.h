@@ -1,5 +1,6 @@
-// The kind of headset in use and the host's listener for headset events. No operation locks:
-// the listener is written on a host thread and read on the render thread.
+// The kind of headset in use and the host's listener for headset events. The listener may be
+// set on any host thread while the render thread calls it; the render thread holds its own
+// reference during a call, so a listener replaced meanwhile lives until that call returns.
 #pragma once
 
 #include <boost/shared_ptr.hpp>
