@@ -552,6 +552,8 @@ TEST_F(ServiceSystemTest, SecondProcessCannotTakeTheHeadset) {
     EXPECT_FALSE(service->IsInitialized());
     EXPECT_TRUE(InitializationReasons().empty());  // the lock fails silently
     EXPECT_EQ(simvr_get_init_count(), 0);
+    // Giving up must not free the lock the other process still holds.
+    EXPECT_TRUE(STN::MachineLock().IsTaken());
 
     other.Send("status");
     EXPECT_EQ(other.ReadLine(), "initialized 1");
