@@ -111,6 +111,34 @@ std::vector<std::string> InitializationReasons() {
     return reasons;
 }
 
+// The settings and chaperone calls the simulated runtime recorded, in order, as text.
+std::vector<std::string> SettingsAndChaperoneCalls() {
+    std::vector<std::string> calls;
+    for (std::uint32_t i = 0; i < simvr_get_call_count(); ++i) {
+        simvr_call call;
+        if (simvr_get_call(i, &call) != 1) {
+            ADD_FAILURE() << "call " << i << " of the log is missing";
+            break;
+        }
+        switch (call.kind) {
+            case SIMVR_CALL_SETTINGS_SYNC:
+                calls.push_back("Sync " + std::to_string(call.int_value));
+                break;
+            case SIMVR_CALL_SETTINGS_SET:
+                calls.push_back(std::string(call.section) + "/" + call.key + "=" +
+                                std::to_string(call.int_value) + " type " +
+                                std::to_string(call.value_type));
+                break;
+            case SIMVR_CALL_CHAPERONE:
+                calls.push_back(std::string(call.text) + " " + std::to_string(call.int_value));
+                break;
+            default:
+                break;
+        }
+    }
+    return calls;
+}
+
 // A second host in its own process (lock_holder).
 class ChildHost {
 public:
@@ -339,31 +367,7 @@ TEST_F(ServiceSystemTest, HostCallingSequence) {
 }
 
 TEST_F(ServiceSystemTest, RuntimeSettingsAndChaperoneAreWrittenAtStart) {
-    simvr_clear_calls();
-    boost::shared_ptr<STN::IStereonService> service = Library().getService();
-    ASSERT_TRUE(service->Init(device));
-
-    std::vector<std::string> calls;
-    for (std::uint32_t i = 0; i < simvr_get_call_count(); ++i) {
-        simvr_call call;
-        ASSERT_EQ(simvr_get_call(i, &call), 1);
-        switch (call.kind) {
-            case SIMVR_CALL_SETTINGS_SYNC:
-                calls.push_back("Sync " + std::to_string(call.int_value));
-                break;
-            case SIMVR_CALL_SETTINGS_SET:
-                calls.push_back(std::string(call.section) + "/" + call.key + "=" +
-                                std::to_string(call.int_value) + " type " +
-                                std::to_string(call.value_type));
-                break;
-            case SIMVR_CALL_CHAPERONE:
-                calls.push_back(std::string(call.text) + " " + std::to_string(call.int_value));
-                break;
-            default:
-                break;
-        }
-    }
-    const std::vector<std::string> expected = {
+    const std::vector<std::string> settingsWrites = {
         "Sync 0",
         "userinterface/StatusAlwaysOnTop=0 type 1",
         "collisionBounds/CollisionBoundsGroundPerimeterOn=0 type 1",
@@ -371,17 +375,45 @@ TEST_F(ServiceSystemTest, RuntimeSettingsAndChaperoneAreWrittenAtStart) {
         "collisionBounds/CollisionBoundsPlaySpaceOn=0 type 1",
         "collisionBounds/CollisionBoundsColorGammaA=0 type 2",
         "Sync 0",
-        "ForceBoundsVisible 0",
     };
-    EXPECT_EQ(calls, expected);
+    const std::string chaperoneWrite = "ForceBoundsVisible 0";
+
+    simvr_clear_calls();
+    boost::shared_ptr<STN::IStereonService> service = Library().getService();
+    ASSERT_TRUE(service->Init(device));
+    std::vector<std::string> expected = settingsWrites;
+    expected.push_back(chaperoneWrite);
+    EXPECT_EQ(SettingsAndChaperoneCalls(), expected);
     simvr_setting setting;
     ASSERT_EQ(simvr_get_setting("collisionBounds", "CollisionBoundsPlaySpaceOn", &setting), 1);
     EXPECT_EQ(setting.type, SIMVR_VALUE_BOOL);
     EXPECT_EQ(setting.bool_value, 0);
     EXPECT_EQ(simvr_get_bounds_forced_visible(), 0);
-
     service->RemoveClient(1);
     ExpectNothingRunning();
+
+    // A runtime without one of the two interfaces still starts; the other one's writes go on.
+    struct Case {
+        const char* withdrawn;
+        std::vector<std::string> expected;
+    };
+    const Case cases[] = {
+        {"IVRSettings_002", {chaperoneWrite}},
+        {"IVRChaperone_003", settingsWrites},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.withdrawn);
+        UsageLogger::Get()->Clear();
+        simvr_clear_calls();
+        ASSERT_EQ(simvr_set_interface_enabled(c.withdrawn, 0), 1);
+        EXPECT_TRUE(service->Init(device));
+        EXPECT_EQ(InitializationReasons(), std::vector<std::string>{"Success:Success"});
+        EXPECT_EQ(SettingsAndChaperoneCalls(), c.expected);
+        EXPECT_TRUE(RenderThreadStarts());
+        service->RemoveClient(1);
+        simvr_set_interface_enabled(c.withdrawn, 1);
+        ExpectNothingRunning();
+    }
 }
 
 TEST_F(ServiceSystemTest, StartFailuresReportAndLeaveNothingRunning) {
