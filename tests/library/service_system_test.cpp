@@ -82,6 +82,30 @@ bool RenderThreadRunning() {
     return false;
 }
 
+// The kernel id of the render thread, once the host stand-in has registered it under its name
+// (a moment after the operating system shows it); 0 when none turns up within five seconds.
+std::uint64_t RenderThreadId() {
+    for (int i = 0; i < 250; ++i) {
+        DIR* dir = opendir("/proc/self/task");
+        if (dir == nullptr) {
+            return 0;
+        }
+        std::uint64_t found = 0;
+        while (dirent* entry = readdir(dir)) {
+            const std::uint64_t tid = std::strtoull(entry->d_name, nullptr, 10);
+            if (tid != 0 && hostcore::threads::FindThreadName(tid) == "STN::RenderThread") {
+                found = tid;
+            }
+        }
+        closedir(dir);
+        if (found != 0) {
+            return found;
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    }
+    return 0;
+}
+
 // The thread names itself once it runs, which may be a moment after Init returned.
 bool RenderThreadStarts() {
     for (int i = 0; i < 250; ++i) {
@@ -571,6 +595,51 @@ TEST_F(ServiceSystemTest, RepeatedCyclesLeaveNothingBehind) {
     EXPECT_EQ(NamedThreads().size(), threadsBefore);
     EXPECT_EQ(simvr_get_init_count(), 3);
     EXPECT_EQ(simvr_get_cleanup_count(), 3);
+}
+
+TEST_F(ServiceSystemTest, PriorityKeySetsTheRenderThreadsPriority) {
+    hostcore::debug::DebugDatabase& database = hostcore::debug::DebugDatabase::Instance();
+    const char kKey[] = "VidfariumVR.RenderThreadPriority";
+    // Only what this case sets, and nothing of it left afterwards.
+    struct Restore {
+        hostcore::debug::DebugDatabase& database;
+        const char* key;
+        ~Restore() {
+            database.RemoveEntry(key);
+            database.Reload();
+        }
+    } restore{database, kKey};
+    database.LoadFile("");
+
+    struct Case {
+        const char* text;  // null: not set
+        int priority;
+    };
+    const Case cases[] = {
+        {nullptr, hostcore::threads::kThreadPriorityHighest},
+        {"1", hostcore::threads::kThreadPriorityAboveNormal},
+        {"2", hostcore::threads::kThreadPriorityHighest},
+        {"3", hostcore::threads::kThreadPriorityNormal},
+        {"12", hostcore::threads::kThreadPriorityNormal},
+        {"", hostcore::threads::kThreadPriorityNormal},  // set but empty reads as 0
+    };
+    boost::shared_ptr<STN::IStereonService> service = Library().getService();
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.text == nullptr ? "not set" : std::string("\"") + c.text + "\"");
+        if (c.text == nullptr) {
+            database.RemoveEntry(kKey);
+        } else {
+            database.SetEntry(kKey, c.text);
+        }
+        ASSERT_TRUE(service->Init(device));
+        const std::uint64_t renderThread = RenderThreadId();
+        ASSERT_NE(renderThread, 0u);
+        int requested = -1;
+        EXPECT_TRUE(hostcore::threads::FindThreadPriority(renderThread, &requested, nullptr));
+        EXPECT_EQ(requested, c.priority);
+        service->RemoveClient(1);
+        ExpectNothingRunning();
+    }
 }
 
 TEST_F(ServiceSystemTest, SecondProcessCannotTakeTheHeadset) {
