@@ -17,8 +17,12 @@
 #include <cstdlib>
 #include <fstream>
 #include <functional>
+#include <memory>
+#include <mutex>
+#include <set>
 #include <string>
 #include <thread>
+#include <tuple>
 #include <vector>
 
 #include "GB/Device.h"
@@ -163,6 +167,67 @@ std::vector<std::string> SettingsAndChaperoneCalls() {
     return calls;
 }
 
+// Every lock taken in the process while it is installed: text, mutex and thread, each
+// combination once. The record outlives the observer, which may still run on another thread
+// while it is being removed.
+class LockRecorder {
+public:
+    struct Acquisition {
+        std::string text;
+        const hostcore::threads::RecursiveMutex* mutex;
+        std::uint64_t thread;
+        bool operator<(const Acquisition& other) const {
+            return std::tie(text, mutex, thread) < std::tie(other.text, other.mutex, other.thread);
+        }
+    };
+
+    LockRecorder() : record(std::make_shared<Record>()) {
+        const std::shared_ptr<Record> target = record;
+        hostcore::threads::SetLockObserver([target](const hostcore::threads::LockNotice& notice) {
+            if (notice.event != hostcore::threads::LockEvent::kAcquired ||
+                notice.lockText == nullptr) {
+                return;
+            }
+            std::lock_guard<std::mutex> lock(target->mutex);
+            target->acquisitions.insert({notice.lockText, notice.mutex, notice.threadId});
+        });
+    }
+    ~LockRecorder() { hostcore::threads::SetLockObserver(hostcore::threads::LockObserver()); }
+    LockRecorder(const LockRecorder&) = delete;
+    LockRecorder& operator=(const LockRecorder&) = delete;
+
+    std::vector<Acquisition> Of(const std::string& text) const {
+        std::vector<Acquisition> result;
+        std::lock_guard<std::mutex> lock(record->mutex);
+        for (const Acquisition& acquisition : record->acquisitions) {
+            if (acquisition.text == text) {
+                result.push_back(acquisition);
+            }
+        }
+        return result;
+    }
+
+    // Waits, for a minute at most, until a lock with this text has been taken and its mutex is
+    // free again. The mutex must still exist: its owner is kept alive by the caller.
+    bool WaitUntilTakenAndFree(const std::string& text) const {
+        for (int i = 0; i < 3000; ++i) {
+            const std::vector<Acquisition> taken = Of(text);
+            if (!taken.empty() && taken.front().mutex->OwnerText() == nullptr) {
+                return true;
+            }
+            std::this_thread::sleep_for(std::chrono::milliseconds(20));
+        }
+        return false;
+    }
+
+private:
+    struct Record {
+        std::mutex mutex;
+        std::set<Acquisition> acquisitions;
+    };
+    std::shared_ptr<Record> record;
+};
+
 // A second host in its own process (lock_holder).
 class ChildHost {
 public:
@@ -300,6 +365,7 @@ TEST_F(ServiceSystemTest, ExportsAreTheOnlyWayIn) {
 }
 
 TEST_F(ServiceSystemTest, HostCallingSequence) {
+    const LockRecorder locks;
     boost::shared_ptr<STN::IStereonService> service = Library().getService();
     ASSERT_TRUE(service);
     EXPECT_EQ(Library().getService(), service);
@@ -385,9 +451,90 @@ TEST_F(ServiceSystemTest, HostCallingSequence) {
     EXPECT_EQ(empty[0].Value("InstancesAdded"), "0");
     EXPECT_EQ(empty[0].Value("MaxFrameAreaDimensions"), "");
 
-    // The stop that ResetHMDPoseCallback deferred finds nothing running now; it keeps the render
-    // thread object alive until it has run, so it would stop the next case's run instead.
-    std::this_thread::sleep_for(std::chrono::milliseconds(300));
+    // The stop that ResetHMDPoseCallback deferred keeps the render thread object alive until it
+    // has run, and would stop the next case's run instead: wait for it. It finds nothing
+    // running, so it neither reports nor disconnects again.
+    ASSERT_TRUE(locks.WaitUntilTakenAndFree("Clear."));
+    EXPECT_EQ(EventsNamed("vidariumvr_instance_metrics").size(), 1u);
+    EXPECT_EQ(simvr_get_cleanup_count(), 1);
+}
+
+TEST_F(ServiceSystemTest, HostSequenceTakesEachLockUnderItsText) {
+    const LockRecorder locks;
+    const std::uint64_t hostThread = hostcore::threads::GetCurrentThreadID();
+    boost::shared_ptr<STN::IStereonService> service = Library().getService();
+    ASSERT_TRUE(service->Init(device));
+    service->AddClient(1);
+    const std::uint64_t renderThread = RenderThreadId();
+    ASSERT_NE(renderThread, 0u);
+    ASSERT_TRUE(service->SetHMDPoseCallback(1, [](float, float, float) {}));
+    ASSERT_TRUE(service->UpdateVideoTexture(1, HostFrame()));
+    ASSERT_TRUE(service->ResetHMDPoseCallback(1));
+    service->RemoveClient(1);
+    ExpectNothingRunning();
+    // The frame was published, not dropped as one arriving while another is pending: the run's
+    // summary counted it.
+    const std::vector<LoggedEvent> metrics = EventsNamed("vidariumvr_instance_metrics");
+    ASSERT_FALSE(metrics.empty());
+    EXPECT_EQ(metrics.front().Value("MonoscopicFramesPlayed"), "1");
+    // The service keeps the render thread object, and with it its mutexes, alive.
+    ASSERT_TRUE(locks.WaitUntilTakenAndFree("Clear."));
+
+    // Each text on one mutex, and from the thread that is meant to take it.
+    const auto single = [&](const char* text) {
+        const std::vector<LockRecorder::Acquisition> taken = locks.Of(text);
+        EXPECT_FALSE(taken.empty()) << "never taken: " << text;
+        std::set<const hostcore::threads::RecursiveMutex*> mutexes;
+        for (const LockRecorder::Acquisition& acquisition : taken) {
+            mutexes.insert(acquisition.mutex);
+        }
+        EXPECT_LE(mutexes.size(), 1u) << text << " is taken on several mutexes";
+        return taken;
+    };
+    const auto threadsOf = [](const std::vector<LockRecorder::Acquisition>& taken) {
+        std::set<std::uint64_t> threads;
+        for (const LockRecorder::Acquisition& acquisition : taken) {
+            threads.insert(acquisition.thread);
+        }
+        return threads;
+    };
+    const std::set<std::uint64_t> onHost = {hostThread};
+    const std::set<std::uint64_t> onRenderThread = {renderThread};
+
+    // The frame hand-over: the host's frame and pose-callback calls and the drawing exclude each
+    // other on one mutex.
+    const std::vector<LockRecorder::Acquisition> render = single("Render video texture.");
+    ASSERT_FALSE(render.empty());
+    const hostcore::threads::RecursiveMutex* frameMutex = render.front().mutex;
+    EXPECT_EQ(threadsOf(render), onRenderThread);
+    for (const char* text :
+         {"Set HMD Pose callback.", "Update video texture.", "Reset HMD Pose callback."}) {
+        SCOPED_TRACE(text);
+        const std::vector<LockRecorder::Acquisition> taken = single(text);
+        ASSERT_FALSE(taken.empty());
+        EXPECT_EQ(taken.front().mutex, frameMutex);
+        EXPECT_EQ(threadsOf(taken), onHost);
+    }
+
+    // Start and the deferred stop are serialised on a mutex of their own.
+    const std::vector<LockRecorder::Acquisition> init = single("Init.");
+    const std::vector<LockRecorder::Acquisition> clear = single("Clear.");
+    ASSERT_FALSE(init.empty());
+    ASSERT_FALSE(clear.empty());
+    EXPECT_EQ(init.front().mutex, clear.front().mutex);
+    EXPECT_NE(init.front().mutex, frameMutex);
+    EXPECT_EQ(threadsOf(init), onHost);
+    EXPECT_EQ(threadsOf(clear).count(hostThread), 0u);  // on the executor's thread
+
+    // The runtime connection has its own lock.
+    const std::vector<LockRecorder::Acquisition> connect = single("OpenVRManager::Init");
+    const std::vector<LockRecorder::Acquisition> disconnect = single("OpenVRManager::Shutdown");
+    ASSERT_FALSE(connect.empty());
+    ASSERT_FALSE(disconnect.empty());
+    EXPECT_EQ(connect.front().mutex, disconnect.front().mutex);
+    EXPECT_NE(connect.front().mutex, frameMutex);
+    EXPECT_NE(connect.front().mutex, init.front().mutex);
+    EXPECT_EQ(threadsOf(connect), onHost);
 }
 
 TEST_F(ServiceSystemTest, RuntimeSettingsAndChaperoneAreWrittenAtStart) {
