@@ -17,8 +17,12 @@
 #include <cstdlib>
 #include <fstream>
 #include <functional>
+#include <memory>
+#include <mutex>
+#include <set>
 #include <string>
 #include <thread>
+#include <tuple>
 #include <vector>
 
 #include "GB/Device.h"
@@ -82,6 +86,30 @@ bool RenderThreadRunning() {
     return false;
 }
 
+// The kernel id of the render thread, once the host stand-in has registered it under its name
+// (a moment after the operating system shows it); 0 when none turns up within five seconds.
+std::uint64_t RenderThreadId() {
+    for (int i = 0; i < 250; ++i) {
+        DIR* dir = opendir("/proc/self/task");
+        if (dir == nullptr) {
+            return 0;
+        }
+        std::uint64_t found = 0;
+        while (dirent* entry = readdir(dir)) {
+            const std::uint64_t tid = std::strtoull(entry->d_name, nullptr, 10);
+            if (tid != 0 && hostcore::threads::FindThreadName(tid) == "STN::RenderThread") {
+                found = tid;
+            }
+        }
+        closedir(dir);
+        if (found != 0) {
+            return found;
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    }
+    return 0;
+}
+
 // The thread names itself once it runs, which may be a moment after Init returned.
 bool RenderThreadStarts() {
     for (int i = 0; i < 250; ++i) {
@@ -110,6 +138,95 @@ std::vector<std::string> InitializationReasons() {
     }
     return reasons;
 }
+
+// The settings and chaperone calls the simulated runtime recorded, in order, as text.
+std::vector<std::string> SettingsAndChaperoneCalls() {
+    std::vector<std::string> calls;
+    for (std::uint32_t i = 0; i < simvr_get_call_count(); ++i) {
+        simvr_call call;
+        if (simvr_get_call(i, &call) != 1) {
+            ADD_FAILURE() << "call " << i << " of the log is missing";
+            break;
+        }
+        switch (call.kind) {
+            case SIMVR_CALL_SETTINGS_SYNC:
+                calls.push_back("Sync " + std::to_string(call.int_value));
+                break;
+            case SIMVR_CALL_SETTINGS_SET:
+                calls.push_back(std::string(call.section) + "/" + call.key + "=" +
+                                std::to_string(call.int_value) + " type " +
+                                std::to_string(call.value_type));
+                break;
+            case SIMVR_CALL_CHAPERONE:
+                calls.push_back(std::string(call.text) + " " + std::to_string(call.int_value));
+                break;
+            default:
+                break;
+        }
+    }
+    return calls;
+}
+
+// Every lock taken in the process while it is installed: text, mutex and thread, each
+// combination once. The record outlives the observer, which may still run on another thread
+// while it is being removed.
+class LockRecorder {
+public:
+    struct Acquisition {
+        std::string text;
+        const hostcore::threads::RecursiveMutex* mutex;
+        std::uint64_t thread;
+        bool operator<(const Acquisition& other) const {
+            return std::tie(text, mutex, thread) < std::tie(other.text, other.mutex, other.thread);
+        }
+    };
+
+    LockRecorder() : record(std::make_shared<Record>()) {
+        const std::shared_ptr<Record> target = record;
+        hostcore::threads::SetLockObserver([target](const hostcore::threads::LockNotice& notice) {
+            if (notice.event != hostcore::threads::LockEvent::kAcquired ||
+                notice.lockText == nullptr) {
+                return;
+            }
+            std::lock_guard<std::mutex> lock(target->mutex);
+            target->acquisitions.insert({notice.lockText, notice.mutex, notice.threadId});
+        });
+    }
+    ~LockRecorder() { hostcore::threads::SetLockObserver(hostcore::threads::LockObserver()); }
+    LockRecorder(const LockRecorder&) = delete;
+    LockRecorder& operator=(const LockRecorder&) = delete;
+
+    std::vector<Acquisition> Of(const std::string& text) const {
+        std::vector<Acquisition> result;
+        std::lock_guard<std::mutex> lock(record->mutex);
+        for (const Acquisition& acquisition : record->acquisitions) {
+            if (acquisition.text == text) {
+                result.push_back(acquisition);
+            }
+        }
+        return result;
+    }
+
+    // Waits, for a minute at most, until a lock with this text has been taken and its mutex is
+    // free again. The mutex must still exist: its owner is kept alive by the caller.
+    bool WaitUntilTakenAndFree(const std::string& text) const {
+        for (int i = 0; i < 3000; ++i) {
+            const std::vector<Acquisition> taken = Of(text);
+            if (!taken.empty() && taken.front().mutex->OwnerText() == nullptr) {
+                return true;
+            }
+            std::this_thread::sleep_for(std::chrono::milliseconds(20));
+        }
+        return false;
+    }
+
+private:
+    struct Record {
+        std::mutex mutex;
+        std::set<Acquisition> acquisitions;
+    };
+    std::shared_ptr<Record> record;
+};
 
 // A second host in its own process (lock_holder).
 class ChildHost {
@@ -248,6 +365,7 @@ TEST_F(ServiceSystemTest, ExportsAreTheOnlyWayIn) {
 }
 
 TEST_F(ServiceSystemTest, HostCallingSequence) {
+    const LockRecorder locks;
     boost::shared_ptr<STN::IStereonService> service = Library().getService();
     ASSERT_TRUE(service);
     EXPECT_EQ(Library().getService(), service);
@@ -333,37 +451,94 @@ TEST_F(ServiceSystemTest, HostCallingSequence) {
     EXPECT_EQ(empty[0].Value("InstancesAdded"), "0");
     EXPECT_EQ(empty[0].Value("MaxFrameAreaDimensions"), "");
 
-    // The stop that ResetHMDPoseCallback deferred finds nothing running now; it keeps the render
-    // thread object alive until it has run, so it would stop the next case's run instead.
-    std::this_thread::sleep_for(std::chrono::milliseconds(300));
+    // The stop that ResetHMDPoseCallback deferred keeps the render thread object alive until it
+    // has run, and would stop the next case's run instead: wait for it. It finds nothing
+    // running, so it neither reports nor disconnects again.
+    ASSERT_TRUE(locks.WaitUntilTakenAndFree("Clear."));
+    EXPECT_EQ(EventsNamed("vidariumvr_instance_metrics").size(), 1u);
+    EXPECT_EQ(simvr_get_cleanup_count(), 1);
+}
+
+TEST_F(ServiceSystemTest, HostSequenceTakesEachLockUnderItsText) {
+    const LockRecorder locks;
+    const std::uint64_t hostThread = hostcore::threads::GetCurrentThreadID();
+    boost::shared_ptr<STN::IStereonService> service = Library().getService();
+    ASSERT_TRUE(service->Init(device));
+    service->AddClient(1);
+    const std::uint64_t renderThread = RenderThreadId();
+    ASSERT_NE(renderThread, 0u);
+    ASSERT_TRUE(service->SetHMDPoseCallback(1, [](float, float, float) {}));
+    ASSERT_TRUE(service->UpdateVideoTexture(1, HostFrame()));
+    ASSERT_TRUE(service->ResetHMDPoseCallback(1));
+    service->RemoveClient(1);
+    ExpectNothingRunning();
+    // The frame was published, not dropped as one arriving while another is pending: the run's
+    // summary counted it.
+    const std::vector<LoggedEvent> metrics = EventsNamed("vidariumvr_instance_metrics");
+    ASSERT_FALSE(metrics.empty());
+    EXPECT_EQ(metrics.front().Value("MonoscopicFramesPlayed"), "1");
+    // The service keeps the render thread object, and with it its mutexes, alive.
+    ASSERT_TRUE(locks.WaitUntilTakenAndFree("Clear."));
+
+    // Each text on one mutex, and from the thread that is meant to take it.
+    const auto single = [&](const char* text) {
+        const std::vector<LockRecorder::Acquisition> taken = locks.Of(text);
+        EXPECT_FALSE(taken.empty()) << "never taken: " << text;
+        std::set<const hostcore::threads::RecursiveMutex*> mutexes;
+        for (const LockRecorder::Acquisition& acquisition : taken) {
+            mutexes.insert(acquisition.mutex);
+        }
+        EXPECT_LE(mutexes.size(), 1u) << text << " is taken on several mutexes";
+        return taken;
+    };
+    const auto threadsOf = [](const std::vector<LockRecorder::Acquisition>& taken) {
+        std::set<std::uint64_t> threads;
+        for (const LockRecorder::Acquisition& acquisition : taken) {
+            threads.insert(acquisition.thread);
+        }
+        return threads;
+    };
+    const std::set<std::uint64_t> onHost = {hostThread};
+    const std::set<std::uint64_t> onRenderThread = {renderThread};
+
+    // The frame hand-over: the host's frame and pose-callback calls and the drawing exclude each
+    // other on one mutex.
+    const std::vector<LockRecorder::Acquisition> render = single("Render video texture.");
+    ASSERT_FALSE(render.empty());
+    const hostcore::threads::RecursiveMutex* frameMutex = render.front().mutex;
+    EXPECT_EQ(threadsOf(render), onRenderThread);
+    for (const char* text :
+         {"Set HMD Pose callback.", "Update video texture.", "Reset HMD Pose callback."}) {
+        SCOPED_TRACE(text);
+        const std::vector<LockRecorder::Acquisition> taken = single(text);
+        ASSERT_FALSE(taken.empty());
+        EXPECT_EQ(taken.front().mutex, frameMutex);
+        EXPECT_EQ(threadsOf(taken), onHost);
+    }
+
+    // Start and the deferred stop are serialised on a mutex of their own.
+    const std::vector<LockRecorder::Acquisition> init = single("Init.");
+    const std::vector<LockRecorder::Acquisition> clear = single("Clear.");
+    ASSERT_FALSE(init.empty());
+    ASSERT_FALSE(clear.empty());
+    EXPECT_EQ(init.front().mutex, clear.front().mutex);
+    EXPECT_NE(init.front().mutex, frameMutex);
+    EXPECT_EQ(threadsOf(init), onHost);
+    EXPECT_EQ(threadsOf(clear).count(hostThread), 0u);  // on the executor's thread
+
+    // The runtime connection has its own lock.
+    const std::vector<LockRecorder::Acquisition> connect = single("OpenVRManager::Init");
+    const std::vector<LockRecorder::Acquisition> disconnect = single("OpenVRManager::Shutdown");
+    ASSERT_FALSE(connect.empty());
+    ASSERT_FALSE(disconnect.empty());
+    EXPECT_EQ(connect.front().mutex, disconnect.front().mutex);
+    EXPECT_NE(connect.front().mutex, frameMutex);
+    EXPECT_NE(connect.front().mutex, init.front().mutex);
+    EXPECT_EQ(threadsOf(connect), onHost);
 }
 
 TEST_F(ServiceSystemTest, RuntimeSettingsAndChaperoneAreWrittenAtStart) {
-    simvr_clear_calls();
-    boost::shared_ptr<STN::IStereonService> service = Library().getService();
-    ASSERT_TRUE(service->Init(device));
-
-    std::vector<std::string> calls;
-    for (std::uint32_t i = 0; i < simvr_get_call_count(); ++i) {
-        simvr_call call;
-        ASSERT_EQ(simvr_get_call(i, &call), 1);
-        switch (call.kind) {
-            case SIMVR_CALL_SETTINGS_SYNC:
-                calls.push_back("Sync " + std::to_string(call.int_value));
-                break;
-            case SIMVR_CALL_SETTINGS_SET:
-                calls.push_back(std::string(call.section) + "/" + call.key + "=" +
-                                std::to_string(call.int_value) + " type " +
-                                std::to_string(call.value_type));
-                break;
-            case SIMVR_CALL_CHAPERONE:
-                calls.push_back(std::string(call.text) + " " + std::to_string(call.int_value));
-                break;
-            default:
-                break;
-        }
-    }
-    const std::vector<std::string> expected = {
+    const std::vector<std::string> settingsWrites = {
         "Sync 0",
         "userinterface/StatusAlwaysOnTop=0 type 1",
         "collisionBounds/CollisionBoundsGroundPerimeterOn=0 type 1",
@@ -371,17 +546,45 @@ TEST_F(ServiceSystemTest, RuntimeSettingsAndChaperoneAreWrittenAtStart) {
         "collisionBounds/CollisionBoundsPlaySpaceOn=0 type 1",
         "collisionBounds/CollisionBoundsColorGammaA=0 type 2",
         "Sync 0",
-        "ForceBoundsVisible 0",
     };
-    EXPECT_EQ(calls, expected);
+    const std::string chaperoneWrite = "ForceBoundsVisible 0";
+
+    simvr_clear_calls();
+    boost::shared_ptr<STN::IStereonService> service = Library().getService();
+    ASSERT_TRUE(service->Init(device));
+    std::vector<std::string> expected = settingsWrites;
+    expected.push_back(chaperoneWrite);
+    EXPECT_EQ(SettingsAndChaperoneCalls(), expected);
     simvr_setting setting;
     ASSERT_EQ(simvr_get_setting("collisionBounds", "CollisionBoundsPlaySpaceOn", &setting), 1);
     EXPECT_EQ(setting.type, SIMVR_VALUE_BOOL);
     EXPECT_EQ(setting.bool_value, 0);
     EXPECT_EQ(simvr_get_bounds_forced_visible(), 0);
-
     service->RemoveClient(1);
     ExpectNothingRunning();
+
+    // A runtime without one of the two interfaces still starts; the other one's writes go on.
+    struct Case {
+        const char* withdrawn;
+        std::vector<std::string> expected;
+    };
+    const Case cases[] = {
+        {"IVRSettings_002", {chaperoneWrite}},
+        {"IVRChaperone_003", settingsWrites},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.withdrawn);
+        UsageLogger::Get()->Clear();
+        simvr_clear_calls();
+        ASSERT_EQ(simvr_set_interface_enabled(c.withdrawn, 0), 1);
+        EXPECT_TRUE(service->Init(device));
+        EXPECT_EQ(InitializationReasons(), std::vector<std::string>{"Success:Success"});
+        EXPECT_EQ(SettingsAndChaperoneCalls(), c.expected);
+        EXPECT_TRUE(RenderThreadStarts());
+        service->RemoveClient(1);
+        simvr_set_interface_enabled(c.withdrawn, 1);
+        ExpectNothingRunning();
+    }
 }
 
 TEST_F(ServiceSystemTest, StartFailuresReportAndLeaveNothingRunning) {
@@ -541,6 +744,51 @@ TEST_F(ServiceSystemTest, RepeatedCyclesLeaveNothingBehind) {
     EXPECT_EQ(simvr_get_cleanup_count(), 3);
 }
 
+TEST_F(ServiceSystemTest, PriorityKeySetsTheRenderThreadsPriority) {
+    hostcore::debug::DebugDatabase& database = hostcore::debug::DebugDatabase::Instance();
+    const char kKey[] = "VidfariumVR.RenderThreadPriority";
+    // Only what this case sets, and nothing of it left afterwards.
+    struct Restore {
+        hostcore::debug::DebugDatabase& database;
+        const char* key;
+        ~Restore() {
+            database.RemoveEntry(key);
+            database.Reload();
+        }
+    } restore{database, kKey};
+    database.LoadFile("");
+
+    struct Case {
+        const char* text;  // null: not set
+        int priority;
+    };
+    const Case cases[] = {
+        {nullptr, hostcore::threads::kThreadPriorityHighest},
+        {"1", hostcore::threads::kThreadPriorityAboveNormal},
+        {"2", hostcore::threads::kThreadPriorityHighest},
+        {"3", hostcore::threads::kThreadPriorityNormal},
+        {"12", hostcore::threads::kThreadPriorityNormal},
+        {"", hostcore::threads::kThreadPriorityNormal},  // set but empty reads as 0
+    };
+    boost::shared_ptr<STN::IStereonService> service = Library().getService();
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.text == nullptr ? "not set" : std::string("\"") + c.text + "\"");
+        if (c.text == nullptr) {
+            database.RemoveEntry(kKey);
+        } else {
+            database.SetEntry(kKey, c.text);
+        }
+        ASSERT_TRUE(service->Init(device));
+        const std::uint64_t renderThread = RenderThreadId();
+        ASSERT_NE(renderThread, 0u);
+        int requested = -1;
+        EXPECT_TRUE(hostcore::threads::FindThreadPriority(renderThread, &requested, nullptr));
+        EXPECT_EQ(requested, c.priority);
+        service->RemoveClient(1);
+        ExpectNothingRunning();
+    }
+}
+
 TEST_F(ServiceSystemTest, SecondProcessCannotTakeTheHeadset) {
     boost::shared_ptr<STN::IStereonService> service = Library().getService();
 
@@ -552,6 +800,8 @@ TEST_F(ServiceSystemTest, SecondProcessCannotTakeTheHeadset) {
     EXPECT_FALSE(service->IsInitialized());
     EXPECT_TRUE(InitializationReasons().empty());  // the lock fails silently
     EXPECT_EQ(simvr_get_init_count(), 0);
+    // Giving up must not free the lock the other process still holds.
+    EXPECT_TRUE(STN::MachineLock().IsTaken());
 
     other.Send("status");
     EXPECT_EQ(other.ReadLine(), "initialized 1");
