@@ -132,6 +132,34 @@ TEST_F(SimClientTest, LoadedThroughThePathRegistryAndTheEnvironment) {
     EXPECT_FALSE(RuntimeLoaded());
 }
 
+TEST_F(SimClientTest, ResetKeepsTheOpenConnection) {
+    vr::IVRSystem* system = Init();
+    ASSERT_NE(system, nullptr);
+    auto* compositor = Get<vr::IVRCompositor>("IVRCompositor_021");
+    ASSERT_NE(compositor, nullptr);
+    ASSERT_TRUE(SIMVR(Runtime(), simvr_set_profile)(SIMVR_PROFILE_WINDOWS_MR));
+
+    SIMVR(Runtime(), simvr_reset)();
+    EXPECT_EQ(Property(system, 0, vr::Prop_TrackingSystemName_String), "lighthouse");
+    EXPECT_EQ(SIMVR(Runtime(), simvr_is_initialized)(), 1);
+    EXPECT_EQ(SIMVR(Runtime(), simvr_get_application_type)(), vr::VRApplication_Scene);
+    // The scene application still has its compositor.
+    EXPECT_TRUE(compositor->CanRenderScene());
+    EXPECT_EQ(compositor->WaitGetPoses(nullptr, 0, nullptr, 0), vr::VRCompositorError_None);
+    const vr::Texture_t texture{reinterpret_cast<void*>(uintptr_t(1)), vr::TextureType_OpenGL,
+                                vr::ColorSpace_Gamma};
+    EXPECT_EQ(compositor->Submit(vr::Eye_Left, &texture, nullptr, vr::Submit_Default),
+              vr::VRCompositorError_None);
+    compositor->PostPresentHandoff();
+
+    // And ends it as usual. The handle keeps the library here to be asked afterwards.
+    vr::VR_Shutdown();
+    EXPECT_EQ(SIMVR(Runtime(), simvr_is_initialized)(), 0);
+    EXPECT_EQ(SIMVR(Runtime(), simvr_get_cleanup_count)(), 1);
+    EXPECT_EQ(compositor->WaitGetPoses(nullptr, 0, nullptr, 0),
+              vr::VRCompositorError_RequestFailed);
+}
+
 TEST_F(SimClientTest, PosesAndEventsThroughTheClient) {
     vr::IVRSystem* system = Init();
     ASSERT_NE(system, nullptr);

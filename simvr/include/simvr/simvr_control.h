@@ -105,7 +105,8 @@ typedef struct simvr_setting {
  * symmetric field of view, 0.064 m IPD, free-running WaitGetPoses, head at the origin looking
  * down -Z, read-back off, render models loading for 2 polls, no injected failures; the call log,
  * events, settings, eye images and counters emptied. Render models still held by the caller stay
- * valid until freed. Does not end a connection that is open. */
+ * valid until freed. A connection that is open stays open with its application type, and the
+ * frame count restarts; waits held by simvr_set_wait_blocked are released. */
 SIMVR_API void simvr_reset(void);
 
 /* Applies a profile: rebuilds the devices and their properties (keeps size, rate, FOV, IPD,
@@ -125,7 +126,8 @@ SIMVR_API int simvr_set_interface_enabled(const char* version, int enabled);
 SIMVR_API int simvr_is_initialized(void);
 SIMVR_API int simvr_get_init_count(void);
 SIMVR_API int simvr_get_cleanup_count(void);
-SIMVR_API int simvr_get_application_type(void); /* of the last Init, -1 before any */
+/* Of the open connection, else of the last Init since the reset; -1 when there is none. */
+SIMVR_API int simvr_get_application_type(void);
 
 /* ---- Display ----------------------------------------------------------------------------- */
 
