@@ -142,7 +142,7 @@ vr::EVRCompositorError SimCompositor::Submit(vr::EVREye eEye, const vr::Texture_
                                              vr::EVRSubmitFlags nSubmitFlags) {
     State& s = State::Get();
     vr::EVRCompositorError result;
-    bool readBack = false;
+    bool readBack = false;  // read-back is on and the submit was taken
     {
         Lock lock(s.mutex);
         result = ConnectionError(s);
@@ -161,27 +161,40 @@ vr::EVRCompositorError SimCompositor::Submit(vr::EVREye eEye, const vr::Texture_
                 result = vr::VRCompositorError_AlreadySubmitted;
             } else {
                 s.submittedThisFrame[size_t(eEye)] = true;
-                readBack = s.readback && pTexture->eType == vr::TextureType_OpenGL;
+                readBack = s.readback;
             }
         }
     }
 
     // GL work happens without the lock, on the caller's thread and context.
     EyeImage image;
-    bool haveImage = false;
+    const char* readBackFailure = nullptr;
     if (readBack) {
-        const uint32_t name = uint32_t(reinterpret_cast<uintptr_t>(pTexture->handle));
-        haveImage = ReadBackGlImage(name, (nSubmitFlags & vr::Submit_GlRenderBuffer) != 0,
-                                    &image.width, &image.height, &image.rgba);
+        if (pTexture->eType != vr::TextureType_OpenGL) {
+            readBackFailure = "not an OpenGL texture";
+        } else {
+            const uint32_t name = uint32_t(reinterpret_cast<uintptr_t>(pTexture->handle));
+            readBackFailure = ReadBackGlImage(name, (nSubmitFlags & vr::Submit_GlRenderBuffer) != 0,
+                                              &image.width, &image.height, &image.rgba);
+        }
     }
 
     Lock lock(s.mutex);
-    if (haveImage) {
-        image.frame = s.frameIndex;
-        s.eyes[size_t(eEye)] = std::move(image);
+    if (readBack) {
+        // A failed read leaves no image at all: the last one is not what the eye shows now.
+        if (readBackFailure == nullptr) {
+            image.frame = s.frameIndex;
+            s.eyes[size_t(eEye)] = std::move(image);
+        } else {
+            s.eyes[size_t(eEye)] = EyeImage();
+        }
     }
     if (simvr_call* call = s.Record(SIMVR_CALL_SUBMIT, result)) {
         call->eye = uint32_t(eEye);
+        call->int_value = !readBack                    ? SIMVR_READBACK_NOT_ASKED
+                          : readBackFailure == nullptr ? SIMVR_READBACK_DONE
+                                                       : SIMVR_READBACK_FAILED;
+        CopyField(call->text, sizeof(call->text), readBackFailure);
         call->flags = uint32_t(nSubmitFlags);
         if (pTexture != nullptr) {
             call->handle = uint64_t(reinterpret_cast<uintptr_t>(pTexture->handle));

@@ -344,17 +344,89 @@ TEST_F(SimClientGlTest, SubmittedEyeTexturesAreReadBackAndWrittenAsPng) {
     EXPECT_FALSE(SIMVR(Runtime(), simvr_write_eye_png)(0, (home_ + "/missing/dir/x.png").c_str()));
     EXPECT_FALSE(SIMVR(Runtime(), simvr_write_eye_png)(5, path.c_str()));
 
-    // Without a current context nothing can be read, and nothing breaks.
-    compositor->WaitGetPoses(nullptr, 0, nullptr, 0);
-    context.ReleaseCurrent();
-    EXPECT_EQ(compositor->Submit(vr::Eye_Left, &l, nullptr, vr::Submit_Default),
-              vr::VRCompositorError_None);
-    ASSERT_TRUE(SIMVR(Runtime(), simvr_get_eye_image_info)(0, nullptr, nullptr, &frame));
-    EXPECT_LT(frame, SIMVR(Runtime(), simvr_get_frame_index)());
-
-    context.MakeCurrent();
     glDeleteTextures(1, &leftTexture);
     glDeleteTextures(1, &rightTexture);
+}
+
+TEST_F(SimClientGlTest, AnImageThatCannotBeReadLeavesTheEyeWithoutOne) {
+    stereon::test::GlTestContext context;
+    ASSERT_TRUE(context.ok()) << context.error();
+    context.MakeCurrent();
+    ASSERT_TRUE(context.IsCurrent()) << context.error();
+
+    const int size = 4;
+    std::vector<uint8_t> red(size * size * 4, 0);
+    for (size_t i = 0; i < red.size(); i += 4) {
+        red[i] = 255;
+        red[i + 3] = 255;
+    }
+    const GLuint good = stereon::test::MakeTextureRGBA8(size, size, red);
+    ASSERT_NE(good, 0u);
+    // What a renderer submits when it forgets to resolve its multisample target.
+    GLuint multisample = 0;
+    glGenTextures(1, &multisample);
+    glBindTexture(GL_TEXTURE_2D_MULTISAMPLE, multisample);
+    glTexImage2DMultisample(GL_TEXTURE_2D_MULTISAMPLE, 4, GL_RGBA8, size, size, GL_TRUE);
+    glBindTexture(GL_TEXTURE_2D_MULTISAMPLE, 0);
+    ASSERT_EQ(glGetError(), GLenum(GL_NO_ERROR));
+
+    ASSERT_NE(Init(), nullptr);
+    auto* compositor = Get<vr::IVRCompositor>("IVRCompositor_021");
+    ASSERT_NE(compositor, nullptr);
+    SIMVR(Runtime(), simvr_set_readback)(1);
+    const auto submitLeft = [&](GLuint name, vr::EVRSubmitFlags flags) {
+        EXPECT_EQ(compositor->WaitGetPoses(nullptr, 0, nullptr, 0), vr::VRCompositorError_None);
+        const vr::Texture_t texture{reinterpret_cast<void*>(uintptr_t(name)),
+                                    vr::TextureType_OpenGL, vr::ColorSpace_Gamma};
+        // The compositor takes the texture either way; only the read-back can fail.
+        EXPECT_EQ(compositor->Submit(vr::Eye_Left, &texture, nullptr, flags),
+                  vr::VRCompositorError_None);
+        return Calls().back();
+    };
+    const auto expectNoImage = [&] {
+        uint8_t pixel[4];
+        EXPECT_FALSE(SIMVR(Runtime(), simvr_get_eye_image_info)(0, nullptr, nullptr, nullptr));
+        EXPECT_FALSE(SIMVR(Runtime(), simvr_get_eye_pixel)(0, 0, 0, pixel));
+        EXPECT_FALSE(SIMVR(Runtime(), simvr_write_eye_png)(0, (home_ + "/left.png").c_str()));
+    };
+
+    const struct {
+        const char* what;
+        GLuint name;
+        vr::EVRSubmitFlags flags;
+    } cases[] = {{"multisample texture", multisample, vr::Submit_Default},
+                 {"name of no texture", good + 1000, vr::Submit_Default},
+                 {"texture flagged as a renderbuffer", good, vr::Submit_GlRenderBuffer}};
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.what);
+        // A good image first, so that there is one to lose.
+        EXPECT_EQ(submitLeft(good, vr::Submit_Default).int_value, SIMVR_READBACK_DONE);
+        uint8_t pixel[4] = {};
+        ASSERT_TRUE(SIMVR(Runtime(), simvr_get_eye_pixel)(0, 1, 1, pixel));
+        EXPECT_EQ(pixel[0], 255);
+
+        const simvr_call call = submitLeft(c.name, c.flags);
+        EXPECT_EQ(call.kind, SIMVR_CALL_SUBMIT);
+        EXPECT_EQ(call.int_value, SIMVR_READBACK_FAILED);
+        EXPECT_STRNE(call.text, "");
+        expectNoImage();
+        EXPECT_EQ(glGetError(), GLenum(GL_NO_ERROR)) << "the failed read left an error behind";
+    }
+
+    // No context current on the submitting thread: nothing to read with.
+    EXPECT_EQ(submitLeft(good, vr::Submit_Default).int_value, SIMVR_READBACK_DONE);
+    context.ReleaseCurrent();
+    const simvr_call call = submitLeft(good, vr::Submit_Default);
+    EXPECT_EQ(call.int_value, SIMVR_READBACK_FAILED);
+    EXPECT_NE(std::string(call.text).find("context"), std::string::npos) << call.text;
+    expectNoImage();
+
+    // The next readable image is there again.
+    context.MakeCurrent();
+    EXPECT_EQ(submitLeft(good, vr::Submit_Default).int_value, SIMVR_READBACK_DONE);
+    EXPECT_TRUE(SIMVR(Runtime(), simvr_get_eye_image_info)(0, nullptr, nullptr, nullptr));
+    glDeleteTextures(1, &good);
+    glDeleteTextures(1, &multisample);
 }
 
 TEST_F(SimClientGlTest, RenderbuffersAreReadBackWhenSubmittedAsSuch) {
