@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <thread>
 
 #include "runtime_state.h"
 #include "sim_interfaces.h"
@@ -27,9 +26,12 @@ void RecordOtherLocked(const char* name, int64_t value = 0) {
     RecordOther(s, name, value);
 }
 
+// What a compositor answers a caller without a connection.
+constexpr vr::EVRCompositorError kNotConnected = vr::VRCompositorError_RequestFailed;
+
 vr::EVRCompositorError ConnectionError(const State& s) {
     if (!s.initialized) {
-        return vr::VRCompositorError_RequestFailed;
+        return kNotConnected;
     }
     if (s.applicationType != vr::VRApplication_Scene) {
         return vr::VRCompositorError_IsNotSceneApplication;
@@ -74,11 +76,17 @@ vr::EVRCompositorError SimCompositor::WaitGetPoses(vr::TrackedDevicePose_t* pRen
         s.Record(SIMVR_CALL_WAIT_GET_POSES, error);
         return error;
     }
-    // A compositor that stopped returning: hold the caller until released or reset.
-    const uint64_t generation = s.waitGeneration;
-    s.waitCondition.wait(lock, [&] { return !s.waitBlocked || s.waitGeneration != generation; });
+    // Counted while inside, so that Cleanup can wake this caller and wait for it to leave.
+    ++s.waiters;
+    const uint64_t connection = s.connection;
+    const auto ended = [&] { return s.connection != connection; };
 
-    if (s.paced) {
+    // A compositor that stopped returning: hold the caller until released, reset or shut down.
+    const uint64_t generation = s.waitGeneration;
+    s.waitCondition.wait(
+        lock, [&] { return !s.waitBlocked || s.waitGeneration != generation || ended(); });
+
+    if (s.paced && !ended()) {
         const auto period = std::chrono::duration_cast<Clock::duration>(
             std::chrono::duration<double>(1.0 / double(s.refreshRate)));
         Clock::time_point now = Clock::now();
@@ -90,23 +98,33 @@ vr::EVRCompositorError SimCompositor::WaitGetPoses(vr::TrackedDevicePose_t* pRen
             vsync = s.frameIndex + 1;
         }
         const Clock::time_point target = s.initTime + period * vsync;
-        lock.unlock();
-        std::this_thread::sleep_until(target);
-        lock.lock();
-        s.frameIndex = std::max(s.frameIndex + 1, vsync);
-        s.lastVsync = target;
-    } else {
+        // Sleeps without the lock, like the blocked wait above, and ends early at Cleanup.
+        s.waitCondition.wait_until(lock, target, ended);
+        if (!ended()) {
+            s.frameIndex = std::max(s.frameIndex + 1, vsync);
+            s.lastVsync = target;
+        }
+    } else if (!ended()) {
         ++s.frameIndex;
         s.lastVsync = Clock::now();
     }
-    s.submittedThisFrame = {{false, false}};
-    for (uint32_t i = 0; i < s.lastPoses.size(); ++i) {
-        s.lastPoses[i] = s.TrackedPose(i);
+
+    vr::EVRCompositorError result = vr::VRCompositorError_None;
+    if (ended()) {
+        // The connection this caller waited under is gone: no poses, no frame.
+        result = kNotConnected;
+    } else {
+        s.submittedThisFrame = {{false, false}};
+        for (uint32_t i = 0; i < s.lastPoses.size(); ++i) {
+            s.lastPoses[i] = s.TrackedPose(i);
+        }
+        FillPoses(s, pRenderPoseArray, unRenderPoseArrayCount);
+        FillPoses(s, pGamePoseArray, unGamePoseArrayCount);
     }
-    FillPoses(s, pRenderPoseArray, unRenderPoseArrayCount);
-    FillPoses(s, pGamePoseArray, unGamePoseArrayCount);
-    s.Record(SIMVR_CALL_WAIT_GET_POSES);
-    return vr::VRCompositorError_None;
+    s.Record(SIMVR_CALL_WAIT_GET_POSES, result);
+    --s.waiters;
+    s.waitCondition.notify_all();
+    return result;
 }
 
 vr::EVRCompositorError SimCompositor::GetLastPoses(vr::TrackedDevicePose_t* pRenderPoseArray,

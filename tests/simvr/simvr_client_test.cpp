@@ -4,10 +4,12 @@
 #include <gtest/gtest.h>
 #include <png.h>
 
+#include <atomic>
 #include <cstdio>
 #include <cstdlib>
 #include <memory>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "gl_test_context.h"
@@ -158,6 +160,42 @@ TEST_F(SimClientTest, ResetKeepsTheOpenConnection) {
     EXPECT_EQ(SIMVR(Runtime(), simvr_get_cleanup_count)(), 1);
     EXPECT_EQ(compositor->WaitGetPoses(nullptr, 0, nullptr, 0),
               vr::VRCompositorError_RequestFailed);
+}
+
+TEST_F(SimClientTest, ShutdownEndsAWaitForPosesThatNeverReturns) {
+    ASSERT_NE(Init(), nullptr);
+    auto* compositor = Get<vr::IVRCompositor>("IVRCompositor_021");
+    ASSERT_NE(compositor, nullptr);
+    // Held through the shutdown: the waiter is still in runtime code when Cleanup starts.
+    LoadedRuntime& runtime = Runtime();
+    SIMVR(runtime, simvr_set_wait_blocked)(1);
+    const uint64_t frame = SIMVR(runtime, simvr_get_frame_index)();
+
+    std::atomic<int> result{-1};
+    vr::TrackedDevicePose_t pose{};
+    std::thread waiter([&] { result = compositor->WaitGetPoses(&pose, 1, nullptr, 0); });
+    while (SIMVR(runtime, simvr_get_waiting_count)() == 0) {
+        std::this_thread::yield();
+    }
+    vr::VR_Shutdown();
+    // Cleanup returned only after the waiter had left the runtime.
+    const int stillWaiting = SIMVR(runtime, simvr_get_waiting_count)();
+    EXPECT_EQ(stillWaiting, 0);
+    if (stillWaiting != 0) {
+        SIMVR(runtime, simvr_set_wait_blocked)(0);  // so that a failure ends here, not in a hang
+    }
+    waiter.join();
+    EXPECT_EQ(result, vr::VRCompositorError_RequestFailed) << "the connection is gone";
+    EXPECT_FALSE(pose.bPoseIsValid);
+    EXPECT_EQ(SIMVR(runtime, simvr_get_frame_index)(), frame);
+    const std::vector<simvr_call> calls = Calls();
+    ASSERT_GE(calls.size(), 2u);
+    EXPECT_EQ(calls[calls.size() - 2].kind, SIMVR_CALL_CLEANUP);
+    EXPECT_EQ(calls.back().kind, SIMVR_CALL_WAIT_GET_POSES);
+    EXPECT_EQ(calls.back().result, vr::VRCompositorError_RequestFailed);
+
+    ReleaseRuntime();
+    EXPECT_FALSE(RuntimeLoaded());
 }
 
 TEST_F(SimClientTest, PosesAndEventsThroughTheClient) {

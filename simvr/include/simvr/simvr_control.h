@@ -152,8 +152,12 @@ SIMVR_API int simvr_set_ipd(float metres);
 /* 1: WaitGetPoses sleeps until the next vsync of the refresh rate; the frame number is the
  * vsync count since Init. 0 (default): it returns at once and the frame number counts calls. */
 SIMVR_API void simvr_set_paced(int paced);
-/* 1: WaitGetPoses blocks (a compositor that stopped returning) until set back to 0 or reset. */
+/* 1: WaitGetPoses blocks (a compositor that stopped returning) until set back to 0 or reset.
+ * Cleanup also ends the wait: the caller gets VRCompositorError_RequestFailed (no connection),
+ * and Cleanup returns only after every such caller has left. */
 SIMVR_API void simvr_set_wait_blocked(int blocked);
+/* Threads inside WaitGetPoses now: blocked, or waiting for the next vsync. */
+SIMVR_API int simvr_get_waiting_count(void);
 SIMVR_API uint64_t simvr_get_frame_index(void);
 
 /* ---- Head pose --------------------------------------------------------------------------- */
