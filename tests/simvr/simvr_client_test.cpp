@@ -284,6 +284,59 @@ TEST_F(SimClientTest, RenderModelsSettingsAndFeedbackThroughTheClient) {
     EXPECT_FLOAT_EQ(rgba[3], 1.0f);
 }
 
+TEST_F(SimClientTest, WindowsMixedRealityControllerModelsLoadByTheirFileNames) {
+    vr::IVRSystem* system = Init();
+    ASSERT_NE(system, nullptr);
+    auto* models = Get<vr::IVRRenderModels>("IVRRenderModels_005");
+    ASSERT_NE(models, nullptr);
+    ASSERT_TRUE(SIMVR(Runtime(), simvr_set_profile)(SIMVR_PROFILE_WINDOWS_MR));
+    const int loadingPolls = 3;
+    SIMVR(Runtime(), simvr_set_model_load_polls)(loadingPolls);
+
+    for (vr::TrackedDeviceIndex_t device : {1u, 2u}) {
+        // The Windows Mixed Reality driver names each controller by the OBJ file it unpacked.
+        const std::string name = Property(system, device, vr::Prop_RenderModelName_String);
+        SCOPED_TRACE(name);
+        EXPECT_NE(name.find("Microsoft\\Windows\\OpenVR\\controller"), std::string::npos);
+        EXPECT_NE(name.find(device == 1 ? "_1\\controller.obj" : "_2\\controller.obj"),
+                  std::string::npos);
+
+        vr::RenderModel_t* model = nullptr;
+        vr::EVRRenderModelError error = vr::VRRenderModelError_Loading;
+        int polls = 0;
+        for (; polls <= loadingPolls + 1; ++polls) {
+            error = models->LoadRenderModel_Async(name.c_str(), &model);
+            if (error != vr::VRRenderModelError_Loading) {
+                break;
+            }
+        }
+        ASSERT_EQ(error, vr::VRRenderModelError_None);
+        EXPECT_EQ(polls, loadingPolls);
+        ASSERT_NE(model, nullptr);
+        ASSERT_GT(model->unTriangleCount, 0u);
+        for (uint32_t i = 0; i < model->unTriangleCount * 3; ++i) {
+            ASSERT_LT(model->rIndexData[i], model->unVertexCount);
+        }
+
+        vr::RenderModel_TextureMap_t* texture = nullptr;
+        for (polls = 0; polls <= loadingPolls + 1; ++polls) {
+            error = models->LoadTexture_Async(model->diffuseTextureId, &texture);
+            if (error != vr::VRRenderModelError_Loading) {
+                break;
+            }
+        }
+        ASSERT_EQ(error, vr::VRRenderModelError_None);
+        ASSERT_NE(texture, nullptr);
+        EXPECT_GT(texture->unWidth, 0);
+        EXPECT_GT(texture->unHeight, 0);
+        models->FreeTexture(texture);
+        models->FreeRenderModel(model);
+    }
+    EXPECT_EQ(SIMVR(Runtime(), simvr_get_live_model_count)(), 0);
+    EXPECT_EQ(SIMVR(Runtime(), simvr_get_live_texture_count)(), 0);
+    EXPECT_EQ(SIMVR(Runtime(), simvr_get_invalid_free_count)(), 0);
+}
+
 // Reads a PNG back into RGBA rows, top row first.
 bool ReadPng(const std::string& path, uint32_t* width, uint32_t* height,
              std::vector<uint8_t>* rgba) {
