@@ -44,9 +44,9 @@ uint32_t ClientCoreState::Init(vr::EVRInitError* error, vr::EVRApplicationType t
 void ClientCoreState::Shutdown() {
     std::lock_guard<std::recursive_mutex> lock(mutex_);
     if (runtime_.core != nullptr) {
-        vr::IVRClientCore* core = runtime_.core;
+        // The runtime is still the loaded one while it cleans up, as in the public client.
+        runtime_.core->Cleanup();
         runtime_.core = nullptr;
-        core->Cleanup();
     }
     runtime_.library.Unload();
     ++token_;

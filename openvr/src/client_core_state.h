@@ -13,7 +13,8 @@ namespace stnvr {
 
 // The process-wide connection to the runtime: its library, its client core and the init
 // token. Every operation holds one recursive lock, so the runtime can call back into the
-// client from inside Init or Cleanup.
+// client from inside Init or Cleanup. Shutdown keeps the core until its Cleanup has returned,
+// so such calls still reach the runtime that is cleaning up.
 class ClientCoreState {
 public:
     static ClientCoreState& Instance();

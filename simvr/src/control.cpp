@@ -198,6 +198,12 @@ SIMVR_API void simvr_set_wait_blocked(int blocked) {
     s.waitCondition.notify_all();
 }
 
+SIMVR_API int simvr_get_waiting_count(void) {
+    State& s = State::Get();
+    Lock lock(s.mutex);
+    return s.waiters;
+}
+
 SIMVR_API uint64_t simvr_get_frame_index(void) {
     State& s = State::Get();
     Lock lock(s.mutex);

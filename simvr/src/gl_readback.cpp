@@ -44,40 +44,46 @@ struct PackState {
     }
 };
 
-bool ReadTexture(GLuint name, uint32_t* width, uint32_t* height, std::vector<uint8_t>* rgba) {
+const char* ReadTexture(GLuint name, uint32_t* width, uint32_t* height,
+                        std::vector<uint8_t>* rgba) {
     if (glIsTexture(name) == GL_FALSE) {
-        return false;
+        return "not a texture name";
     }
     GLint previous = 0;
     glGetIntegerv(GL_TEXTURE_BINDING_2D, &previous);
-    // A texture of another target cannot be bound to GL_TEXTURE_2D: that shows as an error,
-    // which is taken here and not left behind for the caller.
+    // A texture of another target (a multisample one, say) cannot be bound to GL_TEXTURE_2D:
+    // that shows as an error, which is taken here and not left behind for the caller.
     DrainErrors();
     glBindTexture(GL_TEXTURE_2D, name);
     if (glGetError() != GL_NO_ERROR) {
-        return false;
+        return "not a GL_TEXTURE_2D texture";
     }
     GLint w = 0, h = 0;
     glGetTexLevelParameteriv(GL_TEXTURE_2D, 0, GL_TEXTURE_WIDTH, &w);
     glGetTexLevelParameteriv(GL_TEXTURE_2D, 0, GL_TEXTURE_HEIGHT, &h);
-    bool ok = w > 0 && h > 0 && uint32_t(w) <= kMaxSide && uint32_t(h) <= kMaxSide;
-    if (ok) {
+    const char* failure = nullptr;
+    if (w <= 0 || h <= 0 || uint32_t(w) > kMaxSide || uint32_t(h) > kMaxSide) {
+        failure = "texture level 0 is empty or too large";
+    } else {
         rgba->resize(size_t(w) * size_t(h) * 4);
         PackState pack;
         pack.Save();
         glGetTexImage(GL_TEXTURE_2D, 0, GL_RGBA, GL_UNSIGNED_BYTE, rgba->data());
         pack.Restore();
-        ok = glGetError() == GL_NO_ERROR;
+        if (glGetError() != GL_NO_ERROR) {
+            failure = "glGetTexImage failed";
+        }
         *width = uint32_t(w);
         *height = uint32_t(h);
     }
     glBindTexture(GL_TEXTURE_2D, GLuint(previous));
-    return ok;
+    return failure;
 }
 
-bool ReadRenderbuffer(GLuint name, uint32_t* width, uint32_t* height, std::vector<uint8_t>* rgba) {
+const char* ReadRenderbuffer(GLuint name, uint32_t* width, uint32_t* height,
+                             std::vector<uint8_t>* rgba) {
     if (glIsRenderbuffer(name) == GL_FALSE) {
-        return false;
+        return "not a renderbuffer name";
     }
     GLint previousRenderbuffer = 0, previousRead = 0;
     glGetIntegerv(GL_RENDERBUFFER_BINDING, &previousRenderbuffer);
@@ -89,7 +95,7 @@ bool ReadRenderbuffer(GLuint name, uint32_t* width, uint32_t* height, std::vecto
     glGetRenderbufferParameteriv(GL_RENDERBUFFER, GL_RENDERBUFFER_HEIGHT, &h);
     glBindRenderbuffer(GL_RENDERBUFFER, GLuint(previousRenderbuffer));
     if (w <= 0 || h <= 0 || uint32_t(w) > kMaxSide || uint32_t(h) > kMaxSide) {
-        return false;
+        return "renderbuffer is empty or too large";
     }
     GLuint framebuffer = 0;
     glGenFramebuffers(1, &framebuffer);
@@ -97,32 +103,36 @@ bool ReadRenderbuffer(GLuint name, uint32_t* width, uint32_t* height, std::vecto
     glFramebufferRenderbuffer(GL_READ_FRAMEBUFFER, GL_COLOR_ATTACHMENT0, GL_RENDERBUFFER, name);
     // The read buffer belongs to the framebuffer object, so this leaves the caller's alone.
     glReadBuffer(GL_COLOR_ATTACHMENT0);
-    bool ok = glCheckFramebufferStatus(GL_READ_FRAMEBUFFER) == GL_FRAMEBUFFER_COMPLETE;
-    if (ok) {
+    const char* failure = nullptr;
+    if (glCheckFramebufferStatus(GL_READ_FRAMEBUFFER) != GL_FRAMEBUFFER_COMPLETE) {
+        failure = "renderbuffer cannot be read through a framebuffer";
+    } else {
         rgba->resize(size_t(w) * size_t(h) * 4);
         PackState pack;
         pack.Save();
+        // A multisample renderbuffer fails here: it has to be resolved before it can be read.
         glReadPixels(0, 0, w, h, GL_RGBA, GL_UNSIGNED_BYTE, rgba->data());
         pack.Restore();
-        ok = glGetError() == GL_NO_ERROR;
+        if (glGetError() != GL_NO_ERROR) {
+            failure = "glReadPixels failed";
+        }
         *width = uint32_t(w);
         *height = uint32_t(h);
     }
     glBindFramebuffer(GL_READ_FRAMEBUFFER, GLuint(previousRead));
     glDeleteFramebuffers(1, &framebuffer);
-    return ok;
+    return failure;
 }
 
 }  // namespace
 
-bool ReadBackGlImage(uint32_t name, bool renderbuffer, uint32_t* width, uint32_t* height,
-                     std::vector<uint8_t>* rgba) {
+const char* ReadBackGlImage(uint32_t name, bool renderbuffer, uint32_t* width, uint32_t* height,
+                            std::vector<uint8_t>* rgba) {
     if (name == 0 || width == nullptr || height == nullptr || rgba == nullptr) {
-        return false;
+        return "no texture name";
     }
-    // No context current on this thread: nothing to read with.
     if (glGetString(GL_VERSION) == nullptr) {
-        return false;
+        return "no OpenGL context current on the submitting thread";
     }
     return renderbuffer ? ReadRenderbuffer(name, width, height, rgba)
                         : ReadTexture(name, width, height, rgba);

@@ -110,7 +110,10 @@ void State::Reset() {
     textureErrors.clear();
     initCount = 0;
     cleanupCount = 0;
-    applicationType = -1;
+    // An open connection stays open, and still belongs to the application that made it.
+    if (!initialized) {
+        applicationType = -1;
+    }
     frameIndex = 0;
     submittedThisFrame = {{false, false}};
     presentedFrames = 0;

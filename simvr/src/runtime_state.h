@@ -88,6 +88,7 @@ public:
     bool paced = false;
     bool waitBlocked = false;
     uint64_t waitGeneration = 0;  // bumped by reset to free blocked waiters
+    int waiters = 0;              // threads inside WaitGetPoses
     HeadScript head;
     bool readback = false;
     int modelLoadPolls = 2;
@@ -96,6 +97,7 @@ public:
 
     // Connection.
     bool initialized = false;
+    uint64_t connection = 0;  // bumped by every Init and Cleanup
     int initCount = 0;
     int cleanupCount = 0;
     int applicationType = -1;

@@ -67,6 +67,7 @@ vr::EVRInitError SimClientCore::Init(vr::EVRApplicationType eApplicationType,
         return result;
     }
     s.initialized = true;
+    ++s.connection;
     ++s.initCount;
     s.applicationType = eApplicationType;
     s.initTime = std::chrono::steady_clock::now();
@@ -79,14 +80,19 @@ vr::EVRInitError SimClientCore::Init(vr::EVRApplicationType eApplicationType,
 
 void SimClientCore::Cleanup() {
     State& s = State::Get();
-    Lock lock(s.mutex);
+    std::unique_lock<std::mutex> lock(s.mutex);
     s.Record(SIMVR_CALL_CLEANUP);
     if (s.initialized) {
         ++s.cleanupCount;
     }
     s.initialized = false;
+    ++s.connection;
     // Events belong to the connection that was open.
     s.events.clear();
+    // So do callers still waiting for poses: wake them, and let them leave before returning,
+    // since the client unloads the library next.
+    s.waitCondition.notify_all();
+    s.waitCondition.wait(lock, [&] { return s.waiters == 0; });
 }
 
 vr::EVRInitError SimClientCore::IsInterfaceVersionValid(const char* pchInterfaceVersion) {

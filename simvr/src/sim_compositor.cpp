@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <thread>
 
 #include "runtime_state.h"
 #include "sim_interfaces.h"
@@ -27,9 +26,12 @@ void RecordOtherLocked(const char* name, int64_t value = 0) {
     RecordOther(s, name, value);
 }
 
+// What a compositor answers a caller without a connection.
+constexpr vr::EVRCompositorError kNotConnected = vr::VRCompositorError_RequestFailed;
+
 vr::EVRCompositorError ConnectionError(const State& s) {
     if (!s.initialized) {
-        return vr::VRCompositorError_RequestFailed;
+        return kNotConnected;
     }
     if (s.applicationType != vr::VRApplication_Scene) {
         return vr::VRCompositorError_IsNotSceneApplication;
@@ -74,11 +76,17 @@ vr::EVRCompositorError SimCompositor::WaitGetPoses(vr::TrackedDevicePose_t* pRen
         s.Record(SIMVR_CALL_WAIT_GET_POSES, error);
         return error;
     }
-    // A compositor that stopped returning: hold the caller until released or reset.
-    const uint64_t generation = s.waitGeneration;
-    s.waitCondition.wait(lock, [&] { return !s.waitBlocked || s.waitGeneration != generation; });
+    // Counted while inside, so that Cleanup can wake this caller and wait for it to leave.
+    ++s.waiters;
+    const uint64_t connection = s.connection;
+    const auto ended = [&] { return s.connection != connection; };
 
-    if (s.paced) {
+    // A compositor that stopped returning: hold the caller until released, reset or shut down.
+    const uint64_t generation = s.waitGeneration;
+    s.waitCondition.wait(
+        lock, [&] { return !s.waitBlocked || s.waitGeneration != generation || ended(); });
+
+    if (s.paced && !ended()) {
         const auto period = std::chrono::duration_cast<Clock::duration>(
             std::chrono::duration<double>(1.0 / double(s.refreshRate)));
         Clock::time_point now = Clock::now();
@@ -90,23 +98,33 @@ vr::EVRCompositorError SimCompositor::WaitGetPoses(vr::TrackedDevicePose_t* pRen
             vsync = s.frameIndex + 1;
         }
         const Clock::time_point target = s.initTime + period * vsync;
-        lock.unlock();
-        std::this_thread::sleep_until(target);
-        lock.lock();
-        s.frameIndex = std::max(s.frameIndex + 1, vsync);
-        s.lastVsync = target;
-    } else {
+        // Sleeps without the lock, like the blocked wait above, and ends early at Cleanup.
+        s.waitCondition.wait_until(lock, target, ended);
+        if (!ended()) {
+            s.frameIndex = std::max(s.frameIndex + 1, vsync);
+            s.lastVsync = target;
+        }
+    } else if (!ended()) {
         ++s.frameIndex;
         s.lastVsync = Clock::now();
     }
-    s.submittedThisFrame = {{false, false}};
-    for (uint32_t i = 0; i < s.lastPoses.size(); ++i) {
-        s.lastPoses[i] = s.TrackedPose(i);
+
+    vr::EVRCompositorError result = vr::VRCompositorError_None;
+    if (ended()) {
+        // The connection this caller waited under is gone: no poses, no frame.
+        result = kNotConnected;
+    } else {
+        s.submittedThisFrame = {{false, false}};
+        for (uint32_t i = 0; i < s.lastPoses.size(); ++i) {
+            s.lastPoses[i] = s.TrackedPose(i);
+        }
+        FillPoses(s, pRenderPoseArray, unRenderPoseArrayCount);
+        FillPoses(s, pGamePoseArray, unGamePoseArrayCount);
     }
-    FillPoses(s, pRenderPoseArray, unRenderPoseArrayCount);
-    FillPoses(s, pGamePoseArray, unGamePoseArrayCount);
-    s.Record(SIMVR_CALL_WAIT_GET_POSES);
-    return vr::VRCompositorError_None;
+    s.Record(SIMVR_CALL_WAIT_GET_POSES, result);
+    --s.waiters;
+    s.waitCondition.notify_all();
+    return result;
 }
 
 vr::EVRCompositorError SimCompositor::GetLastPoses(vr::TrackedDevicePose_t* pRenderPoseArray,
@@ -142,7 +160,7 @@ vr::EVRCompositorError SimCompositor::Submit(vr::EVREye eEye, const vr::Texture_
                                              vr::EVRSubmitFlags nSubmitFlags) {
     State& s = State::Get();
     vr::EVRCompositorError result;
-    bool readBack = false;
+    bool readBack = false;  // read-back is on and the submit was taken
     {
         Lock lock(s.mutex);
         result = ConnectionError(s);
@@ -161,27 +179,40 @@ vr::EVRCompositorError SimCompositor::Submit(vr::EVREye eEye, const vr::Texture_
                 result = vr::VRCompositorError_AlreadySubmitted;
             } else {
                 s.submittedThisFrame[size_t(eEye)] = true;
-                readBack = s.readback && pTexture->eType == vr::TextureType_OpenGL;
+                readBack = s.readback;
             }
         }
     }
 
     // GL work happens without the lock, on the caller's thread and context.
     EyeImage image;
-    bool haveImage = false;
+    const char* readBackFailure = nullptr;
     if (readBack) {
-        const uint32_t name = uint32_t(reinterpret_cast<uintptr_t>(pTexture->handle));
-        haveImage = ReadBackGlImage(name, (nSubmitFlags & vr::Submit_GlRenderBuffer) != 0,
-                                    &image.width, &image.height, &image.rgba);
+        if (pTexture->eType != vr::TextureType_OpenGL) {
+            readBackFailure = "not an OpenGL texture";
+        } else {
+            const uint32_t name = uint32_t(reinterpret_cast<uintptr_t>(pTexture->handle));
+            readBackFailure = ReadBackGlImage(name, (nSubmitFlags & vr::Submit_GlRenderBuffer) != 0,
+                                              &image.width, &image.height, &image.rgba);
+        }
     }
 
     Lock lock(s.mutex);
-    if (haveImage) {
-        image.frame = s.frameIndex;
-        s.eyes[size_t(eEye)] = std::move(image);
+    if (readBack) {
+        // A failed read leaves no image at all: the last one is not what the eye shows now.
+        if (readBackFailure == nullptr) {
+            image.frame = s.frameIndex;
+            s.eyes[size_t(eEye)] = std::move(image);
+        } else {
+            s.eyes[size_t(eEye)] = EyeImage();
+        }
     }
     if (simvr_call* call = s.Record(SIMVR_CALL_SUBMIT, result)) {
         call->eye = uint32_t(eEye);
+        call->int_value = !readBack                    ? SIMVR_READBACK_NOT_ASKED
+                          : readBackFailure == nullptr ? SIMVR_READBACK_DONE
+                                                       : SIMVR_READBACK_FAILED;
+        CopyField(call->text, sizeof(call->text), readBackFailure);
         call->flags = uint32_t(nSubmitFlags);
         if (pTexture != nullptr) {
             call->handle = uint64_t(reinterpret_cast<uintptr_t>(pTexture->handle));

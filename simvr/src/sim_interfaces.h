@@ -253,8 +253,8 @@ public:
 };
 
 // Reads an OpenGL texture (or renderbuffer) back as RGBA8 with the calling thread's current
-// context, leaving the context's bindings as they were. False when it cannot.
-bool ReadBackGlImage(uint32_t name, bool renderbuffer, uint32_t* width, uint32_t* height,
-                     std::vector<uint8_t>* rgba);
+// context, leaving the context's bindings as they were. Null on success, else why it could not.
+const char* ReadBackGlImage(uint32_t name, bool renderbuffer, uint32_t* width, uint32_t* height,
+                            std::vector<uint8_t>* rgba);
 
 }  // namespace simvr

@@ -7,11 +7,19 @@
 // named by STNVR_FAKE_RUNTIME_LOG, so a test can see what the client did even after the
 // library is gone. STNVR_FAKE_HMD_PRESENT=0 makes BIsHmdPresent answer false, and
 // STNVR_FAKE_INIT_FAILS=1 makes any variant's Init fail as FAKE_RUNTIME_INIT_FAILS does.
+// STNVR_FAKE_CLEANUP_ASKS_CLIENT=1 makes Cleanup ask the client that loaded it whether
+// IVRSystem_Version is valid, and log the answer.
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
 
 #include "stnvr/vr_interfaces.h"
+
+// The client in the process that loaded this library; absent when nothing provides it.
+namespace vr {
+__attribute__((weak, visibility("default"))) bool VR_IsInterfaceVersionValid(
+    const char* pchInterfaceVersion);
+}
 
 namespace {
 
@@ -66,6 +74,12 @@ public:
 
     void Cleanup() override {
         Log("Cleanup");
+        const char* ask = getenv("STNVR_FAKE_CLEANUP_ASKS_CLIENT");
+        if (ask != nullptr && strcmp(ask, "1") == 0) {
+            const bool valid = &vr::VR_IsInterfaceVersionValid != nullptr &&
+                               vr::VR_IsInterfaceVersionValid(vr::IVRSystem_Version);
+            Log("client during Cleanup:", valid ? "valid" : "not valid");
+        }
         initialised_ = false;
     }
 

@@ -100,6 +100,17 @@ TEST_F(RuntimeLoad, SuccessfulInitAndShutdownTalkToTheRuntimeInOrder) {
     EXPECT_EQ(Log().size(), log.size());
 }
 
+TEST_F(RuntimeLoad, RuntimeIsStillTheClientsWhileItCleansUp) {
+    WriteRegistry(RegistryFor(MakeRuntime("rt", FAKE_RUNTIME_OK)));
+    ASSERT_EQ(InitError(), vr::VRInitError_None);
+    SetEnv("STNVR_FAKE_CLEANUP_ASKS_CLIENT", "1");
+    ClearLog();
+    vr::VR_Shutdown();
+    EXPECT_EQ(Log(), (Lines{"Cleanup", "IsInterfaceVersionValid IVRSystem_017",
+                            "client during Cleanup: valid", "unload"}));
+    EXPECT_FALSE(vr::VR_IsInterfaceVersionValid(vr::IVRSystem_Version));
+}
+
 TEST_F(RuntimeLoad, InterfacesNeedAnInitialisedRuntime) {
     vr::EVRInitError error = vr::VRInitError_None;
     EXPECT_EQ(vr::VR_GetGenericInterface(vr::IVRSystem_Version, &error), nullptr);

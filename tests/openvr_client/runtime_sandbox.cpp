@@ -18,7 +18,8 @@ const char* const kManagedVariables[] = {"XDG_CONFIG_HOME",
                                          "VR_LOG_PATH",
                                          "STNVR_FAKE_RUNTIME_LOG",
                                          "STNVR_FAKE_HMD_PRESENT",
-                                         "STNVR_FAKE_INIT_FAILS"};
+                                         "STNVR_FAKE_INIT_FAILS",
+                                         "STNVR_FAKE_CLEANUP_ASKS_CLIENT"};
 
 }  // namespace
 
@@ -39,6 +40,7 @@ void RuntimeSandbox::SetUp() {
     UnsetEnv("VR_LOG_PATH");
     UnsetEnv("STNVR_FAKE_HMD_PRESENT");
     UnsetEnv("STNVR_FAKE_INIT_FAILS");
+    UnsetEnv("STNVR_FAKE_CLEANUP_ASKS_CLIENT");
     SetEnv("STNVR_FAKE_RUNTIME_LOG", dir_ + "/runtime.log");
 }
 

@@ -1,16 +1,21 @@
-// The simulated runtime as an application meets it: found and loaded by the OpenVR client,
-// used only through the OpenVR interfaces, with the control interface playing the world.
+// The simulated runtime as an application meets it: found, loaded and unloaded by the OpenVR
+// client, used only through the OpenVR interfaces. This program does not link the runtime; the
+// control interface that plays the world is reached in the library the client loaded.
 #include <gtest/gtest.h>
 #include <png.h>
 
+#include <atomic>
 #include <cstdio>
 #include <cstdlib>
+#include <memory>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "gl_test_context.h"
+#include "loaded_runtime.h"
 #include "simvr/simvr_control.h"
-#include "simvr/simvr_setup.h"
+#include "simvr/simvr_paths.h"
 #include "stnvr/vr_client.h"
 
 namespace {
@@ -18,13 +23,15 @@ namespace {
 class SimClientTest : public ::testing::Test {
 protected:
     void SetUp() override {
-        simvr::ResetRuntime();
+        // Only the client may bring the runtime in.
+        ASSERT_FALSE(LoadedRuntime::IsLoaded(simvr::RuntimeLibraryPath()));
         home_ = simvr::MakeTempDirectory("simvr-client-");
         ASSERT_FALSE(home_.empty());
         std::string error;
         ASSERT_TRUE(simvr::InstallVrPathFile(home_, &error)) << error;
     }
     void TearDown() override {
+        runtime_.reset();
         vr::VR_Shutdown();
         simvr::ClearEnvironment();
         std::system(("rm -rf '" + home_ + "'").c_str());
@@ -50,26 +57,56 @@ protected:
         system->GetStringTrackedDeviceProperty(device, prop, buffer.data(), size, nullptr);
         return buffer.data();
     }
+    static bool RuntimeLoaded() { return LoadedRuntime::IsLoaded(simvr::RuntimeLibraryPath()); }
+
+    // The runtime the client has loaded; the handle is kept until ReleaseRuntime or the end.
+    LoadedRuntime& Runtime() {
+        if (runtime_ == nullptr || !runtime_->ok()) {
+            runtime_ = std::make_unique<LoadedRuntime>(simvr::RuntimeLibraryPath());
+        }
+        return *runtime_;
+    }
+    // Leaves the client the only one holding the runtime.
+    void ReleaseRuntime() { runtime_.reset(); }
+
+    std::vector<simvr_call> Calls() {
+        std::vector<simvr_call> calls(SIMVR(Runtime(), simvr_get_call_count)());
+        for (uint32_t i = 0; i < calls.size(); ++i) {
+            EXPECT_TRUE(SIMVR(Runtime(), simvr_get_call)(i, &calls[i]));
+        }
+        return calls;
+    }
 
     std::string home_;
+    std::unique_ptr<LoadedRuntime> runtime_;
 };
 
-TEST_F(SimClientTest, FoundThroughThePathRegistryAndTheEnvironment) {
+TEST_F(SimClientTest, LoadedThroughThePathRegistryAndTheEnvironment) {
+    // The presence probe loads the runtime to ask, and unloads it again.
     EXPECT_TRUE(vr::VR_IsHmdPresent());
-    simvr_set_hmd_present(0);
-    EXPECT_FALSE(vr::VR_IsHmdPresent());
-    simvr_set_hmd_present(1);
+    EXPECT_FALSE(RuntimeLoaded());
 
     vr::IVRSystem* system = Init();
     ASSERT_NE(system, nullptr);
+    EXPECT_TRUE(RuntimeLoaded());
     EXPECT_NE(Get<vr::IVRCompositor>("IVRCompositor_021"), nullptr);
     EXPECT_NE(Get<vr::IVRRenderModels>("IVRRenderModels_005"), nullptr);
     EXPECT_NE(Get<vr::IVRSettings>("IVRSettings_002"), nullptr);
     EXPECT_NE(Get<vr::IVRChaperone>("IVRChaperone_003"), nullptr);
     EXPECT_EQ(Property(system, 0, vr::Prop_TrackingSystemName_String), "lighthouse");
-    EXPECT_TRUE(simvr_is_initialized());
+    EXPECT_EQ(SIMVR(Runtime(), simvr_is_initialized)(), 1);
+    EXPECT_EQ(SIMVR(Runtime(), simvr_get_init_count)(), 1);
+    EXPECT_EQ(SIMVR(Runtime(), simvr_get_application_type)(), vr::VRApplication_Scene);
+
+    // With the runtime loaded, presence is asked of it in place.
+    SIMVR(Runtime(), simvr_set_hmd_present)(0);
+    EXPECT_FALSE(vr::VR_IsHmdPresent());
+    ASSERT_TRUE(SIMVR(Runtime(), simvr_set_profile)(SIMVR_PROFILE_RIFT));
+    EXPECT_EQ(Property(system, 0, vr::Prop_TrackingSystemName_String), "oculus");
+    EXPECT_EQ(Property(system, 2, vr::Prop_RenderModelName_String), "oculus_cv1_controller_right");
+    ReleaseRuntime();
     vr::VR_Shutdown();
-    EXPECT_FALSE(simvr_is_initialized());
+    EXPECT_FALSE(RuntimeLoaded()) << "VR_Shutdown unloads the runtime";
 
     // The environment route: no registry file to read, all three variables set.
     simvr::ClearEnvironment();
@@ -77,20 +114,88 @@ TEST_F(SimClientTest, FoundThroughThePathRegistryAndTheEnvironment) {
     vr::EVRInitError error = vr::VRInitError_None;
     EXPECT_EQ(vr::VR_Init(&error, vr::VRApplication_Scene), nullptr);
     EXPECT_EQ(error, vr::VRInitError_Init_PathRegistryNotFound);
+    EXPECT_FALSE(RuntimeLoaded());
     std::string reason;
     ASSERT_TRUE(simvr::UseEnvironment(home_ + "/env", &reason)) << reason;
-    ASSERT_TRUE(simvr_set_profile(SIMVR_PROFILE_RIFT));
     system = Init();
     ASSERT_NE(system, nullptr);
-    EXPECT_EQ(Property(system, 0, vr::Prop_TrackingSystemName_String), "oculus");
-    EXPECT_EQ(Property(system, 2, vr::Prop_RenderModelName_String), "oculus_cv1_controller_right");
-    EXPECT_EQ(simvr_get_init_count(), 2);
 
-    // Interfaces the runtime withdraws make VR_Init fail as the client specifies.
-    vr::VR_Shutdown();
-    simvr_set_interface_enabled("IVRSystem_017", 0);
+    // A new load starts from a new state: what the last connection changed is gone.
+    EXPECT_EQ(Property(system, 0, vr::Prop_TrackingSystemName_String), "lighthouse");
+    EXPECT_TRUE(vr::VR_IsHmdPresent());
+    EXPECT_EQ(SIMVR(Runtime(), simvr_get_init_count)(), 1);
+
+    // Initialising again on a runtime that withdrew IVRSystem_017 fails with 105, and the
+    // client gives the runtime back.
+    ASSERT_TRUE(SIMVR(Runtime(), simvr_set_interface_enabled)("IVRSystem_017", 0));
+    ReleaseRuntime();
     EXPECT_EQ(vr::VR_Init(&error, vr::VRApplication_Scene), nullptr);
     EXPECT_EQ(error, vr::VRInitError_Init_InterfaceNotFound);
+    EXPECT_FALSE(RuntimeLoaded());
+}
+
+TEST_F(SimClientTest, ResetKeepsTheOpenConnection) {
+    vr::IVRSystem* system = Init();
+    ASSERT_NE(system, nullptr);
+    auto* compositor = Get<vr::IVRCompositor>("IVRCompositor_021");
+    ASSERT_NE(compositor, nullptr);
+    ASSERT_TRUE(SIMVR(Runtime(), simvr_set_profile)(SIMVR_PROFILE_WINDOWS_MR));
+
+    SIMVR(Runtime(), simvr_reset)();
+    EXPECT_EQ(Property(system, 0, vr::Prop_TrackingSystemName_String), "lighthouse");
+    EXPECT_EQ(SIMVR(Runtime(), simvr_is_initialized)(), 1);
+    EXPECT_EQ(SIMVR(Runtime(), simvr_get_application_type)(), vr::VRApplication_Scene);
+    // The scene application still has its compositor.
+    EXPECT_TRUE(compositor->CanRenderScene());
+    EXPECT_EQ(compositor->WaitGetPoses(nullptr, 0, nullptr, 0), vr::VRCompositorError_None);
+    const vr::Texture_t texture{reinterpret_cast<void*>(uintptr_t(1)), vr::TextureType_OpenGL,
+                                vr::ColorSpace_Gamma};
+    EXPECT_EQ(compositor->Submit(vr::Eye_Left, &texture, nullptr, vr::Submit_Default),
+              vr::VRCompositorError_None);
+    compositor->PostPresentHandoff();
+
+    // And ends it as usual. The handle keeps the library here to be asked afterwards.
+    vr::VR_Shutdown();
+    EXPECT_EQ(SIMVR(Runtime(), simvr_is_initialized)(), 0);
+    EXPECT_EQ(SIMVR(Runtime(), simvr_get_cleanup_count)(), 1);
+    EXPECT_EQ(compositor->WaitGetPoses(nullptr, 0, nullptr, 0),
+              vr::VRCompositorError_RequestFailed);
+}
+
+TEST_F(SimClientTest, ShutdownEndsAWaitForPosesThatNeverReturns) {
+    ASSERT_NE(Init(), nullptr);
+    auto* compositor = Get<vr::IVRCompositor>("IVRCompositor_021");
+    ASSERT_NE(compositor, nullptr);
+    // Held through the shutdown: the waiter is still in runtime code when Cleanup starts.
+    LoadedRuntime& runtime = Runtime();
+    SIMVR(runtime, simvr_set_wait_blocked)(1);
+    const uint64_t frame = SIMVR(runtime, simvr_get_frame_index)();
+
+    std::atomic<int> result{-1};
+    vr::TrackedDevicePose_t pose{};
+    std::thread waiter([&] { result = compositor->WaitGetPoses(&pose, 1, nullptr, 0); });
+    while (SIMVR(runtime, simvr_get_waiting_count)() == 0) {
+        std::this_thread::yield();
+    }
+    vr::VR_Shutdown();
+    // Cleanup returned only after the waiter had left the runtime.
+    const int stillWaiting = SIMVR(runtime, simvr_get_waiting_count)();
+    EXPECT_EQ(stillWaiting, 0);
+    if (stillWaiting != 0) {
+        SIMVR(runtime, simvr_set_wait_blocked)(0);  // so that a failure ends here, not in a hang
+    }
+    waiter.join();
+    EXPECT_EQ(result, vr::VRCompositorError_RequestFailed) << "the connection is gone";
+    EXPECT_FALSE(pose.bPoseIsValid);
+    EXPECT_EQ(SIMVR(runtime, simvr_get_frame_index)(), frame);
+    const std::vector<simvr_call> calls = Calls();
+    ASSERT_GE(calls.size(), 2u);
+    EXPECT_EQ(calls[calls.size() - 2].kind, SIMVR_CALL_CLEANUP);
+    EXPECT_EQ(calls.back().kind, SIMVR_CALL_WAIT_GET_POSES);
+    EXPECT_EQ(calls.back().result, vr::VRCompositorError_RequestFailed);
+
+    ReleaseRuntime();
+    EXPECT_FALSE(RuntimeLoaded());
 }
 
 TEST_F(SimClientTest, PosesAndEventsThroughTheClient) {
@@ -99,7 +204,7 @@ TEST_F(SimClientTest, PosesAndEventsThroughTheClient) {
     auto* compositor = Get<vr::IVRCompositor>("IVRCompositor_021");
     ASSERT_NE(compositor, nullptr);
 
-    simvr_set_head_pose(30.0f, 0, 0, 0, 1.5f, 0);
+    SIMVR(Runtime(), simvr_set_head_pose)(30.0f, 0, 0, 0, 1.5f, 0);
     vr::TrackedDevicePose_t poses[vr::k_unMaxTrackedDeviceCount];
     ASSERT_EQ(compositor->WaitGetPoses(poses, vr::k_unMaxTrackedDeviceCount, nullptr, 0),
               vr::VRCompositorError_None);
@@ -109,17 +214,19 @@ TEST_F(SimClientTest, PosesAndEventsThroughTheClient) {
     EXPECT_EQ(system->GetTrackedDeviceClass(1), vr::TrackedDeviceClass_Controller);
 
     // Paced: each wait ends at a later vsync.
-    simvr_set_refresh_rate(240.0f);
-    simvr_set_paced(1);
-    uint64_t frame = simvr_get_frame_index();
+    const auto frameIndex = SIMVR(Runtime(), simvr_get_frame_index);
+    ASSERT_TRUE(SIMVR(Runtime(), simvr_set_refresh_rate)(240.0f));
+    SIMVR(Runtime(), simvr_set_paced)(1);
+    uint64_t frame = frameIndex();
     for (int i = 0; i < 3; ++i) {
         compositor->WaitGetPoses(poses, vr::k_unMaxTrackedDeviceCount, nullptr, 0);
-        EXPECT_GT(simvr_get_frame_index(), frame);
-        frame = simvr_get_frame_index();
+        EXPECT_GT(frameIndex(), frame);
+        frame = frameIndex();
     }
 
-    ASSERT_TRUE(simvr_push_button_event(vr::VREvent_ButtonPress, 1, vr::k_EButton_Grip, nullptr));
-    ASSERT_TRUE(simvr_push_quit());
+    ASSERT_TRUE(SIMVR(Runtime(), simvr_push_button_event)(vr::VREvent_ButtonPress, 1,
+                                                          vr::k_EButton_Grip, nullptr));
+    ASSERT_TRUE(SIMVR(Runtime(), simvr_push_quit)());
     vr::VREvent_t event;
     vr::TrackedDevicePose_t pose;
     ASSERT_TRUE(system->PollNextEventWithPose(compositor->GetTrackingSpace(), &event, sizeof(event),
@@ -141,8 +248,9 @@ TEST_F(SimClientTest, RenderModelsSettingsAndFeedbackThroughTheClient) {
     auto* compositor = Get<vr::IVRCompositor>("IVRCompositor_021");
     ASSERT_TRUE(models && settings && chaperone && compositor);
 
-    simvr_set_model_load_polls(1);
-    simvr_set_model_error("oculus_cv1_controller_right", vr::VRRenderModelError_InvalidModel);
+    SIMVR(Runtime(), simvr_set_model_load_polls)(1);
+    SIMVR(Runtime(), simvr_set_model_error)
+    ("oculus_cv1_controller_right", vr::VRRenderModelError_InvalidModel);
     vr::RenderModel_t* model = nullptr;
     EXPECT_EQ(models->LoadRenderModel_Async("lh_basestation_vive", &model),
               vr::VRRenderModelError_Loading);
@@ -162,9 +270,7 @@ TEST_F(SimClientTest, RenderModelsSettingsAndFeedbackThroughTheClient) {
     Get<vr::IVRSystem>("IVRSystem_017")->TriggerHapticPulse(2, 0, 500);
 
     std::vector<int> kinds;
-    for (uint32_t i = 0; i < simvr_get_call_count(); ++i) {
-        simvr_call call;
-        ASSERT_TRUE(simvr_get_call(i, &call));
+    for (const simvr_call& call : Calls()) {
         if (call.kind != SIMVR_CALL_INIT) {
             kinds.push_back(call.kind);
         }
@@ -174,8 +280,61 @@ TEST_F(SimClientTest, RenderModelsSettingsAndFeedbackThroughTheClient) {
                                        SIMVR_CALL_FADE_TO_COLOR, SIMVR_CALL_HAPTIC_PULSE};
     EXPECT_EQ(kinds, expected);
     float rgba[4];
-    ASSERT_TRUE(simvr_get_fade_color(rgba));
+    ASSERT_TRUE(SIMVR(Runtime(), simvr_get_fade_color)(rgba));
     EXPECT_FLOAT_EQ(rgba[3], 1.0f);
+}
+
+TEST_F(SimClientTest, WindowsMixedRealityControllerModelsLoadByTheirFileNames) {
+    vr::IVRSystem* system = Init();
+    ASSERT_NE(system, nullptr);
+    auto* models = Get<vr::IVRRenderModels>("IVRRenderModels_005");
+    ASSERT_NE(models, nullptr);
+    ASSERT_TRUE(SIMVR(Runtime(), simvr_set_profile)(SIMVR_PROFILE_WINDOWS_MR));
+    const int loadingPolls = 3;
+    SIMVR(Runtime(), simvr_set_model_load_polls)(loadingPolls);
+
+    for (vr::TrackedDeviceIndex_t device : {1u, 2u}) {
+        // The Windows Mixed Reality driver names each controller by the OBJ file it unpacked.
+        const std::string name = Property(system, device, vr::Prop_RenderModelName_String);
+        SCOPED_TRACE(name);
+        EXPECT_NE(name.find("Microsoft\\Windows\\OpenVR\\controller"), std::string::npos);
+        EXPECT_NE(name.find(device == 1 ? "_1\\controller.obj" : "_2\\controller.obj"),
+                  std::string::npos);
+
+        vr::RenderModel_t* model = nullptr;
+        vr::EVRRenderModelError error = vr::VRRenderModelError_Loading;
+        int polls = 0;
+        for (; polls <= loadingPolls + 1; ++polls) {
+            error = models->LoadRenderModel_Async(name.c_str(), &model);
+            if (error != vr::VRRenderModelError_Loading) {
+                break;
+            }
+        }
+        ASSERT_EQ(error, vr::VRRenderModelError_None);
+        EXPECT_EQ(polls, loadingPolls);
+        ASSERT_NE(model, nullptr);
+        ASSERT_GT(model->unTriangleCount, 0u);
+        for (uint32_t i = 0; i < model->unTriangleCount * 3; ++i) {
+            ASSERT_LT(model->rIndexData[i], model->unVertexCount);
+        }
+
+        vr::RenderModel_TextureMap_t* texture = nullptr;
+        for (polls = 0; polls <= loadingPolls + 1; ++polls) {
+            error = models->LoadTexture_Async(model->diffuseTextureId, &texture);
+            if (error != vr::VRRenderModelError_Loading) {
+                break;
+            }
+        }
+        ASSERT_EQ(error, vr::VRRenderModelError_None);
+        ASSERT_NE(texture, nullptr);
+        EXPECT_GT(texture->unWidth, 0);
+        EXPECT_GT(texture->unHeight, 0);
+        models->FreeTexture(texture);
+        models->FreeRenderModel(model);
+    }
+    EXPECT_EQ(SIMVR(Runtime(), simvr_get_live_model_count)(), 0);
+    EXPECT_EQ(SIMVR(Runtime(), simvr_get_live_texture_count)(), 0);
+    EXPECT_EQ(SIMVR(Runtime(), simvr_get_invalid_free_count)(), 0);
 }
 
 // Reads a PNG back into RGBA rows, top row first.
@@ -227,7 +386,7 @@ TEST_F(SimClientGlTest, SubmittedEyeTexturesAreReadBackAndWrittenAsPng) {
     ASSERT_NE(Init(), nullptr);
     auto* compositor = Get<vr::IVRCompositor>("IVRCompositor_021");
     ASSERT_NE(compositor, nullptr);
-    simvr_set_readback(1);
+    SIMVR(Runtime(), simvr_set_readback)(1);
     compositor->WaitGetPoses(nullptr, 0, nullptr, 0);
     vr::Texture_t l{reinterpret_cast<void*>(uintptr_t(leftTexture)), vr::TextureType_OpenGL,
                     vr::ColorSpace_Gamma};
@@ -246,25 +405,26 @@ TEST_F(SimClientGlTest, SubmittedEyeTexturesAreReadBackAndWrittenAsPng) {
 
     uint32_t iw = 0, ih = 0;
     uint64_t frame = 0;
-    ASSERT_TRUE(simvr_get_eye_image_info(0, &iw, &ih, &frame));
+    ASSERT_TRUE(SIMVR(Runtime(), simvr_get_eye_image_info)(0, &iw, &ih, &frame));
     EXPECT_EQ(iw, uint32_t(w));
     EXPECT_EQ(ih, uint32_t(h));
-    EXPECT_EQ(frame, simvr_get_frame_index());
+    EXPECT_EQ(frame, SIMVR(Runtime(), simvr_get_frame_index)());
     uint8_t pixel[4];
-    ASSERT_TRUE(simvr_get_eye_pixel(0, 3, 0, pixel));
+    ASSERT_TRUE(SIMVR(Runtime(), simvr_get_eye_pixel)(0, 3, 0, pixel));
     EXPECT_EQ(pixel[0], 255);  // bottom row red
-    ASSERT_TRUE(simvr_get_eye_pixel(0, 3, h - 1, pixel));
+    ASSERT_TRUE(SIMVR(Runtime(), simvr_get_eye_pixel)(0, 3, h - 1, pixel));
     EXPECT_EQ(pixel[2], 255);  // top row blue
-    ASSERT_TRUE(simvr_get_eye_pixel(1, 0, 0, pixel));
+    ASSERT_TRUE(SIMVR(Runtime(), simvr_get_eye_pixel)(1, 0, 0, pixel));
     EXPECT_EQ(pixel[1], 200);
-    EXPECT_FALSE(simvr_get_eye_pixel(1, w, 0, pixel));
+    EXPECT_FALSE(SIMVR(Runtime(), simvr_get_eye_pixel)(1, w, 0, pixel));
     std::vector<uint8_t> copy(w * h * 4);
-    EXPECT_EQ(simvr_copy_eye_image(0, copy.data(), uint32_t(copy.size())), copy.size());
+    EXPECT_EQ(SIMVR(Runtime(), simvr_copy_eye_image)(0, copy.data(), uint32_t(copy.size())),
+              copy.size());
     EXPECT_EQ(copy, left);
-    EXPECT_EQ(simvr_copy_eye_image(0, copy.data(), 4), 0u);
+    EXPECT_EQ(SIMVR(Runtime(), simvr_copy_eye_image)(0, copy.data(), 4), 0u);
 
     const std::string path = home_ + "/left.png";
-    ASSERT_TRUE(simvr_write_eye_png(0, path.c_str()));
+    ASSERT_TRUE(SIMVR(Runtime(), simvr_write_eye_png)(0, path.c_str()));
     std::vector<uint8_t> png;
     ASSERT_TRUE(ReadPng(path, &iw, &ih, &png));
     EXPECT_EQ(iw, uint32_t(w));
@@ -272,20 +432,92 @@ TEST_F(SimClientGlTest, SubmittedEyeTexturesAreReadBackAndWrittenAsPng) {
     EXPECT_EQ(png[0], 0);  // top row first in the file: blue
     EXPECT_EQ(png[2], 255);
     EXPECT_EQ(png[size_t((h - 1) * w) * 4], 255);  // bottom row red
-    EXPECT_FALSE(simvr_write_eye_png(0, (home_ + "/missing/dir/x.png").c_str()));
-    EXPECT_FALSE(simvr_write_eye_png(5, path.c_str()));
+    EXPECT_FALSE(SIMVR(Runtime(), simvr_write_eye_png)(0, (home_ + "/missing/dir/x.png").c_str()));
+    EXPECT_FALSE(SIMVR(Runtime(), simvr_write_eye_png)(5, path.c_str()));
 
-    // Without a current context nothing can be read, and nothing breaks.
-    compositor->WaitGetPoses(nullptr, 0, nullptr, 0);
-    context.ReleaseCurrent();
-    EXPECT_EQ(compositor->Submit(vr::Eye_Left, &l, nullptr, vr::Submit_Default),
-              vr::VRCompositorError_None);
-    ASSERT_TRUE(simvr_get_eye_image_info(0, nullptr, nullptr, &frame));
-    EXPECT_LT(frame, simvr_get_frame_index());
-
-    context.MakeCurrent();
     glDeleteTextures(1, &leftTexture);
     glDeleteTextures(1, &rightTexture);
+}
+
+TEST_F(SimClientGlTest, AnImageThatCannotBeReadLeavesTheEyeWithoutOne) {
+    stereon::test::GlTestContext context;
+    ASSERT_TRUE(context.ok()) << context.error();
+    context.MakeCurrent();
+    ASSERT_TRUE(context.IsCurrent()) << context.error();
+
+    const int size = 4;
+    std::vector<uint8_t> red(size * size * 4, 0);
+    for (size_t i = 0; i < red.size(); i += 4) {
+        red[i] = 255;
+        red[i + 3] = 255;
+    }
+    const GLuint good = stereon::test::MakeTextureRGBA8(size, size, red);
+    ASSERT_NE(good, 0u);
+    // What a renderer submits when it forgets to resolve its multisample target.
+    GLuint multisample = 0;
+    glGenTextures(1, &multisample);
+    glBindTexture(GL_TEXTURE_2D_MULTISAMPLE, multisample);
+    glTexImage2DMultisample(GL_TEXTURE_2D_MULTISAMPLE, 4, GL_RGBA8, size, size, GL_TRUE);
+    glBindTexture(GL_TEXTURE_2D_MULTISAMPLE, 0);
+    ASSERT_EQ(glGetError(), GLenum(GL_NO_ERROR));
+
+    ASSERT_NE(Init(), nullptr);
+    auto* compositor = Get<vr::IVRCompositor>("IVRCompositor_021");
+    ASSERT_NE(compositor, nullptr);
+    SIMVR(Runtime(), simvr_set_readback)(1);
+    const auto submitLeft = [&](GLuint name, vr::EVRSubmitFlags flags) {
+        EXPECT_EQ(compositor->WaitGetPoses(nullptr, 0, nullptr, 0), vr::VRCompositorError_None);
+        const vr::Texture_t texture{reinterpret_cast<void*>(uintptr_t(name)),
+                                    vr::TextureType_OpenGL, vr::ColorSpace_Gamma};
+        // The compositor takes the texture either way; only the read-back can fail.
+        EXPECT_EQ(compositor->Submit(vr::Eye_Left, &texture, nullptr, flags),
+                  vr::VRCompositorError_None);
+        return Calls().back();
+    };
+    const auto expectNoImage = [&] {
+        uint8_t pixel[4];
+        EXPECT_FALSE(SIMVR(Runtime(), simvr_get_eye_image_info)(0, nullptr, nullptr, nullptr));
+        EXPECT_FALSE(SIMVR(Runtime(), simvr_get_eye_pixel)(0, 0, 0, pixel));
+        EXPECT_FALSE(SIMVR(Runtime(), simvr_write_eye_png)(0, (home_ + "/left.png").c_str()));
+    };
+
+    const struct {
+        const char* what;
+        GLuint name;
+        vr::EVRSubmitFlags flags;
+    } cases[] = {{"multisample texture", multisample, vr::Submit_Default},
+                 {"name of no texture", good + 1000, vr::Submit_Default},
+                 {"texture flagged as a renderbuffer", good, vr::Submit_GlRenderBuffer}};
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.what);
+        // A good image first, so that there is one to lose.
+        EXPECT_EQ(submitLeft(good, vr::Submit_Default).int_value, SIMVR_READBACK_DONE);
+        uint8_t pixel[4] = {};
+        ASSERT_TRUE(SIMVR(Runtime(), simvr_get_eye_pixel)(0, 1, 1, pixel));
+        EXPECT_EQ(pixel[0], 255);
+
+        const simvr_call call = submitLeft(c.name, c.flags);
+        EXPECT_EQ(call.kind, SIMVR_CALL_SUBMIT);
+        EXPECT_EQ(call.int_value, SIMVR_READBACK_FAILED);
+        EXPECT_STRNE(call.text, "");
+        expectNoImage();
+        EXPECT_EQ(glGetError(), GLenum(GL_NO_ERROR)) << "the failed read left an error behind";
+    }
+
+    // No context current on the submitting thread: nothing to read with.
+    EXPECT_EQ(submitLeft(good, vr::Submit_Default).int_value, SIMVR_READBACK_DONE);
+    context.ReleaseCurrent();
+    const simvr_call call = submitLeft(good, vr::Submit_Default);
+    EXPECT_EQ(call.int_value, SIMVR_READBACK_FAILED);
+    EXPECT_NE(std::string(call.text).find("context"), std::string::npos) << call.text;
+    expectNoImage();
+
+    // The next readable image is there again.
+    context.MakeCurrent();
+    EXPECT_EQ(submitLeft(good, vr::Submit_Default).int_value, SIMVR_READBACK_DONE);
+    EXPECT_TRUE(SIMVR(Runtime(), simvr_get_eye_image_info)(0, nullptr, nullptr, nullptr));
+    glDeleteTextures(1, &good);
+    glDeleteTextures(1, &multisample);
 }
 
 TEST_F(SimClientGlTest, RenderbuffersAreReadBackWhenSubmittedAsSuch) {
@@ -308,7 +540,7 @@ TEST_F(SimClientGlTest, RenderbuffersAreReadBackWhenSubmittedAsSuch) {
     ASSERT_NE(Init(), nullptr);
     auto* compositor = Get<vr::IVRCompositor>("IVRCompositor_021");
     ASSERT_NE(compositor, nullptr);
-    simvr_set_readback(1);
+    SIMVR(Runtime(), simvr_set_readback)(1);
     vr::Texture_t eye{reinterpret_cast<void*>(uintptr_t(renderbuffer)), vr::TextureType_OpenGL,
                       vr::ColorSpace_Gamma};
     EXPECT_EQ(compositor->Submit(vr::Eye_Right, &eye, nullptr, vr::Submit_GlRenderBuffer),
@@ -320,17 +552,17 @@ TEST_F(SimClientGlTest, RenderbuffersAreReadBackWhenSubmittedAsSuch) {
     EXPECT_EQ(GLuint(read), framebuffer);
     EXPECT_EQ(GLuint(draw), framebuffer);
     uint32_t w = 0, h = 0;
-    ASSERT_TRUE(simvr_get_eye_image_info(1, &w, &h, nullptr));
+    ASSERT_TRUE(SIMVR(Runtime(), simvr_get_eye_image_info)(1, &w, &h, nullptr));
     EXPECT_EQ(w, 5u);
     EXPECT_EQ(h, 3u);
     uint8_t pixel[4];
-    ASSERT_TRUE(simvr_get_eye_pixel(1, 4, 2, pixel));
+    ASSERT_TRUE(SIMVR(Runtime(), simvr_get_eye_pixel)(1, 4, 2, pixel));
     EXPECT_EQ(pixel[0], 255);
     EXPECT_EQ(pixel[1], 255);
     EXPECT_EQ(pixel[2], 0);
 
     // Only the eye that was submitted has an image.
-    EXPECT_FALSE(simvr_get_eye_image_info(0, nullptr, nullptr, nullptr));
+    EXPECT_FALSE(SIMVR(Runtime(), simvr_get_eye_image_info)(0, nullptr, nullptr, nullptr));
     glBindFramebuffer(GL_FRAMEBUFFER, 0);
     glDeleteFramebuffers(1, &framebuffer);
     glDeleteRenderbuffers(1, &renderbuffer);

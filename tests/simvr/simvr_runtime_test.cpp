@@ -342,7 +342,9 @@ TEST_F(SimRuntimeTest, PacedAndBlockedWaitsStillAdvanceFrames) {
     simvr_set_wait_blocked(1);
     const uint64_t before = simvr_get_frame_index();
     std::thread waiter([&] { compositor->WaitGetPoses(nullptr, 0, nullptr, 0); });
-    std::this_thread::yield();
+    while (simvr_get_waiting_count() == 0) {
+        std::this_thread::yield();
+    }
     EXPECT_EQ(simvr_get_frame_index(), before);
     simvr_set_wait_blocked(0);
     waiter.join();

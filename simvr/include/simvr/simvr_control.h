@@ -43,7 +43,8 @@ enum simvr_call_kind {
     SIMVR_CALL_INIT = 1, /* result: the EVRInitError answered; int_value: app type */
     SIMVR_CALL_CLEANUP = 2,
     SIMVR_CALL_WAIT_GET_POSES = 3, /* frame: the new frame; result */
-    SIMVR_CALL_SUBMIT = 4,         /* eye, handle, texture_type, color_space, bounds, flags */
+    SIMVR_CALL_SUBMIT = 4,         /* eye, handle, texture_type, color_space, bounds, flags;
+                                      int_value: simvr_readback; text: why a read-back failed */
     SIMVR_CALL_POST_PRESENT_HANDOFF = 5,
     SIMVR_CALL_CLEAR_LAST_SUBMITTED_FRAME = 6,
     SIMVR_CALL_FADE_TO_COLOR = 7,    /* values: seconds, r, g, b, a; int_value: background */
@@ -59,6 +60,13 @@ enum simvr_call_kind {
     SIMVR_CALL_SET_TRACKING_SPACE = 16, /* int_value: origin */
     SIMVR_CALL_OTHER = 17,              /* text: method name; int_value: its bool argument */
     SIMVR_CALL_KIND_COUNT = 18
+};
+
+/* What became of a submitted image's read-back. */
+enum simvr_readback {
+    SIMVR_READBACK_NOT_ASKED = 0, /* read-back off, or the submit was refused */
+    SIMVR_READBACK_DONE = 1,
+    SIMVR_READBACK_FAILED = 2 /* the eye's image was cleared */
 };
 
 enum simvr_value_type {
@@ -105,7 +113,8 @@ typedef struct simvr_setting {
  * symmetric field of view, 0.064 m IPD, free-running WaitGetPoses, head at the origin looking
  * down -Z, read-back off, render models loading for 2 polls, no injected failures; the call log,
  * events, settings, eye images and counters emptied. Render models still held by the caller stay
- * valid until freed. Does not end a connection that is open. */
+ * valid until freed. A connection that is open stays open with its application type, and the
+ * frame count restarts; waits held by simvr_set_wait_blocked are released. */
 SIMVR_API void simvr_reset(void);
 
 /* Applies a profile: rebuilds the devices and their properties (keeps size, rate, FOV, IPD,
@@ -125,7 +134,8 @@ SIMVR_API int simvr_set_interface_enabled(const char* version, int enabled);
 SIMVR_API int simvr_is_initialized(void);
 SIMVR_API int simvr_get_init_count(void);
 SIMVR_API int simvr_get_cleanup_count(void);
-SIMVR_API int simvr_get_application_type(void); /* of the last Init, -1 before any */
+/* Of the open connection, else of the last Init since the reset; -1 when there is none. */
+SIMVR_API int simvr_get_application_type(void);
 
 /* ---- Display ----------------------------------------------------------------------------- */
 
@@ -142,8 +152,12 @@ SIMVR_API int simvr_set_ipd(float metres);
 /* 1: WaitGetPoses sleeps until the next vsync of the refresh rate; the frame number is the
  * vsync count since Init. 0 (default): it returns at once and the frame number counts calls. */
 SIMVR_API void simvr_set_paced(int paced);
-/* 1: WaitGetPoses blocks (a compositor that stopped returning) until set back to 0 or reset. */
+/* 1: WaitGetPoses blocks (a compositor that stopped returning) until set back to 0 or reset.
+ * Cleanup also ends the wait: the caller gets VRCompositorError_RequestFailed (no connection),
+ * and Cleanup returns only after every such caller has left. */
 SIMVR_API void simvr_set_wait_blocked(int blocked);
+/* Threads inside WaitGetPoses now: blocked, or waiting for the next vsync. */
+SIMVR_API int simvr_get_waiting_count(void);
 SIMVR_API uint64_t simvr_get_frame_index(void);
 
 /* ---- Head pose --------------------------------------------------------------------------- */
@@ -217,7 +231,9 @@ SIMVR_API int simvr_get_model_load_calls(const char* name);
 /* ---- Submitted images -------------------------------------------------------------------- */
 
 /* 1: Submit reads each OpenGL eye texture back (RGBA8) with the caller's context, keeping the
- * last image per eye. */
+ * last image per eye. A submitted image that cannot be read (no current context, a name that
+ * is no texture, a multisample or non-2D texture, a non-OpenGL texture) clears that eye's
+ * image, so the queries below fail until the next good one; its call record says why. */
 SIMVR_API void simvr_set_readback(int enabled);
 /* Size and frame of the last image of `eye`; 0 when there is none. Pointers may be null. */
 SIMVR_API int simvr_get_eye_image_info(uint32_t eye, uint32_t* width, uint32_t* height,
