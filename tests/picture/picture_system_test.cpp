@@ -51,7 +51,9 @@ TEST_F(PictureTest, MonoscopicFrameSurroundsTheViewerAndTurnsWithTheHead) {
         EXPECT_EQ(EyePixel(eye, 32, 60), PatternColor(2, 2, 11));
         EXPECT_EQ(EyePixel(eye, 32, 3), PatternColor(2, 0, 11));
     }
-    // Every frame drawn went to both eyes of the frame the runtime was on.
+    // Every frame drawn went to both eyes of the frame the runtime was on. Held, so that the
+    // two eyes are read from the same pass.
+    HoldRenderLoop();
     std::uint64_t left = 0, right = 0;
     ASSERT_EQ(simvr_get_eye_image_info(0, nullptr, nullptr, &left), 1);
     ASSERT_EQ(simvr_get_eye_image_info(1, nullptr, nullptr, &right), 1);
