@@ -227,13 +227,14 @@ bool RunUploadBenchmark(const Options& options, nlohmann::json& section) {
                 WatchThread(0);
                 librarySources = WatchedAllocationSources();
             }
+            // Making the context current is part of both, as it is of the timed cases.
+            WatchThread(CurrentThreadId(), true);
             {
                 STN::ScopedContextLock scope(uploadContext);
-                WatchThread(CurrentThreadId(), true);
                 BareUpload(frame, bareTexture, format.transferType);
-                WatchThread(0);
-                bareSources = WatchedAllocationSources();
             }
+            WatchThread(0);
+            bareSources = WatchedAllocationSources();
             {
                 STN::ScopedContextLock scope(uploadContext);
                 glDeleteTextures(1, &bareTexture);
