@@ -9,6 +9,8 @@
 #include <string>
 #include <vector>
 
+#include "alloc_counter.h"
+
 namespace stereon_bench {
 
 struct Options {
@@ -44,6 +46,12 @@ Summary Summarize(std::vector<double> values);
 // Nearest-rank percentile, p in [0, 100]; 0 for no values.
 double Percentile(std::vector<double> values, double p);
 nlohmann::json ToJson(const Summary& summary);
+// [{"where", "module", "count"}], most frequent first; counts divided by `per` when given.
+nlohmann::json ToJson(const std::vector<AllocationSource>& sources, double per = 1.0);
+// Who asked for an allocation, from the module it came from: "GL driver" (Mesa, LLVM, the GL and
+// EGL dispatch), "runtime" (the OpenVR runtime) or "library" (this program, which links the
+// library, and everything else it loads: the host stand-in, Boost).
+std::string AllocationCategory(const std::string& module);
 // "12.3 ms ±0.4 (11.9-13.0)"
 std::string FormatMs(const Summary& summary);
 

@@ -69,6 +69,30 @@ nlohmann::json ToJson(const Summary& summary) {
             {"max", summary.max}};
 }
 
+nlohmann::json ToJson(const std::vector<AllocationSource>& sources, double per) {
+    nlohmann::json list = nlohmann::json::array();
+    for (const AllocationSource& source : sources) {
+        list.push_back({{"where", source.where},
+                        {"module", source.module},
+                        {"count", per > 0 ? double(source.count) / per : 0.0}});
+    }
+    return list;
+}
+
+std::string AllocationCategory(const std::string& module) {
+    static const char* const kDriver[] = {"_dri.so", "gallium", "LLVM",   "libGL",  "libEGL",
+                                          "glapi",   "libgbm",  "libdrm", "libelf", "libz"};
+    for (const char* part : kDriver) {
+        if (module.find(part) != std::string::npos) {
+            return "GL driver";
+        }
+    }
+    if (module.find("vrclient") != std::string::npos) {
+        return "runtime";
+    }
+    return "library";
+}
+
 std::string Fixed(double value, int decimals) {
     char text[64];
     std::snprintf(text, sizeof text, "%.*f", decimals, value);

@@ -8,7 +8,9 @@
 #include "OpenGL/GraphicsContextOGL.h"
 #include "RenderThread.h"
 #include "ScopedContextLock.h"
+#include "StereonService.h"
 #include "UploadSynchronizer.h"
+#include "UsageMetrics.h"
 #include "VF/VideoFrame.h"
 #include "hostmediatypes/PixelFormat.h"
 #include "simvr/simvr_control.h"
@@ -45,9 +47,12 @@ void FillHostFrame(const HostFrame& frame, std::uint32_t argb) {
 
 LibrarySession::~LibrarySession() {
     sync.reset();
-    if (renderThread) {
-        renderThread->RemoveClient(kClient);
-        renderThread.reset();
+    renderThread.reset();
+    // The last client leaving stops the render thread. ResetHMDPoseCallback is left out: its
+    // deferred stop could land in the next session's start-up.
+    if (service) {
+        service->RemoveClient(kClient);
+        service.reset();
     }
     deviceContext.reset();
     device.reset();
@@ -71,17 +76,22 @@ bool LibrarySession::Start(int eyeWidth, int eyeHeight, double refreshHz, bool p
         error = "no OpenCL device: " + reason;
         return false;
     }
-    renderThread = STN::RenderThread::Instance();
-    if (!renderThread->Init(device)) {
+    // What the exported GetStereonServiceInstance returns; the benchmark links the library's
+    // classes directly so that it can look at the hand-over.
+    service = STN::StereonService::Instance();
+    if (!service->Init(device)) {
         error = "the render thread did not start (is another process holding the headset?)";
-        renderThread.reset();
+        service.reset();
         return false;
     }
-    renderThread->AddClient(kClient);
-    if (!renderThread->SetHMDPoseCallback(kClient, STN::HMDPoseCallback())) {
+    service->AddClient(kClient);
+    if (!service->SetHMDPoseCallback(kClient, STN::HMDPoseCallback())) {
         error = "the benchmark's client could not become the active one";
         return false;
     }
+    service->SetVideoLayout(STN::kVideoProjectionEquirectangular, STN::kStereoLayoutMonoscopic, 360,
+                            180);
+    renderThread = STN::RenderThread::Instance();
     sync = renderThread->GetUploadSynchronizer();
     deviceContext = STN::CreateGraphicsContext("BenchDeviceContext");
     deviceContext->BindDevice(device);
@@ -89,8 +99,11 @@ bool LibrarySession::Start(int eyeWidth, int eyeHeight, double refreshHz, bool p
 }
 
 bool LibrarySession::Send(const FrameRef& frame) {
-    return renderThread->UpdateVideoTexture(kClient, frame, STN::kVideoProjectionEquirectangular,
-                                            STN::kStereoLayoutMonoscopic, 360, 180);
+    return service->UpdateVideoTexture(kClient, frame);
+}
+
+std::uint64_t LibrarySession::AcceptedFrames() const {
+    return STN::UsageMetrics::Get().MonoscopicFramesPlayed;
 }
 
 bool LibrarySession::Pending() const {

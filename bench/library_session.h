@@ -1,5 +1,7 @@
-// The library as a host runs it: the render thread started on an OpenCL device of the host
-// stand-in against the simulated runtime, with one active client sending host-memory frames.
+// The library as a host runs it: the service started on an OpenCL device of the host stand-in
+// against the simulated runtime, with one active client sending host-memory frames through
+// IStereonService::UpdateVideoTexture. The render thread and its hand-over are looked at from
+// outside only, to tell when a frame was taken over and which texture it went into.
 #pragma once
 
 #include <boost/shared_ptr.hpp>
@@ -21,6 +23,7 @@ class IVideoFrame;
 
 namespace STN {
 class GraphicsContextOGL;
+class IStereonService;
 class RenderThread;
 class UploadSynchronizer;
 }  // namespace STN
@@ -51,9 +54,15 @@ public:
     LibrarySession(const LibrarySession&) = delete;
     LibrarySession& operator=(const LibrarySession&) = delete;
 
-    // Sets the runtime up (eye size, refresh rate, pacing) and starts the render thread.
+    // Sets the runtime up (eye size, refresh rate, pacing), starts the service and makes the
+    // benchmark's client the active one, playing monoscopic 360x180 equirectangular video.
     bool Start(int eyeWidth, int eyeHeight, double refreshHz, bool paced, std::string& error);
+    // UpdateVideoTexture as the host calls it. True also when the library dropped the frame.
     bool Send(const FrameRef& frame);
+    // Frames the library took so far (uploaded and handed over, not dropped): its own count of
+    // monoscopic frames played, which only UpdateVideoTexture on the host's thread changes, so
+    // the host's thread reads it exactly.
+    std::uint64_t AcceptedFrames() const;
     // Waits until no frame is pending, the render loop having taken the last one over. False
     // after `timeoutMs`.
     bool WaitForHandOver(double timeoutMs);
@@ -62,12 +71,12 @@ public:
     // A context of the render context's share group, for reading the video textures.
     boost::shared_ptr<STN::GraphicsContextOGL> CreateSharedContext(const std::string& name);
 
-    const boost::shared_ptr<STN::RenderThread>& GetRenderThread() const { return renderThread; }
     const boost::shared_ptr<STN::UploadSynchronizer>& GetSync() const { return sync; }
 
 private:
     std::unique_ptr<RuntimeHome> home;
     boost::shared_ptr<GB::Device> device;
+    boost::shared_ptr<STN::IStereonService> service;
     boost::shared_ptr<STN::RenderThread> renderThread;
     boost::shared_ptr<STN::UploadSynchronizer> sync;
     boost::shared_ptr<STN::GraphicsContextOGL> deviceContext;

@@ -10,9 +10,11 @@
 #include <sstream>
 #include <string>
 #include <thread>
+#include <vector>
 
 #include "GB/Device.h"
 #include "OpenGL/GraphicsContextOGL.h"
+#include "alloc_counter.h"
 #include "bench.h"
 
 namespace {
@@ -189,6 +191,12 @@ int main(int argc, char** argv) {
     std::strftime(when, sizeof when, "%Y-%m-%dT%H:%M:%SZ", std::gmtime(&now));
     machine["date"] = when;
     DescribeGl(machine);
+    // Every figure of allocations rests on the counter; a function it misses fails the run.
+    const std::vector<std::string> missed = stereon_bench::CheckAllocationHook();
+    report["allocation_hook"] = {{"ok", missed.empty()}, {"missed", missed}};
+    for (const std::string& miss : missed) {
+        std::fprintf(stderr, "stereon-bench: allocation counter: %s\n", miss.c_str());
+    }
     report["options"] = {{"quick", options.quick},
                          {"repetitions", options.repetitions},
                          {"eye", {options.eyeWidth, options.eyeHeight}},
@@ -232,5 +240,5 @@ int main(int argc, char** argv) {
         }
         std::printf("\nJSON written to %s\n", options.jsonPath.c_str());
     }
-    return ok ? 0 : 1;
+    return ok && missed.empty() ? 0 : 1;
 }

@@ -1,14 +1,13 @@
-// Upload: a host-memory 'argb' frame through UpdateVideoTexture until the texture holds it,
-// beside memcpy of the same bytes and beside the bare glTexSubImage2D of the same bytes and
-// format on a context of the same share group. Each run changes the first texel and reads it
-// back from the texture, which both proves the upload landed and waits for it; a watcher on a
-// third context notes when the texel landed while the call still runs. Done once with the
-// render loop drawing tiny eyes and once drawing eyes of the delivery size.
+// Upload: a host-memory 'argb' frame through IStereonService::UpdateVideoTexture until the
+// texture holds it, beside memcpy of the same bytes and beside the bare glTexSubImage2D of the
+// same bytes and format. Both GL sides end the same way: the uploading context (the library's
+// own, or one of the benchmark's for the bare case) flushes and lets go, then a third context
+// of the same share group reads the texture's first texel, which changes every run. That read
+// both proves the upload landed and waits for it. Done once with the render loop drawing tiny
+// eyes and once drawing eyes of the delivery size.
 #include <GL/glew.h>
 
-#include <atomic>
 #include <cstring>
-#include <thread>
 #include <vector>
 
 #include "ITexture.h"
@@ -37,13 +36,15 @@ std::uint32_t ReadFirstTexel(GLuint framebuffer, GLuint texture) {
     return texel;
 }
 
-// Bare upload of the frame into `texture`, the library's transfer format and row length.
+// Bare upload of the frame into `texture`, the library's transfer format and row length, then
+// the flush the library's upload ends with.
 void BareUpload(const HostFrame& frame, GLuint texture, GLenum type) {
     glBindTexture(GL_TEXTURE_2D, texture);
     glPixelStorei(GL_UNPACK_ALIGNMENT, 1);
     glPixelStorei(GL_UNPACK_ROW_LENGTH, frame.rowBytes / 4);
     glTexSubImage2D(GL_TEXTURE_2D, 0, 0, 0, frame.width, frame.height, GL_BGRA, type, frame.pixels);
     glBindTexture(GL_TEXTURE_2D, 0);
+    glFlush();
 }
 
 struct Sizes {
@@ -70,8 +71,8 @@ bool RunUploadBenchmark(const Options& options, nlohmann::json& section) {
         loops[0].sizes.push_back({7680, 3840});
     }
     std::vector<std::vector<std::string>> table = {{"upload", "memcpy ms", "bare ms", "bare REV ms",
-                                                    "library ms", "landed ms", "lib/bare",
-                                                    "lib/memcpy", "allocs/call"}};
+                                                    "library ms", "lib/bare", "lib/memcpy",
+                                                    "allocs/call bare", "allocs/call lib"}};
     nlohmann::json results = nlohmann::json::array();
     for (const Loop& loop : loops) {
         LibrarySession session;
@@ -80,11 +81,12 @@ bool RunUploadBenchmark(const Options& options, nlohmann::json& section) {
             section["error"] = error;
             return false;
         }
-        const boost::shared_ptr<STN::GraphicsContextOGL> context =
+        // The bare case's uploading context, and the context both cases are read back on.
+        const boost::shared_ptr<STN::GraphicsContextOGL> uploadContext =
             session.CreateSharedContext("BenchUploadContext");
-        const boost::shared_ptr<STN::GraphicsContextOGL> watchContext =
-            session.CreateSharedContext("BenchWatchContext");
-        if (!context || !watchContext) {
+        const boost::shared_ptr<STN::GraphicsContextOGL> readContext =
+            session.CreateSharedContext("BenchReadContext");
+        if (!uploadContext || !readContext) {
             section["error"] = "no context sharing with the render context";
             return false;
         }
@@ -107,18 +109,23 @@ bool RunUploadBenchmark(const Options& options, nlohmann::json& section) {
             GLuint framebuffer = 0;
             GLuint bareTexture = 0;
             {
-                STN::ScopedContextLock scope(context);
-                glGenFramebuffers(1, &framebuffer);
+                STN::ScopedContextLock scope(uploadContext);
                 glGenTextures(1, &bareTexture);
                 glBindTexture(GL_TEXTURE_2D, bareTexture);
                 glTexImage2D(GL_TEXTURE_2D, 0, static_cast<GLint>(format.internalFormat),
                              size.width, size.height, 0, format.transferFormat, format.transferType,
                              nullptr);
                 glBindTexture(GL_TEXTURE_2D, 0);
+                glFinish();
+            }
+            {
+                STN::ScopedContextLock scope(readContext);
+                glGenFramebuffers(1, &framebuffer);
             }
 
-            std::vector<double> memcpyMs, bareMs, bareRevMs, libraryMs, landedMs;
+            std::vector<double> memcpyMs, bareMs, bareRevMs, libraryMs;
             std::uint64_t libraryAllocations = 0;
+            std::uint64_t bareAllocations = 0;
             std::uint32_t mismatches = 0;
             std::uint32_t dropped = 0;
             // Two warm-up rounds give both video textures the frame's size.
@@ -133,8 +140,8 @@ bool RunUploadBenchmark(const Options& options, nlohmann::json& section) {
                 double bare = 0.0;
                 double bareRev = 0.0;
                 double library = 0.0;
-                double landed = 0.0;
                 std::uint64_t allocations = 0;
+                std::uint64_t allocationsBare = 0;
                 // Each case runs first in turn, so that none always finds the source bytes in the
                 // cache another one left them in.
                 for (int step = 0; step < 4; ++step) {
@@ -147,71 +154,55 @@ bool RunUploadBenchmark(const Options& options, nlohmann::json& section) {
                             ++mismatches;
                         }
                     } else if (which == 1 || which == 2) {
-                        // Each side pays for making the reading context current, as the library
-                        // side does.
+                        const GLenum type = which == 1
+                                                ? format.transferType
+                                                : static_cast<GLenum>(GL_UNSIGNED_INT_8_8_8_8_REV);
+                        const std::uint64_t allocationsBefore = ThreadAllocations();
                         const Clock::time_point start = Clock::now();
                         {
-                            STN::ScopedContextLock scope(context);
-                            BareUpload(frame, bareTexture,
-                                       which == 1
-                                           ? format.transferType
-                                           : static_cast<GLenum>(GL_UNSIGNED_INT_8_8_8_8_REV));
-                            mismatches +=
-                                ReadFirstTexel(framebuffer, bareTexture) != marker ? 1 : 0;
+                            STN::ScopedContextLock scope(uploadContext);
+                            BareUpload(frame, bareTexture, type);
+                        }
+                        std::uint32_t texel = 0;
+                        {
+                            STN::ScopedContextLock scope(readContext);
+                            texel = ReadFirstTexel(framebuffer, bareTexture);
                         }
                         (which == 1 ? bare : bareRev) = MillisecondsSince(start);
+                        if (which == 1) {
+                            allocationsBare = ThreadAllocations() - allocationsBefore;
+                        }
+                        mismatches += texel != marker ? 1 : 0;
                     } else {
                         // The render loop takes the last frame over within a refresh interval.
                         if (!session.WaitForHandOver(1000.0)) {
                             section["error"] = "the render loop took no frame over within a second";
                             return false;
                         }
+                        // The texture this upload goes into; the render loop may take it over
+                        // as soon as the call returns.
                         const boost::shared_ptr<STN::ITexture> back =
                             session.GetSync()->videoTextures[session.GetSync()->backIndex];
                         const STN::TextureOGL* textureOGL =
                             dynamic_cast<STN::TextureOGL*>(back.get());
-                        const GLuint backName = textureOGL ? textureOGL->GetTexture() : 0;
-                        const Clock::time_point start = Clock::now();
-                        // Watches for the frame's first texel from another context while the
-                        // call runs: when the pixels landed, apart from when the call returned.
-                        std::atomic<bool> callDone{false};
-                        double landedAt = -1.0;
-                        std::thread watcher([&] {
-                            STN::ScopedContextLock scope(watchContext);
-                            GLuint watchFramebuffer = 0;
-                            glGenFramebuffers(1, &watchFramebuffer);
-                            while (!callDone.load()) {
-                                if (ReadFirstTexel(watchFramebuffer, backName) == marker) {
-                                    landedAt = MillisecondsSince(start);
-                                    break;
-                                }
-                                std::this_thread::sleep_for(std::chrono::microseconds(200));
-                            }
-                            glDeleteFramebuffers(1, &watchFramebuffer);
-                        });
+                        const std::uint64_t acceptedBefore = session.AcceptedFrames();
                         const std::uint64_t allocationsBefore = ThreadAllocations();
                         TraceThreadAllocations(run == warmUp + options.repetitions - 1);
-                        const bool sent = session.Send(frame.frame);
-                        allocations = ThreadAllocations() - allocationsBefore;
-                        TraceThreadAllocations(false);
-                        const double returned = MillisecondsSince(start);
-                        callDone = true;
-                        watcher.join();
+                        const Clock::time_point start = Clock::now();
+                        session.Send(frame.frame);
                         std::uint32_t texel = 0;
                         {
-                            // A warm-up call gives the texture a new size, and with it a new
-                            // name; the watcher's texel means something only when it kept its own.
-                            STN::ScopedContextLock scope(context);
+                            STN::ScopedContextLock scope(readContext);
+                            // Read after the call: a warm-up call gives the texture a new size,
+                            // and with it a new name.
                             texel = textureOGL
                                         ? ReadFirstTexel(framebuffer, textureOGL->GetTexture())
                                         : 0;
-                            if (!textureOGL || textureOGL->GetTexture() != backName) {
-                                landedAt = -1.0;
-                            }
                         }
-                        landed = landedAt >= 0.0 ? landedAt : returned;
                         library = MillisecondsSince(start);
-                        if (!sent) {
+                        allocations = ThreadAllocations() - allocationsBefore;
+                        TraceThreadAllocations(false);
+                        if (session.AcceptedFrames() == acceptedBefore) {
                             ++dropped;
                         }
                         mismatches += texel != marker ? 1 : 0;
@@ -222,13 +213,34 @@ bool RunUploadBenchmark(const Options& options, nlohmann::json& section) {
                     bareMs.push_back(bare);
                     bareRevMs.push_back(bareRev);
                     libraryMs.push_back(library);
-                    landedMs.push_back(landed);
                     libraryAllocations += allocations;
+                    bareAllocations += allocationsBare;
                 }
             }
+
+            // One more call of each GL kind, untimed, with the allocations' stacks recorded.
+            std::vector<AllocationSource> librarySources;
+            std::vector<AllocationSource> bareSources;
+            if (session.WaitForHandOver(1000.0)) {
+                WatchThread(CurrentThreadId(), true);
+                session.Send(frame.frame);
+                WatchThread(0);
+                librarySources = WatchedAllocationSources();
+            }
+            // Making the context current is part of both, as it is of the timed cases.
+            WatchThread(CurrentThreadId(), true);
             {
-                STN::ScopedContextLock scope(context);
+                STN::ScopedContextLock scope(uploadContext);
+                BareUpload(frame, bareTexture, format.transferType);
+            }
+            WatchThread(0);
+            bareSources = WatchedAllocationSources();
+            {
+                STN::ScopedContextLock scope(uploadContext);
                 glDeleteTextures(1, &bareTexture);
+            }
+            {
+                STN::ScopedContextLock scope(readContext);
                 glDeleteFramebuffers(1, &framebuffer);
             }
 
@@ -236,11 +248,12 @@ bool RunUploadBenchmark(const Options& options, nlohmann::json& section) {
             const Summary bare = Summarize(bareMs);
             const Summary bareRev = Summarize(bareRevMs);
             const Summary library = Summarize(libraryMs);
-            const Summary landedSummary = Summarize(landedMs);
             const double perBare = bare.median > 0 ? library.median / bare.median : 0.0;
             const double perCopy = copy.median > 0 ? library.median / copy.median : 0.0;
             const double allocationsPerCall =
                 options.repetitions > 0 ? double(libraryAllocations) / options.repetitions : 0.0;
+            const double bareAllocationsPerCall =
+                options.repetitions > 0 ? double(bareAllocations) / options.repetitions : 0.0;
             const std::string name =
                 std::to_string(size.width) + "x" + std::to_string(size.height) + ", eyes " +
                 std::to_string(loop.eyeWidth) + "x" + std::to_string(loop.eyeHeight);
@@ -252,29 +265,30 @@ bool RunUploadBenchmark(const Options& options, nlohmann::json& section) {
                  {"bare_ms", ToJson(bare)},
                  {"bare_8888rev_ms", ToJson(bareRev)},
                  {"library_ms", ToJson(library)},
-                 {"library_landed_ms", ToJson(landedSummary)},
                  {"ratio_library_bare", perBare},
                  {"ratio_library_memcpy", perCopy},
                  {"library_allocations_per_call", allocationsPerCall},
+                 {"bare_allocations_per_call", bareAllocationsPerCall},
+                 {"library_allocation_sources", ToJson(librarySources)},
+                 {"bare_allocation_sources", ToJson(bareSources)},
                  {"memcpy_gb_per_s", copy.median > 0 ? frame.bytes / copy.median / 1e6 : 0},
                  {"texel_mismatches", mismatches},
-                 {"refused_calls", dropped}});
+                 {"dropped_calls", dropped}});
             table.push_back({name, FormatMs(copy), FormatMs(bare), FormatMs(bareRev),
-                             FormatMs(library), FormatMs(landedSummary), Fixed(perBare, 2),
-                             Fixed(perCopy, 2), Fixed(allocationsPerCall, 1)});
+                             FormatMs(library), Fixed(perBare, 2), Fixed(perCopy, 2),
+                             Fixed(bareAllocationsPerCall, 1), Fixed(allocationsPerCall, 1)});
             if (mismatches != 0 || dropped != 0) {
                 section["error"] = "an upload did not land: " + std::to_string(mismatches) +
                                    " texel mismatches, " + std::to_string(dropped) +
-                                   " refused calls";
+                                   " dropped calls";
             }
         }
     }
     section["sizes"] = results;
-    PrintTable(
-        "Upload (median ±MAD (min-max) over " + std::to_string(options.repetitions) +
-            " runs; bare REV = same bytes as GL_UNSIGNED_INT_8_8_8_8_REV; landed = when another "
-            "context first saw the frame's texel, before the call returned)",
-        table);
+    PrintTable("Upload (median ±MAD (min-max) over " + std::to_string(options.repetitions) +
+                   " runs; each GL case flushes its uploading context and reads the first texel "
+                   "back on another; bare REV = same bytes as GL_UNSIGNED_INT_8_8_8_8_REV)",
+               table);
     return !section.contains("error");
 }
 
