@@ -74,7 +74,19 @@ void UsageMetrics::SendInstanceMetrics() const {
 }
 
 void UsageMetrics::Clear() {
-    *this = UsageMetrics();
+    GPUDeviceName.clear();
+    HMDDeviceName.clear();
+    GPUFramesPlayed = 0;
+    CPUFramesPlayed = 0;
+    MaxFrameWidth = 0;
+    MaxFrameHeight = 0;
+    MaxFrameArea = 0;
+    MaxFrameAreaDimensions.clear();
+    StereoscopicSideBySideFramesPlayed = 0;
+    StereoscopicOverUnderFramesPlayed = 0;
+    MonoscopicFramesPlayed = 0;
+    InstancesAdded = 0;
+    InstancesRemoved = 0;
 }
 
 void ReportInitializationResult(const char* eventName, const char* key1, const char* value1,
