@@ -188,11 +188,14 @@ protected:
         }
         ASSERT_GE(fade->questions, target) << "the render loop stopped";
     }
-    // Blocks the compositor's wait; once the loop has asked for the fade after that, it is on
-    // its way into the wait (or in it) and takes nothing over until released.
+    // Blocks the compositor's wait and returns once the loop is held in it: its pass is over,
+    // and it takes nothing over until released.
     void HoldRenderLoop() {
         simvr_set_wait_blocked(1);
-        Passes(1);
+        for (int i = 0; i < 120000 && simvr_get_waiting_count() == 0; ++i) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        }
+        ASSERT_GT(simvr_get_waiting_count(), 0) << "the render loop does not reach the wait";
     }
     static void ReleaseRenderLoop() { simvr_set_wait_blocked(0); }
 

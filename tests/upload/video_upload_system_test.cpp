@@ -139,15 +139,14 @@ protected:
         std::system(("rm -rf '" + home + "'").c_str());
     }
 
-    // Blocks the compositor's wait and returns once the loop has asked for the fade after
-    // that: it is then on its way into the wait (or in it) and takes nothing over until released.
+    // Blocks the compositor's wait and returns once the loop is held in it: its pass is over,
+    // and it takes nothing over until released.
     void HoldRenderLoop() {
         simvr_set_wait_blocked(1);
-        const int passes = *fadeQuestions;
-        for (int i = 0; i < 60000 && *fadeQuestions == passes; ++i) {
+        for (int i = 0; i < 60000 && simvr_get_waiting_count() == 0; ++i) {
             std::this_thread::sleep_for(std::chrono::milliseconds(1));
         }
-        EXPECT_GT(*fadeQuestions, passes) << "the render loop asks for no fade";
+        EXPECT_GT(simvr_get_waiting_count(), 0) << "the render loop does not reach the wait";
     }
     static void ReleaseRenderLoop() { simvr_set_wait_blocked(0); }
     // Lets the held loop make `count` passes and holds it again.
