@@ -331,19 +331,4 @@ TEST_F(GraphicsContextTest, DepthBlendingAndClearSetTheDocumentedState) {
     context->ClearCurrent();
 }
 
-TEST_F(GraphicsContextTest, FactoriesNameTheirObjectsAndDoNoGLWork) {
-    // No context is current here: the factories must not need one.
-    boost::shared_ptr<GraphicsContextOGL> context = STN::CreateGraphicsContext("RenderContext");
-    ASSERT_TRUE(NothingCurrent());
-    EXPECT_EQ(context->CreateTexture("VideoTexture0")->GetName(), "VideoTexture0");
-    EXPECT_EQ(context->CreateTexture("VideoTexture0")->GetRowBytes(), 0u);
-    EXPECT_EQ(context->CreateMesh("Sphere")->GetName(), "Sphere");
-    EXPECT_EQ(context->CreateRenderTarget("LeftTarget")->GetWidth(), 0);
-    EXPECT_EQ(context->CreateRenderTexture("Blur")->GetName(), "Blur");
-    EXPECT_EQ(context->CreateShader("PanelShader")->GetName(), "PanelShader");
-    // The compositors are not part of the library yet: every kind gives nothing.
-    EXPECT_FALSE(context->CreatePanelRenderer("DepthPeeling"));
-    EXPECT_FALSE(context->CreatePanelRenderer("Unknown"));
-}
-
 }  // namespace

@@ -1,4 +1,3 @@
-#include "HostApp/ApplicationType.h"
 #include "hostcore/config.h"
 #include "hostcore/filesupport.h"
 #include "hostcore/messaging.h"
@@ -204,13 +203,6 @@ TEST(MessagingTest, IdsAreFnv1aOfTheTypeNameAndReachRegisteredListeners) {
                              suspended.GetMessageID(),
                              HashMessageTypeNameToMessageID("HSL::ApplicationResumedMessage")}));
     EXPECT_EQ(second.ids, (std::vector<MessageID>{suspended.GetMessageID()}));
-}
-
-TEST(HostAppTest, ApplicationTypeIsUnknownUntilSet) {
-    EXPECT_EQ(HostApp::GetApplicationType(), HostApp::kApplicationTypeUnknown);
-    HostApp::SetApplicationType(HostApp::kApplicationTypeVideoEditor);
-    EXPECT_EQ(HostApp::GetApplicationType(), 5);
-    HostApp::SetApplicationType(HostApp::kApplicationTypeUnknown);
 }
 
 }  // namespace

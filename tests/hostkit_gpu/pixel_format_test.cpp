@@ -81,13 +81,4 @@ TEST(PixelFormatTest, DefaultRowsArePaddedTo16Bytes) {
     EXPECT_EQ(VF::DefaultRowBytes(GB::kPixelFormat_GPU_BGRA_4444_32f, 0x7fffffff), 0);
 }
 
-TEST(PixelFormatTest, AspectRatioAndColorSpace) {
-    EXPECT_DOUBLE_EQ(hostmediatypes::kPixelAspectRatio_Square.AsDouble(), 1.0);
-    EXPECT_DOUBLE_EQ((hostmediatypes::PixelAspectRatio{4, 3}).AsDouble(), 4.0 / 3.0);
-    EXPECT_DOUBLE_EQ((hostmediatypes::PixelAspectRatio{0, 3}).AsDouble(), 1.0);
-    EXPECT_EQ(hostmediatypes::color::ColorSpace::BT709RGBFull().GetName(), "BT.709 RGB Full");
-    EXPECT_EQ(hostmediatypes::color::ColorSpace::BT2020RGBFull().GetName(), "BT.2020 RGB Full");
-    EXPECT_TRUE(hostmediatypes::color::ColorSpace().IsUnspecified());
-}
-
 }  // namespace
