@@ -352,14 +352,20 @@ bool ReadPng(const std::string& path, uint32_t* width, uint32_t* height,
     return png_image_finish_read(&image, nullptr, rgba->data(), 0, nullptr) != 0;
 }
 
-class SimClientGlTest : public SimClientTest {};
+// With a GL context of its own current, as an application that submits textures has.
+class SimClientGlTest : public SimClientTest {
+protected:
+    void SetUp() override {
+        SimClientTest::SetUp();
+        ASSERT_TRUE(context.ok()) << context.error();
+        context.MakeCurrent();
+        ASSERT_TRUE(context.IsCurrent()) << context.error();
+    }
+
+    stereon::test::GlTestContext context;
+};
 
 TEST_F(SimClientGlTest, SubmittedEyeTexturesAreReadBackAndWrittenAsPng) {
-    stereon::test::GlTestContext context;
-    ASSERT_TRUE(context.ok()) << context.error();
-    context.MakeCurrent();
-    ASSERT_TRUE(context.IsCurrent()) << context.error();
-
     // Left eye: lower half red, upper half blue; right eye all green.
     const int w = 8, h = 6;
     std::vector<uint8_t> left(w * h * 4), right(w * h * 4);
@@ -440,11 +446,6 @@ TEST_F(SimClientGlTest, SubmittedEyeTexturesAreReadBackAndWrittenAsPng) {
 }
 
 TEST_F(SimClientGlTest, AnImageThatCannotBeReadLeavesTheEyeWithoutOne) {
-    stereon::test::GlTestContext context;
-    ASSERT_TRUE(context.ok()) << context.error();
-    context.MakeCurrent();
-    ASSERT_TRUE(context.IsCurrent()) << context.error();
-
     const int size = 4;
     std::vector<uint8_t> red(size * size * 4, 0);
     for (size_t i = 0; i < red.size(); i += 4) {
@@ -521,11 +522,6 @@ TEST_F(SimClientGlTest, AnImageThatCannotBeReadLeavesTheEyeWithoutOne) {
 }
 
 TEST_F(SimClientGlTest, RenderbuffersAreReadBackWhenSubmittedAsSuch) {
-    stereon::test::GlTestContext context;
-    ASSERT_TRUE(context.ok()) << context.error();
-    context.MakeCurrent();
-    ASSERT_TRUE(context.IsCurrent()) << context.error();
-
     GLuint renderbuffer = 0, framebuffer = 0;
     glGenRenderbuffers(1, &renderbuffer);
     glBindRenderbuffer(GL_RENDERBUFFER, renderbuffer);
