@@ -11,6 +11,7 @@
 #include "OpenVRManager.h"
 #include "ShaderRegistry.h"
 #include "ShaderUniform.h"
+#include "TheaterMode.h"
 #include "hostcore/debug.h"
 #include "stnvr/vr_interfaces.h"
 
@@ -23,6 +24,7 @@ const float kRadiansToDegrees = 180.0f / kPi;
 const float kNearPlane = 0.1f;
 const float kFarPlane = 30.0f;
 const int kDepthLess = 0;
+const int kDepthLessEqual = 1;
 
 bool ReadBooleanKey(const char* key, bool fallback) {
     return hostcore::debug::DebugDatabase::Instance().GetEntry(key, fallback ? "true" : "false") ==
@@ -69,8 +71,9 @@ bool Scene::Init(const boost::shared_ptr<IGraphicsContext>& context,
     // TODO(model loading): LoadDeviceModel for each connected device from index 1 on.
 
     theaterEnabled = ReadBooleanKey("Stereon.EnableTheaterMode", theaterEnabled);
-    // TODO(theater): make TheaterMode "SimplifiedRoom", Init(graphicsContext, rectangle) and
-    // SetFilterEnabled from "Stereon.TheaterFilterEnable".
+    theater.reset(new TheaterMode("SimplifiedRoom"));
+    theater->Init(graphicsContext, rectangle);
+    theater->SetFilterEnabled(ReadBooleanKey("Stereon.TheaterFilterEnable", true));
     initialized = true;
     return true;
 }
@@ -151,6 +154,9 @@ void Scene::Shutdown() {
     graphicsContext.reset();
     verticalFlip = false;
     redBlueSwap = false;
+    if (theater) {
+        theater->Shutdown();
+    }
     initialized = false;
 }
 
@@ -185,7 +191,7 @@ void Scene::RefreshCallbacks() {
 }
 
 void Scene::SetTheaterActive(bool active) {
-    // TODO(panel manager, theater): on a change, SetPanelLimit(active, screen position).
+    // TODO(panel manager): on a change, SetPanelLimit(active, theater->GetScreenPosition()).
     theaterActive = active;
 }
 
@@ -260,7 +266,9 @@ void Scene::RenderFrame() {
     if (system == nullptr || HeadsetIdle(system)) {
         return;
     }
-    // TODO(theater): theater.UpdateBlur(videoTexture, graphicsContext).
+    // The filter follows every frame, shown in the room or not, so that switching to the room
+    // never shows a stale picture.
+    theater->UpdateBlur(videoTexture, graphicsContext);
     leftTarget->Bind();
     DrawEye(0);
     leftTarget->Resolve();
@@ -293,7 +301,15 @@ void Scene::DrawEye(int eye) {
             graphicsContext->SetBlending(false);
             break;
         case Background::kTheater:
-            // TODO(theater): the room; until it exists the checkerboard stands in.
+            // The room is drawn with the head's own view: the host's yaw does not turn it.
+            // Blending stays on for the rest of the eye.
+            graphicsContext->SetBlending(true);
+            graphicsContext->SetDepthTest(true, kDepthLessEqual);
+            graphicsContext->SetDepthWrite(true);
+            theater->SetHeadPosition(headPosition);
+            theater->Draw(eye, videoTexture, verticalFlip, redBlueSwap, pixelAspectRatio,
+                          GetViewProjection(eye));
+            break;
         case Background::kPlaceholder:
             graphicsContext->SetDepthTest(false, kDepthLess);
             graphicsContext->SetDepthWrite(false);

@@ -31,6 +31,7 @@ class IShader;
 class ITexture;
 class IVRPanelManager;
 class OpenVRManager;
+class TheaterMode;
 
 class Scene {
 public:
@@ -103,6 +104,8 @@ public:
     const Matrix4& GetViewMatrix() const { return viewMatrix; }
     const Vector3& GetHeadPosition() const { return headPosition; }
     bool IsTheaterEnabled() const { return theaterEnabled; }
+    // Empty until Init.
+    const boost::shared_ptr<TheaterMode>& GetTheater() const { return theater; }
     const boost::shared_ptr<IRenderTarget>& GetTarget(int eye) const {
         return eye == 0 ? leftTarget : rightTarget;
     }
@@ -173,6 +176,7 @@ private:
     Vector3 headPosition = {0.0f, 0.0f, 0.0f};
     bool theaterEnabled = true;
     bool theaterActive = false;
+    boost::shared_ptr<TheaterMode> theater;
     bool initialized = false;
 };
 

@@ -2,4 +2,5 @@
 target_sources(stereon_internal PRIVATE
     ${CMAKE_CURRENT_LIST_DIR}/HeadsetClassification.cpp
     ${CMAKE_CURRENT_LIST_DIR}/Matrix4.cpp
-    ${CMAKE_CURRENT_LIST_DIR}/Scene.cpp)
+    ${CMAKE_CURRENT_LIST_DIR}/Scene.cpp
+    ${CMAKE_CURRENT_LIST_DIR}/TheaterMode.cpp)

@@ -49,18 +49,22 @@ inline std::vector<int> PatternColor(int columnQuarter, int rowQuarter, int mark
     return {QuarterRed(columnQuarter), QuarterGreen(rowQuarter), marker, 255};
 }
 
-// A host-memory 'argb' frame of the pattern (native ARGB words: bytes B, G, R, A).
-inline FrameRef PatternFrame(int marker, int width = kFrameWidth, int height = kFrameHeight) {
+// A host-memory 'argb' frame (native ARGB words: bytes B, G, R, A) whose texel (x, y) has the
+// R, G, B, A that `paint(x, y)` gives; row y = 0 comes first in memory.
+template <typename Paint>
+FrameRef PaintedFrame(
+    int width, int height, Paint paint,
+    hostmediatypes::PixelAspectRatio aspect = hostmediatypes::kPixelAspectRatio_Square) {
     FrameRef frame;
     EXPECT_EQ(VF::CreateHostVideoFrame(frame, hostmediatypes::kPixelFormat_ARGB_4444_8u, width,
-                                       height, width * 4),
+                                       height, width * 4, aspect),
               VF::kCreateResult_OK);
     const hostcore::classref::InterfaceRef<VF::IVideoFrameMemoryAccess> memory =
         frame.QueryInterface<VF::IVideoFrameMemoryAccess>();
     std::uint8_t* bytes = static_cast<std::uint8_t*>(memory->GetPixels());
     for (int y = 0; y < height; ++y) {
         for (int x = 0; x < width; ++x) {
-            const std::vector<int> rgba = PatternColor(x * 4 / width, y * 4 / height, marker);
+            const std::vector<int> rgba = paint(x, y);
             std::uint8_t* texel = bytes + (y * width + x) * 4;
             texel[0] = static_cast<std::uint8_t>(rgba[2]);
             texel[1] = static_cast<std::uint8_t>(rgba[1]);
@@ -69,6 +73,13 @@ inline FrameRef PatternFrame(int marker, int width = kFrameWidth, int height = k
         }
     }
     return frame;
+}
+
+// A frame of the pattern.
+inline FrameRef PatternFrame(int marker, int width = kFrameWidth, int height = kFrameHeight) {
+    return PaintedFrame(width, height, [=](int x, int y) {
+        return PatternColor(x * 4 / width, y * 4 / height, marker);
+    });
 }
 
 // A pixel of an eye's last submitted image, counted from its bottom left as OpenGL stores it.
@@ -117,6 +128,8 @@ struct FadeAnswer {
 class PictureTest : public ::testing::Test {
 protected:
     virtual std::int32_t DeviceKind() const { return GB::kDeviceKind_OpenCL; }
+    // Runtime settings that must be in place before the library starts.
+    virtual void ConfigureRuntime() {}
 
     static void SetUpTestSuite() {
         setenv("EGL_PLATFORM", "surfaceless", 0);
@@ -130,6 +143,7 @@ protected:
         ASSERT_TRUE(simvr::InstallVrPathFile(home, &error)) << error;
         simvr_set_render_target_size(kEyeSize, kEyeSize);
         simvr_set_readback(1);
+        ConfigureRuntime();
         hostcore::config::UsageLogger::SetPresent(true);
         hostcore::config::UsageLogger::Get()->Clear();
         std::string reason;
