@@ -175,6 +175,52 @@ TEST_F(StereonPlayTest, PlaysAnEncodedVideoIntoBothEyesUpright) {
     EXPECT_FALSE(latency["definition"].get<std::string>().empty());
 }
 
+// Flat footage is on a screen 2.74 m ahead in a dim room, its width from the frame's shape and
+// the shape of its pixels. The screen of a 4:3 picture reaches 15.3 degrees either side of
+// ahead; beyond it is the wall, in plain grey.
+TEST_F(StereonPlayTest, FlatFileIsOnAScreenInTheRoom) {
+    const stntest::Rgb inner{220, 180, 40};
+    const stntest::Rgb outer{40, 60, 220};
+    const auto isRoom = [](const std::uint8_t* pixel) {
+        return std::abs(pixel[0] - pixel[1]) <= 6 && std::abs(pixel[1] - pixel[2]) <= 6 &&
+               pixel[0] < 100;
+    };
+    stntest::VideoPlan plan;
+    plan.width = 64;
+    plan.height = 48;
+    plan.paint = [&](int x, int y) {
+        return x >= 16 && x < 48 && y >= 12 && y < 36 ? inner : outer;
+    };
+    const std::string square = MakeVideo("square.mp4", plan);
+    // Half as wide, with pixels twice as wide as high: the same 4:3 picture.
+    plan.width = 32;
+    plan.paint = [&](int, int) { return inner; };
+    plan.sampleAspect[0] = 2;
+    plan.sampleAspect[1] = 1;
+    const std::string anamorphic = MakeVideo("anamorphic.mkv", plan);
+
+    const std::string out = dir + "/flat";
+    for (const std::string& video : {square, anamorphic}) {
+        SCOPED_TRACE(video);
+        const RunResult run = Play("'" + video + "' --projection flat --rate headset --frames 3 " +
+                                   "--eye-size 64x64 --out '" + out + "'");
+        ASSERT_EQ(run.exitCode, 0) << run.out << run.err;
+        EXPECT_EQ(Summary(out)["projection"], "flat");
+        Picture picture;
+        ASSERT_TRUE(ReadPng(out + "/left.png", picture));
+        const std::uint8_t* centre = picture.At(32, 32);
+        EXPECT_LE(Distance(centre, inner), 16) << Describe(centre);
+        // Inside the screen's edge only if the pixels' shape is taken into account: square
+        // pixels would make the anamorphic screen reach 7.8 degrees.
+        const std::uint8_t* inside = picture.At(ColumnAt(11.5, 64), 32);
+        EXPECT_FALSE(isRoom(inside)) << Describe(inside);
+        const std::uint8_t* wall = picture.At(ColumnAt(19.0, 64), 32);
+        EXPECT_TRUE(isRoom(wall)) << Describe(wall);
+        const std::uint8_t* floor = picture.At(32, 60);
+        EXPECT_TRUE(isRoom(floor)) << Describe(floor);
+    }
+}
+
 TEST_F(StereonPlayTest, LayoutComesFromTheFileUnlessTheOptionsSayOtherwise) {
     stntest::VideoPlan plan;
     plan.frames = 6;

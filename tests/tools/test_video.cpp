@@ -91,6 +91,10 @@ bool WriteTestVideo(const std::string& path, const VideoPlan& plan, std::string&
     w.codec->time_base = AVRational{1, plan.rate};
     w.codec->framerate = AVRational{plan.rate, 1};
     w.codec->gop_size = 4;
+    if (plan.sampleAspect[0] > 0 && plan.sampleAspect[1] > 0) {
+        w.codec->sample_aspect_ratio = AVRational{plan.sampleAspect[0], plan.sampleAspect[1]};
+        w.stream->sample_aspect_ratio = w.codec->sample_aspect_ratio;
+    }
     w.codec->bit_rate = 2000000;
     if (w.format->oformat->flags & AVFMT_GLOBALHEADER) {
         w.codec->flags |= AV_CODEC_FLAG_GLOBAL_HEADER;

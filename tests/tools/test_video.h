@@ -28,6 +28,8 @@ struct VideoPlan {
     // written as a tile.
     std::string spherical;
     double tile[4] = {0.0, 0.0, 0.0, 0.0};
+    // The shape of a pixel, width over height; 0 leaves it unset.
+    int sampleAspect[2] = {0, 0};
 };
 
 // Writes the video to `path` (the container from its extension). False with the reason.

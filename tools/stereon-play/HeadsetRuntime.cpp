@@ -149,7 +149,9 @@ void HeadsetRuntime::Configure(const Options& options) {
     // Paced at the headset's refresh rate, as a real compositor is.
     setPaced(1);
     setReadback(1);
-    setHeadPose(0.0f, 0.0f, 0.0f, 0.0f, 0.0f, 0.0f);
+    // A seated viewer: the eyes 1.2 m above the floor, level with the middle of the screen that
+    // flat footage is shown on. Spherical footage looks the same from any height.
+    setHeadPose(0.0f, 0.0f, 0.0f, 0.0f, 1.2f, 0.0f);
     setHeadYawRate(options.head == "sweep" ? 30.0f : 0.0f);
     setCallLogCapacity(16384);
 }

@@ -236,9 +236,17 @@ bool VideoFileSource::Convert(hostcore::classref::InterfaceRef<MF::IVideoFrame>&
         error = "cannot convert the pixels of " + path;
         return false;
     }
+    // The shape of a pixel, as the container or the stream says (anamorphic footage is stored
+    // narrower than it is shown); unknown reads as square.
+    const AVRational sample =
+        av_guess_sample_aspect_ratio(format, format->streams[stream], decoded);
+    hostmediatypes::PixelAspectRatio aspect = hostmediatypes::kPixelAspectRatio_Square;
+    if (sample.num > 0 && sample.den > 0) {
+        aspect = hostmediatypes::PixelAspectRatio{sample.num, sample.den};
+    }
     hostcore::classref::InterfaceRef<MF::IVideoFrame> created;
-    if (VF::CreateHostVideoFrame(created, hostmediatypes::kPixelFormat_ARGB_4444_8u, width,
-                                 height) != VF::kCreateResult_OK) {
+    if (VF::CreateHostVideoFrame(created, hostmediatypes::kPixelFormat_ARGB_4444_8u, width, height,
+                                 0, aspect) != VF::kCreateResult_OK) {
         error =
             "cannot make a host frame of " + std::to_string(width) + "x" + std::to_string(height);
         return false;
