@@ -166,6 +166,7 @@ void Scene::SetVideoFrame(const boost::shared_ptr<ITexture>& texture, bool flip,
     verticalFlip = flip;
     redBlueSwap = swap;
     pixelAspectRatio = aspect;
+    frameFiltered = false;
 }
 
 void Scene::SetViewChangedCallback(const ViewChangedCallback& callback) {
@@ -266,9 +267,13 @@ void Scene::RenderFrame() {
     if (system == nullptr || HeadsetIdle(system)) {
         return;
     }
-    // The filter follows every frame, shown in the room or not, so that switching to the room
-    // never shows a stale picture.
-    theater->UpdateBlur(videoTexture, graphicsContext);
+    // The filter follows every frame, shown in the room or not. A frame that stays on show for
+    // several passes keeps its filtered picture: filtering it again would give the same pixels
+    // at the cost of two full-frame passes.
+    if (!frameFiltered) {
+        theater->UpdateBlur(videoTexture, graphicsContext);
+        frameFiltered = true;
+    }
     leftTarget->Bind();
     DrawEye(0);
     leftTarget->Resolve();

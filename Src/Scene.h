@@ -177,6 +177,8 @@ private:
     bool theaterEnabled = true;
     bool theaterActive = false;
     boost::shared_ptr<TheaterMode> theater;
+    // The theater's filter has run on the frame now on show.
+    bool frameFiltered = false;
     bool initialized = false;
 };
 

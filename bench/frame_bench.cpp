@@ -20,6 +20,7 @@
 #include "ShaderUniform.h"
 #include "alloc_counter.h"
 #include "bench.h"
+#include "hostcore/debug.h"
 #include "hostmediatypes/PixelFormat.h"
 #include "simvr/simvr_control.h"
 #include "stnvr/vr_client.h"
@@ -182,6 +183,9 @@ enum class Kind { kVideo, kPlaceholder, kTheater, kMinimal, kProbeBlend, kProbeN
 struct Variant {
     const char* name;
     Kind kind;
+    // Scene backgrounds: whether the theater's filter runs, as it does by default for every
+    // background.
+    bool filtered;
     std::vector<double> ms;
     std::uint64_t allocations = 0;
     // From one more frame, untimed, whose allocations' stacks were recorded.
@@ -238,12 +242,14 @@ bool RunFrameBenchmark(const Options& options, nlohmann::json& section) {
 
     const int videoWidth = 3840;
     const int videoHeight = 1920;
-    std::vector<Variant> variants = {{"video", Kind::kVideo, {}},
-                                     {"placeholder", Kind::kPlaceholder, {}},
-                                     {"theater", Kind::kTheater, {}},
-                                     {"minimal", Kind::kMinimal, {}},
-                                     {"probe: video blended", Kind::kProbeBlend, {}},
-                                     {"probe: video unblended", Kind::kProbeNoBlend, {}}};
+    std::vector<Variant> variants = {{"video", Kind::kVideo, true, {}},
+                                     {"video, filter off", Kind::kVideo, false, {}},
+                                     {"placeholder", Kind::kPlaceholder, true, {}},
+                                     {"theater", Kind::kTheater, true, {}},
+                                     {"theater, filter off", Kind::kTheater, false, {}},
+                                     {"minimal", Kind::kMinimal, false, {}},
+                                     {"probe: video blended", Kind::kProbeBlend, false, {}},
+                                     {"probe: video unblended", Kind::kProbeNoBlend, false, {}}};
     if (ok) {
         boost::shared_ptr<STN::ITexture> video = context->CreateTexture("VideoTex0");
         video->Create(device, videoWidth, videoHeight);
@@ -253,15 +259,29 @@ bool RunFrameBenchmark(const Options& options, nlohmann::json& section) {
         scene->SetVideoFrame(video, false, false, hostmediatypes::kPixelAspectRatio_Square);
         ok = scene->Init(context, openVR, boost::shared_ptr<STN::IVRPanelManager>(),
                          STN::kHMDTypeVive);
+        // The same scene with the theater's filter switched off, which it reads at Init.
+        boost::shared_ptr<STN::Scene> unfiltered(new STN::Scene());
+        unfiltered->SetVideoFrame(video, false, false, hostmediatypes::kPixelAspectRatio_Square);
+        hostcore::debug::DebugDatabase::Instance().SetEntry("Stereon.TheaterFilterEnable", "false");
+        ok = ok && unfiltered->Init(context, openVR, boost::shared_ptr<STN::IVRPanelManager>(),
+                                    STN::kHMDTypeVive);
+        hostcore::debug::DebugDatabase::Instance().RemoveEntry("Stereon.TheaterFilterEnable");
         if (!ok) {
             section["error"] = "the scene did not start";
         } else {
             MinimalFrame minimal(options.eyeWidth, options.eyeHeight);
             VideoProbe probe(context, scene, video);
+            const auto sceneOf = [&](const Variant& variant) {
+                return variant.filtered ? scene : unfiltered;
+            };
             const auto prepare = [&](const Variant& variant) {
-                scene->showPlaceholder = variant.kind != Kind::kVideo;
-                scene->SetTheaterActive(variant.kind == Kind::kTheater);
-                scene->UpdatePoses();
+                const boost::shared_ptr<STN::Scene>& drawn = sceneOf(variant);
+                // A new frame each time, as from a host playing at the headset's rate: the
+                // scene filters each frame once.
+                drawn->SetVideoFrame(video, false, false, hostmediatypes::kPixelAspectRatio_Square);
+                drawn->showPlaceholder = variant.kind != Kind::kVideo;
+                drawn->SetTheaterActive(variant.kind == Kind::kTheater);
+                drawn->UpdatePoses();
             };
             const auto render = [&](const Variant& variant) {
                 if (variant.kind == Kind::kMinimal) {
@@ -270,7 +290,7 @@ bool RunFrameBenchmark(const Options& options, nlohmann::json& section) {
                            variant.kind == Kind::kProbeNoBlend) {
                     probe.Render(openVR->GetCompositor(), variant.kind == Kind::kProbeBlend);
                 } else {
-                    scene->RenderFrame();
+                    sceneOf(variant)->RenderFrame();
                 }
                 glFinish();
             };
@@ -299,30 +319,42 @@ bool RunFrameBenchmark(const Options& options, nlohmann::json& section) {
                 WatchThread(0);
                 variant.sources = WatchedAllocationSources();
             }
-            // The probe stands for the scene only if it draws the same picture.
+            // The probe stands for the scene only if it draws the same picture; the theater row
+            // measures the room only if it draws something else than the placeholder.
             simvr_set_readback(1);
-            std::vector<std::uint8_t> images[2];
-            for (int i = 0; i < 2; ++i) {
-                scene->showPlaceholder = false;
-                scene->SetTheaterActive(false);
+            const auto picture = [&](Kind kind) {
+                std::vector<std::uint8_t> image(static_cast<std::size_t>(options.eyeWidth) *
+                                                options.eyeHeight * 4);
+                scene->SetVideoFrame(video, false, false, hostmediatypes::kPixelAspectRatio_Square);
+                scene->showPlaceholder = kind != Kind::kVideo && kind != Kind::kProbeNoBlend;
+                scene->SetTheaterActive(kind == Kind::kTheater);
                 scene->UpdatePoses();
-                if (i == 0) {
-                    scene->RenderFrame();
-                } else {
+                if (kind == Kind::kProbeNoBlend) {
                     probe.Render(openVR->GetCompositor(), false);
+                } else {
+                    scene->RenderFrame();
                 }
-                images[i].resize(static_cast<std::size_t>(options.eyeWidth) * options.eyeHeight *
-                                 4);
-                if (simvr_copy_eye_image(0, images[i].data(),
-                                         static_cast<std::uint32_t>(images[i].size())) == 0) {
-                    images[i].clear();
+                if (simvr_copy_eye_image(0, image.data(),
+                                         static_cast<std::uint32_t>(image.size())) == 0) {
+                    image.clear();
                 }
-            }
+                return image;
+            };
+            const std::vector<std::uint8_t> drawnVideo = picture(Kind::kVideo);
+            const std::vector<std::uint8_t> probed = picture(Kind::kProbeNoBlend);
+            const std::vector<std::uint8_t> placeholder = picture(Kind::kPlaceholder);
+            const std::vector<std::uint8_t> room = picture(Kind::kTheater);
             simvr_set_readback(0);
-            const bool probeMatches = !images[0].empty() && images[0] == images[1];
+            const bool probeMatches = !drawnVideo.empty() && drawnVideo == probed;
             section["probe_matches_scene"] = probeMatches;
             if (!probeMatches) {
                 section["error"] = "the probe's picture differs from the scene's";
+                ok = false;
+            }
+            const bool roomDrawn = !room.empty() && !placeholder.empty() && room != placeholder;
+            section["theater_differs_from_placeholder"] = roomDrawn;
+            if (!roomDrawn) {
+                section["error"] = "the theater draws the placeholder";
                 ok = false;
             }
             const std::uint64_t expected =
@@ -335,12 +367,16 @@ bool RunFrameBenchmark(const Options& options, nlohmann::json& section) {
             }
         }
         scene.reset();
+        unfiltered.reset();
         video->Release();
         video.reset();
     }
 
     if (ok) {
-        const Summary floor = Summarize(variants[3].ms);
+        const Summary floor =
+            Summarize(std::find_if(variants.begin(), variants.end(), [](const Variant& variant) {
+                          return variant.kind == Kind::kMinimal;
+                      })->ms);
         std::vector<std::vector<std::string>> table = {
             {"frame " + std::to_string(options.eyeWidth) + "x" + std::to_string(options.eyeHeight),
              "ms", "ratio to minimal", "allocs/frame", "allocs outside GL driver"}};
