@@ -64,6 +64,12 @@ public:
     virtual void Bind() = 0;
     virtual void Unbind() = 0;
     virtual bool NeedsIntermediateFrame() = 0;
+    // For an image drawn on one context and rewritten on another of the share group: marks the
+    // commands issued so far on the current context as the last to read it.
+    virtual void FenceUse() = 0;
+    // Before rewriting the image: waits until the commands marked by FenceUse have run (at
+    // most a second, a bound for a context that stopped flushing).
+    virtual void WaitForUse() = 0;
     virtual ~ITexture() = default;
 };
 

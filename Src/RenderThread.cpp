@@ -29,6 +29,7 @@
 #include "ShaderRegistry.h"
 #include "UploadSynchronizer.h"
 #include "UsageMetrics.h"
+#include "VRPanelManager.h"
 #include "VideoFrameUploader.h"
 #include "hostcore/debug.h"
 #include "hostmediatypes/PixelFormat.h"
@@ -141,6 +142,11 @@ void RenderThread::FinishDeferredWorkAtExit() {
 boost::shared_ptr<Scene> RenderThread::CurrentScene() {
     const boost::shared_ptr<RenderThread> live = instanceWeak.lock();
     return live ? live->scene : boost::shared_ptr<Scene>();
+}
+
+boost::shared_ptr<VRPanelManager> RenderThread::CurrentPanelManager() {
+    const boost::shared_ptr<RenderThread> live = instanceWeak.lock();
+    return live ? live->panelManager : boost::shared_ptr<VRPanelManager>();
 }
 
 RenderThread::RenderThread()
@@ -294,15 +300,13 @@ bool RenderThread::InitRendering() {
         UsageMetrics::Get().HMDDeviceName = trackingSystem;
         const HeadsetClassification headset = ClassifyHeadset(trackingSystem);
 
-        // TODO(panel manager): create the VRPanelManager with renderContext and
-        // userInterfaceContext.
+        panelManager.reset(new VRPanelManager(renderContext, userInterfaceContext));
 
         // The scene's shader kind follows the first texture, so it gets one before Init.
         scene.reset(new Scene());
         scene->SetVideoFrame(videoTextures[0], false, false,
                              hostmediatypes::kPixelAspectRatio_Square);
-        // TODO(panel manager): hand the scene the VRPanelManager.
-        sceneReady = scene->Init(renderContext, openVR, boost::shared_ptr<IVRPanelManager>(),
+        sceneReady = scene->Init(renderContext, openVR, panelManager,
                                  static_cast<std::uint32_t>(headset.hmdType));
 
         if (HostApp::GetApplicationType() == HostApp::kApplicationTypeVideoEditor) {

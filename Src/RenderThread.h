@@ -57,6 +57,8 @@ public:
     static boost::shared_ptr<RenderThread> Instance();
     // The live instance's scene; empty when there is no instance or no scene.
     static boost::shared_ptr<Scene> CurrentScene();
+    // The running instance's panel manager, empty when there is none.
+    static boost::shared_ptr<VRPanelManager> CurrentPanelManager();
     // When the module unloads or the process exits: drops a deferred stop still waiting and
     // waits for one that runs, so that the last reference never goes on an executor thread
     // while the process tears down its libraries.

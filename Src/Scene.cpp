@@ -8,10 +8,12 @@
 #include "IRenderTarget.h"
 #include "IShader.h"
 #include "ITexture.h"
+#include "IVRPanelManager.h"
 #include "OpenVRManager.h"
 #include "ShaderRegistry.h"
 #include "ShaderUniform.h"
 #include "TheaterMode.h"
+#include "VideoFramePanel.h"
 #include "hostcore/debug.h"
 #include "stnvr/vr_interfaces.h"
 
@@ -46,7 +48,9 @@ bool Scene::Init(const boost::shared_ptr<IGraphicsContext>& context,
     if (!openVRManager || openVRManager->GetSystem() == nullptr) {
         return false;
     }
-    // TODO(panel manager): refuse an empty panel manager once the render thread makes one.
+    if (!panels) {
+        return false;
+    }
     graphicsContext = context;
     openVR = openVRManager;
     panelManager = panels;
@@ -192,8 +196,13 @@ void Scene::RefreshCallbacks() {
 }
 
 void Scene::SetTheaterActive(bool active) {
-    // TODO(panel manager): on a change, SetPanelLimit(active, theater->GetScreenPosition()).
+    const bool changed = active != theaterActive;
     theaterActive = active;
+    if (changed && panelManager) {
+        // Panels placed from now on stay in front of the screen and above the floor.
+        const Vector3 screen = theater ? theater->GetScreenPosition() : Vector3{0.0f, 0.0f, 0.0f};
+        panelManager->SetPanelLimit(active, screen);
+    }
 }
 
 void Scene::SetStereoLayout(std::int32_t leftIndex, std::int32_t rightIndex,
@@ -327,8 +336,37 @@ void Scene::DrawEye(int eye) {
     }
     graphicsContext->SetDepthTest(true, kDepthLess);
     graphicsContext->SetDepthWrite(true);
-    // TODO(model loading, event interpreters, panel manager): controllers, pointer rays and
-    // panels.
+    // TODO(model loading): the controllers.
+    if (!panelManager) {
+        return;
+    }
+    FeedVideoWindow();
+    // TODO(event interpreters): the controllers' pointer rays, under the panels.
+    panelManager->Draw(GetViewProjection(eye));
+}
+
+void Scene::FeedVideoWindow() {
+    static const std::string kVideoWindow = "EquirectPanel_EquirectWindow";
+    const boost::shared_ptr<IPanel> panel = panelManager->FindPanel(kVideoWindow);
+    // A static panel may carry the name too; only the video window takes the frame.
+    VideoFramePanel* window = dynamic_cast<VideoFramePanel*>(panel.get());
+    if (window == nullptr) {
+        return;
+    }
+    if (theaterActive) {
+        // Flat footage is on the theater screen, not in the window.
+        static const float kNoSubRect[4] = {0.0f, 0.0f, 0.0f, 0.0f};
+        static const float kWholeRect[4] = {0.0f, 0.0f, 1.0f, 1.0f};
+        window->SetVideoTexture(boost::shared_ptr<ITexture>(), kNoSubRect, kWholeRect, false,
+                                false);
+        return;
+    }
+    // The window shows the left eye's picture in both eyes.
+    const std::int32_t index = leftSubRect;
+    const Rect& sub = index >= 0 && static_cast<std::size_t>(index) < subRects.size()
+                          ? subRects[static_cast<std::size_t>(index)]
+                          : subRects[0];
+    window->SetVideoTexture(videoTexture, sub.data(), uvRect.data(), verticalFlip, redBlueSwap);
 }
 
 void Scene::DrawVideo(int eye, const Matrix4& inverse) {

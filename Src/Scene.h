@@ -127,6 +127,8 @@ private:
     bool HeadsetIdle(vr::IVRSystem* system) const;
     void DrawEye(int eye);
     void DrawVideo(int eye, const Matrix4& inverse);
+    // Hands the video window panel, when the host made one, what it shows of the frame.
+    void FeedVideoWindow();
     bool InitShaders(bool rectangle);
     void InitVideoMesh();
     void InitPointerMesh();

@@ -8,6 +8,7 @@
 #include "RenderThread.h"
 #include "Scene.h"
 #include "VF/VideoFrame.h"
+#include "VRPanelManager.h"
 #include "hostcore/classref.h"
 
 namespace STN {
@@ -115,8 +116,7 @@ std::int32_t StereonService::GetHMDType() {
 }
 
 boost::shared_ptr<IVRPanelManager> StereonService::GetPanelManager() {
-    // TODO(panel manager): the render thread's VRPanelManager, read without a lock.
-    return boost::shared_ptr<IVRPanelManager>();
+    return RenderThread::CurrentPanelManager();
 }
 
 boost::shared_ptr<IControllerFeedback> StereonService::GetControllerFeedback() {

@@ -18,6 +18,7 @@
 #include "Scene.h"
 #include "ShaderRegistry.h"
 #include "ShaderUniform.h"
+#include "VRPanelManager.h"
 #include "alloc_counter.h"
 #include "bench.h"
 #include "hostcore/debug.h"
@@ -257,14 +258,14 @@ bool RunFrameBenchmark(const Options& options, nlohmann::json& section) {
         UploadPicture(video, videoWidth, videoHeight);
         boost::shared_ptr<STN::Scene> scene(new STN::Scene());
         scene->SetVideoFrame(video, false, false, hostmediatypes::kPixelAspectRatio_Square);
-        ok = scene->Init(context, openVR, boost::shared_ptr<STN::IVRPanelManager>(),
-                         STN::kHMDTypeVive);
+        const boost::shared_ptr<STN::IVRPanelManager> panels(
+            new STN::VRPanelManager(context, context));
+        ok = scene->Init(context, openVR, panels, STN::kHMDTypeVive);
         // The same scene with the theater's filter switched off, which it reads at Init.
         boost::shared_ptr<STN::Scene> unfiltered(new STN::Scene());
         unfiltered->SetVideoFrame(video, false, false, hostmediatypes::kPixelAspectRatio_Square);
         hostcore::debug::DebugDatabase::Instance().SetEntry("Stereon.TheaterFilterEnable", "false");
-        ok = ok && unfiltered->Init(context, openVR, boost::shared_ptr<STN::IVRPanelManager>(),
-                                    STN::kHMDTypeVive);
+        ok = ok && unfiltered->Init(context, openVR, panels, STN::kHMDTypeVive);
         hostcore::debug::DebugDatabase::Instance().RemoveEntry("Stereon.TheaterFilterEnable");
         if (!ok) {
             section["error"] = "the scene did not start";

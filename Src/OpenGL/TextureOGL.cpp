@@ -120,7 +120,39 @@ void TextureOGL::CreateFromRenderModel(const vr::RenderModel_TextureMap_t& map) 
     SetFilter(kFilterAnisotropic);
 }
 
+void TextureOGL::FenceUse() {
+    GLsync fence = glFenceSync(GL_SYNC_GPU_COMMANDS_COMPLETE, 0);
+    std::lock_guard<std::mutex> lock(fenceMutex);
+    if (useFence != nullptr) {
+        glDeleteSync(static_cast<GLsync>(useFence));
+    }
+    useFence = fence;
+}
+
+void TextureOGL::WaitForUse() {
+    GLsync fence = nullptr;
+    {
+        std::lock_guard<std::mutex> lock(fenceMutex);
+        fence = static_cast<GLsync>(useFence);
+        useFence = nullptr;
+    }
+    if (fence == nullptr) {
+        return;
+    }
+    // The fence signals once the drawing context has flushed, which the render loop does at the
+    // end of every frame.
+    glClientWaitSync(fence, GL_SYNC_FLUSH_COMMANDS_BIT, 1000000000u);
+    glDeleteSync(fence);
+}
+
 void TextureOGL::Release() {
+    {
+        std::lock_guard<std::mutex> lock(fenceMutex);
+        if (useFence != nullptr) {
+            glDeleteSync(static_cast<GLsync>(useFence));
+            useFence = nullptr;
+        }
+    }
     if (texture == 0) {
         return;
     }

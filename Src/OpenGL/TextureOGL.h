@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <mutex>
 #include <string>
 
 #include "ITexture.h"
@@ -53,6 +54,8 @@ public:
     void Bind() override;
     void Unbind() override;
     bool NeedsIntermediateFrame() override { return needsIntermediateFrame; }
+    void FenceUse() override;
+    void WaitForUse() override;
 
     std::uint32_t GetTexture() const { return texture; }
     TextureFilter GetFilter() const { return filter; }
@@ -77,6 +80,9 @@ private:
     void* cudaResource = nullptr;  // CUgraphicsResource
     void* clMemory = nullptr;      // cl_mem
     bool needsIntermediateFrame = false;
+    // The GLsync of the last use; set on one thread and waited for on another.
+    std::mutex fenceMutex;
+    void* useFence = nullptr;
 };
 
 }  // namespace STN

@@ -18,6 +18,7 @@
 #include "OpenVRManager.h"
 #include "Scene.h"
 #include "ShaderRegistry.h"
+#include "VRPanelManager.h"
 #include "hostcore/debug.h"
 #include "hostmediatypes/PixelFormat.h"
 #include "simvr/simvr_control.h"
@@ -83,6 +84,10 @@ protected:
         std::system(("rm -rf '" + home + "'").c_str());
     }
 
+    boost::shared_ptr<STN::IVRPanelManager> Panels() {
+        return boost::shared_ptr<STN::IVRPanelManager>(new STN::VRPanelManager(context, context));
+    }
+
     void Connect() {
         vr::EVRInitError error = vr::VRInitError_None;
         ASSERT_TRUE(openVR->Init(error)) << error;
@@ -111,8 +116,7 @@ protected:
         MakeFrame();
         scene.reset(new Scene());
         scene->SetVideoFrame(texture, false, false, hostmediatypes::kPixelAspectRatio_Square);
-        ASSERT_TRUE(scene->Init(context, openVR, boost::shared_ptr<STN::IVRPanelManager>(),
-                                STN::kHMDTypeVive));
+        ASSERT_TRUE(scene->Init(context, openVR, Panels(), STN::kHMDTypeVive));
         simvr_set_readback(1);
     }
 
@@ -151,12 +155,15 @@ protected:
     boost::shared_ptr<Scene> scene;
 };
 
-TEST_F(SceneTest, InitNeedsAContextAndAConnectedRuntime) {
+TEST_F(SceneTest, InitNeedsAContextAConnectedRuntimeAndAPanelManager) {
     Scene withoutContext;
     EXPECT_FALSE(withoutContext.Init(boost::shared_ptr<STN::IGraphicsContext>(), openVR,
                                      boost::shared_ptr<STN::IVRPanelManager>(), 1));
     Scene disconnected;
-    EXPECT_FALSE(disconnected.Init(context, openVR, boost::shared_ptr<STN::IVRPanelManager>(), 1));
+    EXPECT_FALSE(disconnected.Init(context, openVR, Panels(), 1));
+    Connect();
+    Scene withoutPanels;
+    EXPECT_FALSE(withoutPanels.Init(context, openVR, boost::shared_ptr<STN::IVRPanelManager>(), 1));
     EXPECT_FALSE(disconnected.GetHMDManager());
     // A scene that never started draws and waits for nothing.
     disconnected.RenderFrame();
@@ -474,7 +481,7 @@ TEST_F(SceneTest, TheaterKeyIsTrueOnlyForTheTextTrue) {
         if (!openVR->GetSystem()) {
             Connect();
         }
-        ASSERT_TRUE(keyed.Init(context, openVR, boost::shared_ptr<STN::IVRPanelManager>(), 0));
+        ASSERT_TRUE(keyed.Init(context, openVR, Panels(), 0));
         EXPECT_EQ(keyed.IsTheaterEnabled(), c.enabled) << c.text;
     }
     hostcore::debug::DebugDatabase::Instance().RemoveEntry("Stereon.EnableTheaterMode");

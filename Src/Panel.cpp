@@ -1,0 +1,110 @@
+#include "Panel.h"
+
+#include "IGraphicsContext.h"
+#include "IMesh.h"
+#include "IShader.h"
+#include "ITexture.h"
+#include "PanelGraphics.h"
+#include "ShaderRegistry.h"
+#include "VRQuadImpl.h"
+
+namespace STN {
+
+Panel::~Panel() {
+    if (quad) {
+        quad->DetachFront();
+    }
+    quad.reset();
+    texture.reset();
+    shader.reset();
+    mesh.reset();
+}
+
+void Panel::CreateGraphics(const boost::shared_ptr<IGraphicsContext>& context, float newScale,
+                           bool composited, std::uint32_t order) {
+    scale = newScale;
+    depthComposited = composited ? 1 : 0;
+    drawOrder = order;
+    shader = ShaderRegistry::Instance().GetShader("PanelShader");
+    mesh = panelgraphics::BuildQuad(context, "PanelMesh_" + name, scale, 0.0f, true);
+    texture = panelgraphics::CreateTexture(context, "PanelTexture_" + name, width, height);
+}
+
+bool Panel::Initialize(const boost::shared_ptr<IGraphicsContext>& context,
+                       const boost::shared_ptr<IGraphicsContext>& quadContext, float newScale,
+                       bool composited, std::uint32_t order) {
+    if (!context || !context->IsCurrent()) {
+        return false;
+    }
+    CreateGraphics(context, newScale, composited, order);
+    quad.reset(new VRQuadImpl(quadContext, &texture, panelgraphics::MipmapKey(), name));
+    return true;
+}
+
+bool Panel::IsVisible() {
+    return opacity > 0.0f && quad && quad->IsVisible();
+}
+
+bool Panel::PrepareDraw() {
+    if (!IsVisible()) {
+        return false;
+    }
+    hostcore::threads::RecursiveMutex::ScopedLock lock(quad->GetLock(),
+                                                       "Panel::Draw locking VRQuadImpl");
+    width = quad->GetWidth();
+    height = quad->GetHeight();
+    // Held for the draw: an exchange on the host's thread meanwhile makes it the back image,
+    // which the next upload rewrites only once this draw is over.
+    drawnTexture = quad->HoldFrontForDraw();
+    return true;
+}
+
+Matrix4 Panel::ComputeMatrix(const Matrix4& viewProjection) {
+    return viewProjection * transform;
+}
+
+void Panel::DrawQuad(const Matrix4& viewProjection, const boost::shared_ptr<IShader>& given) {
+    // The hold ends however the draw ends: an upload on the host's thread waits for it.
+    struct EndOfDraw {
+        Panel& panel;
+        ~EndOfDraw() {
+            panel.drawnTexture.reset();
+            if (panel.quad) {
+                panel.quad->EndDraw();
+            }
+        }
+    } end{*this};
+    const panelgraphics::QuadLook look = {colorRed,
+                                          colorGreen,
+                                          colorBlue,
+                                          opacity,
+                                          static_cast<float>(width) * GetPixelSize(),
+                                          static_cast<float>(height) * GetPixelSize()};
+    panelgraphics::DrawImage(ComputeMatrix(viewProjection), look, mesh, drawnTexture, shader,
+                             given);
+}
+
+void Panel::Draw(const Matrix4& viewProjection, const boost::shared_ptr<IShader>& given) {
+    if (PrepareDraw()) {
+        DrawQuad(viewProjection, given);
+    }
+}
+
+void Panel::Shutdown() {
+    if (!quad) {
+        return;
+    }
+    quad->Shutdown();
+    quad->DetachFront();
+    quad.reset();
+    texture.reset();
+    drawnTexture.reset();
+    mesh.reset();
+    shader.reset();
+}
+
+boost::shared_ptr<hostvirtualui::vr::VRQuad> Panel::GetQuad() {
+    return quad;
+}
+
+}  // namespace STN

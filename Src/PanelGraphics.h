@@ -1,0 +1,46 @@
+// The pieces of graphics that the panel kinds share: the quad they are drawn with, their
+// texture, and the draw of one image on the quad with the panel shader's uniforms.
+#pragma once
+
+#include <boost/shared_ptr.hpp>
+
+#include <string>
+
+#include "StereonTypes.h"
+
+namespace STN {
+
+class IGraphicsContext;
+class IMesh;
+class IShader;
+class ITexture;
+
+namespace panelgraphics {
+
+// A triangle strip of side `side` in the plane z, centred on the origin. `firstRowAtTop` puts
+// the texture's first row at the top (v 0 at +y), as panel images are painted.
+boost::shared_ptr<IMesh> BuildQuad(const boost::shared_ptr<IGraphicsContext>& context,
+                                   const std::string& meshName, float side, float z,
+                                   bool firstRowAtTop);
+
+// "VidariumVR.PanelMipmaping", default true.
+bool MipmapKey();
+
+// A clamped 8-bit texture, mipmapped when the key says so.
+boost::shared_ptr<ITexture> CreateTexture(const boost::shared_ptr<IGraphicsContext>& context,
+                                          const std::string& textureName, unsigned width,
+                                          unsigned height);
+
+struct QuadLook {
+    float red, green, blue, opacity;
+    float width, height;  // metres before the quad's side
+};
+
+// Draws `mesh` with `image` through `given`, or through `own` bound for the call when `given`
+// is empty (a compositor's shader is bound by its owner).
+void DrawImage(const Matrix4& matrix, const QuadLook& look, const boost::shared_ptr<IMesh>& mesh,
+               const boost::shared_ptr<ITexture>& image, const boost::shared_ptr<IShader>& own,
+               const boost::shared_ptr<IShader>& given);
+
+}  // namespace panelgraphics
+}  // namespace STN
