@@ -91,6 +91,7 @@ void Panel::Draw(const Matrix4& viewProjection, const boost::shared_ptr<IShader>
 }
 
 void Panel::Shutdown() {
+    DrawLockScope lock(*this, "Panel::Shutdown");
     if (!quad) {
         return;
     }

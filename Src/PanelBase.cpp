@@ -21,13 +21,40 @@ void Transform(const Matrix4& m, const float in[4], float out[4]) {
 
 }  // namespace
 
+void PanelBase::SetOffsetTransform(const Matrix4& offset) {
+    DrawLockScope lock(*this, "PanelBase::SetOffsetTransform");
+    offsetTransform = offset;
+}
+
+Matrix4 PanelBase::GetOffsetTransform() {
+    DrawLockScope lock(*this, "PanelBase::GetOffsetTransform");
+    return offsetTransform;
+}
+
+Matrix4 PanelBase::GetTransform() {
+    DrawLockScope lock(*this, "PanelBase::GetTransform");
+    return transform;
+}
+
+void PanelBase::SetOpacity(float value) {
+    DrawLockScope lock(*this, "PanelBase::SetOpacity");
+    opacity = value;
+}
+
+float PanelBase::GetOpacity() {
+    DrawLockScope lock(*this, "PanelBase::GetOpacity");
+    return opacity;
+}
+
 void PanelBase::SetColor(float red, float green, float blue) {
+    DrawLockScope lock(*this, "PanelBase::SetColor");
     colorRed = red;
     colorGreen = green;
     colorBlue = blue;
 }
 
 void PanelBase::SetSize(std::uint32_t newWidth, std::uint32_t newHeight) {
+    DrawLockScope lock(*this, "PanelBase::SetSize");
     width = newWidth;
     height = newHeight;
 }
@@ -38,6 +65,7 @@ void PanelBase::SetBoundsLimit(const bool& enabled, const Vector3& newLimit) {
 }
 
 void PanelBase::SetTransform(const Matrix4& placement, bool absolute) {
+    DrawLockScope lock(*this, "PanelBase::SetTransform");
     Matrix4 copy = placement;
     if (limitEnabled != 0) {
         // Above the floor and in front of the theater screen; a panel exactly on a limit stays.
@@ -57,6 +85,7 @@ void PanelBase::SetTransform(const Matrix4& placement, bool absolute) {
 
 bool PanelBase::IntersectRay(const float origin[4], const float direction[4], float* distance,
                              float* pixel) {
+    DrawLockScope lock(*this, "PanelBase::IntersectRay");
     const Matrix4 inverse = transform.Inverse();
     float o[4];
     float d[4];

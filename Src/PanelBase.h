@@ -8,6 +8,7 @@
 #include <string>
 
 #include "IPanel.h"
+#include "hostcore/threads.h"
 
 namespace STN {
 
@@ -17,12 +18,12 @@ class PanelBase : public IPanel {
 public:
     explicit PanelBase(const std::string& name) : name(name) {}
 
-    void SetOffsetTransform(const Matrix4& offset) override { offsetTransform = offset; }
+    void SetOffsetTransform(const Matrix4& offset) override;
     void SetTransform(const Matrix4& transform, bool absolute) override;
-    Matrix4 GetOffsetTransform() override { return offsetTransform; }
-    Matrix4 GetTransform() override { return transform; }
-    void SetOpacity(float value) override { opacity = value; }
-    float GetOpacity() override { return opacity; }
+    Matrix4 GetOffsetTransform() override;
+    Matrix4 GetTransform() override;
+    void SetOpacity(float value) override;
+    float GetOpacity() override;
     void SetColor(float red, float green, float blue) override;
     void SetSize(std::uint32_t newWidth, std::uint32_t newHeight) override;
     void SetContentRect(const std::int32_t /*rect*/[4]) override {}
@@ -43,6 +44,12 @@ public:
     // Acts at the next SetTransform; the placement already made stays.
     void SetBoundsLimit(const bool& enabled, const Vector3& newLimit);
 
+    // The lock the manager draws under. Given before the panel is handed out, it orders the
+    // host's calls on other threads against the draws.
+    void SetDrawLock(const boost::shared_ptr<hostcore::threads::RecursiveMutex>& lock) {
+        drawLock = lock;
+    }
+
     std::uint32_t GetWidth() const { return width; }
     std::uint32_t GetHeight() const { return height; }
     float GetScale() const { return scale; }
@@ -52,6 +59,28 @@ public:
 
 protected:
     static constexpr float kPixelSize = 0.001f;
+
+    // Holds the draw lock, when there is one, for a scope.
+    class DrawLockScope {
+    public:
+        DrawLockScope(PanelBase& panel, const char* text) : mutex(panel.drawLock.get()) {
+            if (mutex != nullptr) {
+                mutex->Lock(text);
+            }
+        }
+        ~DrawLockScope() {
+            if (mutex != nullptr) {
+                mutex->Unlock();
+            }
+        }
+        DrawLockScope(const DrawLockScope&) = delete;
+        DrawLockScope& operator=(const DrawLockScope&) = delete;
+
+    private:
+        hostcore::threads::RecursiveMutex* mutex;
+    };
+
+    boost::shared_ptr<hostcore::threads::RecursiveMutex> drawLock;
 
     std::string name;
     std::uint32_t width = 1;

@@ -88,6 +88,7 @@ void StaticPanel::Draw(const Matrix4& viewProjection, const boost::shared_ptr<IS
 }
 
 void StaticPanel::Shutdown() {
+    DrawLockScope lock(*this, "StaticPanel::Shutdown");
     initialized = false;
     texture.reset();
     mesh.reset();

@@ -23,7 +23,7 @@ const int kDepthLess = 0;
 
 VRPanelManager::VRPanelManager(const boost::shared_ptr<IGraphicsContext>& context,
                                const boost::shared_ptr<IGraphicsContext>& quadContext)
-    : context(context), quadContext(quadContext) {
+    : mutex(new hostcore::threads::RecursiveMutex()), context(context), quadContext(quadContext) {
     char fallback[16];
     std::snprintf(fallback, sizeof(fallback), "%i", 2);
     const std::string mode =
@@ -43,18 +43,19 @@ VRPanelManager::VRPanelManager(const boost::shared_ptr<IGraphicsContext>& contex
 }
 
 VRPanelManager::~VRPanelManager() {
-    hostcore::threads::RecursiveMutex::ScopedLock lock(mutex, "VRPanelManager::Clear");
+    hostcore::threads::RecursiveMutex::ScopedLock lock(*mutex, "VRPanelManager::Clear");
     ClearLocked();
 }
 
 boost::shared_ptr<IPanel> VRPanelManager::CreatePanel(const std::string& name, float scale,
                                                       bool depthComposited,
                                                       std::uint32_t drawOrder) {
-    hostcore::threads::RecursiveMutex::ScopedLock lock(mutex, "VRPanelManager::CreatePanel");
+    hostcore::threads::RecursiveMutex::ScopedLock lock(*mutex, "VRPanelManager::CreatePanel");
     boost::shared_ptr<Panel> panel(name == kVideoWindowName ? new VideoFramePanel(name)
                                                             : new Panel(name));
     panel->Initialize(context, quadContext, scale, depthComposited, drawOrder);
     panel->SetBoundsLimit(limitEnabled, limit);
+    panel->SetDrawLock(mutex);
     panels.push_back(panel);
     return panel;
 }
@@ -62,7 +63,7 @@ boost::shared_ptr<IPanel> VRPanelManager::CreatePanel(const std::string& name, f
 boost::shared_ptr<IPanel> VRPanelManager::CreateStaticPanel(
     const std::string& name, std::uint32_t width, std::uint32_t height, std::uint32_t bytesPerRow,
     const void* pixels, float scale, bool depthComposited, std::uint32_t drawOrder) {
-    hostcore::threads::RecursiveMutex::ScopedLock lock(mutex, "VRPanelManager::CreateStaticPanel");
+    hostcore::threads::RecursiveMutex::ScopedLock lock(*mutex, "VRPanelManager::CreateStaticPanel");
     boost::shared_ptr<StaticPanel> panel(new StaticPanel(name));
     if (context && context->IsCurrent()) {
         panel->Initialize(context, width, height, bytesPerRow, pixels, scale, depthComposited,
@@ -72,13 +73,14 @@ boost::shared_ptr<IPanel> VRPanelManager::CreateStaticPanel(
                                drawOrder);
     }
     panel->SetBoundsLimit(limitEnabled, limit);
+    panel->SetDrawLock(mutex);
     panels.push_back(panel);
     return panel;
 }
 
 boost::shared_ptr<IPanel> VRPanelManager::FindPanel(const std::string& name) {
     // Locked, unlike a walk on the render thread alone: static panels are made on host threads.
-    hostcore::threads::RecursiveMutex::ScopedLock lock(mutex, "VRPanelManager::FindPanel");
+    hostcore::threads::RecursiveMutex::ScopedLock lock(*mutex, "VRPanelManager::FindPanel");
     for (const boost::shared_ptr<PanelBase>& panel : panels) {
         if (panel && panel->Name() == name) {
             return panel;
@@ -88,7 +90,7 @@ boost::shared_ptr<IPanel> VRPanelManager::FindPanel(const std::string& name) {
 }
 
 void VRPanelManager::SetPanelLimit(const bool& enabled, const Vector3& newLimit) {
-    hostcore::threads::RecursiveMutex::ScopedLock lock(mutex, "VRPanelManager::SetPanelLimit");
+    hostcore::threads::RecursiveMutex::ScopedLock lock(*mutex, "VRPanelManager::SetPanelLimit");
     limitEnabled = enabled;
     limit = newLimit;
     for (const boost::shared_ptr<PanelBase>& panel : panels) {
@@ -99,12 +101,12 @@ void VRPanelManager::SetPanelLimit(const bool& enabled, const Vector3& newLimit)
 }
 
 std::vector<boost::shared_ptr<PanelBase>> VRPanelManager::GetPanels() {
-    hostcore::threads::RecursiveMutex::ScopedLock lock(mutex, "VRPanelManager::GetPanels");
+    hostcore::threads::RecursiveMutex::ScopedLock lock(*mutex, "VRPanelManager::GetPanels");
     return panels;
 }
 
 void VRPanelManager::Draw(const Matrix4& viewProjection) {
-    hostcore::threads::RecursiveMutex::ScopedLock lock(mutex, "VRPanelManager::Draw");
+    hostcore::threads::RecursiveMutex::ScopedLock lock(*mutex, "VRPanelManager::Draw");
     // Indices rather than the pointers: no reference count moves while sorting, and the list
     // keeps its capacity from frame to frame.
     drawList.resize(panels.size());
@@ -182,7 +184,7 @@ void VRPanelManager::WeightedCallback(const Matrix4& viewProjection,
 }
 
 void VRPanelManager::Clear() {
-    hostcore::threads::RecursiveMutex::ScopedLock lock(mutex, "VRPanelManager::Clear");
+    hostcore::threads::RecursiveMutex::ScopedLock lock(*mutex, "VRPanelManager::Clear");
     ClearLocked();
 }
 

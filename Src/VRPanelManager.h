@@ -63,7 +63,8 @@ private:
 
     std::vector<boost::shared_ptr<PanelBase>> panels;
     std::vector<std::int32_t, hostcore::utility::SmallBlockAllocator<std::int32_t>> drawList;
-    hostcore::threads::RecursiveMutex mutex;
+    // Shared with the panels, which take it for the host's calls; they may outlive the manager.
+    boost::shared_ptr<hostcore::threads::RecursiveMutex> mutex;
     boost::shared_ptr<IGraphicsContext> context;
     boost::shared_ptr<IGraphicsContext> quadContext;
     boost::shared_ptr<IPanelRenderer> panelRenderer;

@@ -42,6 +42,7 @@ bool VideoFramePanel::Initialize(const boost::shared_ptr<IGraphicsContext>& newC
 }
 
 void VideoFramePanel::SetContentRect(const std::int32_t rect[4]) {
+    DrawLockScope lock(*this, "VideoFramePanel::SetContentRect");
     for (std::size_t i = 0; i < 4; ++i) {
         contentRect[i] = rect[i];
     }
@@ -137,6 +138,7 @@ void VideoFramePanel::Draw(const Matrix4& viewProjection, const boost::shared_pt
 }
 
 void VideoFramePanel::Shutdown() {
+    DrawLockScope lock(*this, "VideoFramePanel::Shutdown");
     videoTexture.reset();
     videoMesh.reset();
     videoShader.reset();

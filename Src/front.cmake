@@ -27,7 +27,8 @@ target_link_libraries(stereon
     PUBLIC Boost::boost
     PRIVATE $<LINK_LIBRARY:WHOLE_ARCHIVE,stereon_internal>)
 if(NOT WIN32 AND NOT APPLE)
-    # Only the two entry points leave the library, whatever the archive's objects declare.
+    # Only the two entry points and the matrix helpers leave the library, whatever the archive's
+    # objects declare.
     target_link_options(stereon PRIVATE
         "LINKER:--version-script=${CMAKE_CURRENT_LIST_DIR}/stereon.map" "LINKER:--no-undefined")
     set_property(TARGET stereon APPEND PROPERTY LINK_DEPENDS ${CMAKE_CURRENT_LIST_DIR}/stereon.map)

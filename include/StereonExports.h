@@ -6,16 +6,6 @@
 
 #include "IStereonService.h"
 
-#if defined(_WIN32)
-#if defined(STEREON_BUILDING)
-#define STEREON_API __declspec(dllexport)
-#else
-#define STEREON_API __declspec(dllimport)
-#endif
-#else
-#define STEREON_API __attribute__((visibility("default")))
-#endif
-
 namespace STN {
 
 // The service singleton: the live one while anybody holds it, else a new one.

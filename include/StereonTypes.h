@@ -3,6 +3,19 @@
 
 #include <cstdint>
 
+// What the library exports: its two entry points and the matrix helpers a host places panels with.
+#if !defined(STEREON_API)
+#if defined(_WIN32)
+#if defined(STEREON_BUILDING)
+#define STEREON_API __declspec(dllexport)
+#else
+#define STEREON_API __declspec(dllimport)
+#endif
+#else
+#define STEREON_API __attribute__((visibility("default")))
+#endif
+#endif
+
 namespace STN {
 
 // One host-side client of the service, chosen by the host; 0 means none.
@@ -40,18 +53,18 @@ struct Matrix4 {
     // Both of these apply on the left: the turn or shift happens after what the matrix does.
     // The turn is counter-clockwise looking down the axis, which need not be normalised; a
     // zero axis leaves the matrix alone.
-    Matrix4& Rotate(float degrees, float axisX, float axisY, float axisZ);
-    Matrix4& Translate(float x, float y, float z);
+    STEREON_API Matrix4& Rotate(float degrees, float axisX, float axisY, float axisZ);
+    STEREON_API Matrix4& Translate(float x, float y, float z);
 
     // An affine matrix (bottom row 0, 0, 0, 1) inverts its 3x3 part and derives the
     // translation; any other takes the full inverse. A part whose determinant is 0.00001 or
     // less in magnitude counts as singular and is replaced by identity.
-    Matrix4 Inverse() const;
+    STEREON_API Matrix4 Inverse() const;
     Matrix4& Invert() { return *this = Inverse(); }
 };
 
 // a * b applies b first.
-Matrix4 operator*(const Matrix4& a, const Matrix4& b);
+STEREON_API Matrix4 operator*(const Matrix4& a, const Matrix4& b);
 
 // The factor that turns degrees into radians.
 constexpr float kDegreesToRadians = 0.017453294f;

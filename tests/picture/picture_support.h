@@ -9,9 +9,11 @@
 
 #include <atomic>
 #include <chrono>
+#include <condition_variable>
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
+#include <functional>
 #include <mutex>
 #include <string>
 #include <thread>
@@ -108,13 +110,17 @@ inline void Look(float rightDegrees, float upDegrees, float rollDegrees = 0.0f) 
     simvr_set_head_pose(-rightDegrees, upDegrees, rollDegrees, 0.0f, 0.0f, 0.0f);
 }
 
-// What the render thread told the host through the pose callback.
+// What the render thread told the host through the pose callback, and work the test hands the
+// render thread through it.
 struct PoseRecord {
     std::mutex mutex;
     int calls = 0;
     float yaw = 0.0f;
     float pitch = 0.0f;
     float roll = 0.0f;
+    std::function<void()> job;
+    bool jobDone = false;
+    std::condition_variable jobEnded;
 };
 
 // What the fade callback answers; the callback also counts the loop's passes.
@@ -161,11 +167,21 @@ protected:
         service->AddClient(kClient);
         const boost::shared_ptr<PoseRecord> record = poses;
         ASSERT_TRUE(service->SetHMDPoseCallback(kClient, [record](float y, float p, float r) {
-            std::lock_guard<std::mutex> lock(record->mutex);
-            ++record->calls;
-            record->yaw = y;
-            record->pitch = p;
-            record->roll = r;
+            std::function<void()> job;
+            {
+                std::lock_guard<std::mutex> lock(record->mutex);
+                ++record->calls;
+                record->yaw = y;
+                record->pitch = p;
+                record->roll = r;
+                job.swap(record->job);
+            }
+            if (job) {
+                job();
+                std::lock_guard<std::mutex> lock(record->mutex);
+                record->jobDone = true;
+                record->jobEnded.notify_all();
+            }
         }));
         const boost::shared_ptr<FadeAnswer> answer = fade;
         service->SetFadeCallback(
@@ -212,6 +228,17 @@ protected:
         ASSERT_GT(simvr_get_waiting_count(), 0) << "the render loop does not reach the wait";
     }
     static void ReleaseRenderLoop() { simvr_set_wait_blocked(0); }
+
+    // Runs `job` on the render thread, where the render context is current, as a host does from
+    // one of the library's callbacks; returns when it has run.
+    void OnRenderThread(const std::function<void()>& job) {
+        std::unique_lock<std::mutex> lock(poses->mutex);
+        poses->job = job;
+        poses->jobDone = false;
+        ASSERT_TRUE(poses->jobEnded.wait_for(lock, std::chrono::seconds(120), [this] {
+            return poses->jobDone;
+        })) << "the render thread never ran the job";
+    }
 
     bool Send(const FrameRef& frame) { return service->UpdateVideoTexture(kClient, frame); }
     // Sends the frame and waits until it is on show.

@@ -1,17 +1,9 @@
 // Flat footage in the headset: the room around the viewer and the screen ahead, as the simulated
-// runtime received them from the running library. The viewer stands at the origin with the eyes
-// 1.2 m up, level with the screen's centre; the eyes are 90 degrees wide and sit together, so
-// that a point of the room lands on a pixel that plain geometry gives.
-#include "picture_support.h"
-
-#include <cmath>
+// runtime received them from the running library. The eyes are level with the screen's centre.
+#include "room_view.h"
 
 namespace picturetest {
 namespace {
-
-constexpr int kTheaterEye = 128;
-constexpr float kEyeHeight = 1.2f;
-constexpr float kHalfFovDegrees = 45.0f;
 
 // Frame colours that no grey of the room can be mistaken for.
 const std::vector<int> kOrange{200, 120, 40, 255};
@@ -23,63 +15,8 @@ constexpr int kWallGrey = 64;
 constexpr int kFloorGrey = 71;
 constexpr int kMarkGrey = 51;
 
-::testing::AssertionResult Near(const std::vector<int>& pixel, const std::vector<int>& expected,
-                                int tolerance) {
-    for (std::size_t i = 0; i < 3; ++i) {
-        if (std::abs(pixel[i] - expected[i]) > tolerance) {
-            return ::testing::AssertionFailure()
-                   << "pixel " << ::testing::PrintToString(pixel) << " is not within " << tolerance
-                   << " of " << ::testing::PrintToString(expected);
-        }
-    }
-    return ::testing::AssertionSuccess();
-}
-
-std::vector<int> Grey(int level) {
-    return {level, level, level, 255};
-}
-
-FrameRef UniformFrame(
-    int width, int height, const std::vector<int>& colour,
-    hostmediatypes::PixelAspectRatio aspect = hostmediatypes::kPixelAspectRatio_Square) {
-    return PaintedFrame(
-        width, height, [&](int, int) { return colour; }, aspect);
-}
-
-class TheaterTest : public PictureTest {
+class TheaterTest : public RoomViewTest {
 protected:
-    void ConfigureRuntime() override {
-        simvr_set_render_target_size(kTheaterEye, kTheaterEye);
-        simvr_set_fov(kHalfFovDegrees, kHalfFovDegrees, kHalfFovDegrees, kHalfFovDegrees);
-        simvr_set_ipd(0.0f);
-        LookAt(0.0f, kEyeHeight, -1.0f);
-    }
-
-    // Turns the head so that the eyes' centres look at the point.
-    static void LookAt(float x, float y, float z) {
-        const float kDegrees = 57.2957795f;
-        const float right = std::atan2(x, -z) * kDegrees;
-        const float up = std::atan2(y - kEyeHeight, std::hypot(x, z)) * kDegrees;
-        simvr_set_head_pose(-right, up, 0.0f, 0.0f, kEyeHeight, 0.0f);
-    }
-    void LookAtAndWait(float x, float y, float z) {
-        LookAt(x, y, z);
-        Passes(2);
-    }
-
-    // With the head looking straight ahead, the pixel of an eye that shows the point (x, y) of
-    // the vertical plane `distance` metres ahead.
-    static std::vector<int> PixelAhead(std::uint32_t eye, float x, float y, float distance) {
-        const float scale = kTheaterEye / 2 / std::tan(kHalfFovDegrees / 57.2957795f);
-        const int column = static_cast<int>(std::floor(kTheaterEye / 2 + scale * x / distance));
-        const int row =
-            static_cast<int>(std::floor(kTheaterEye / 2 + scale * (y - kEyeHeight) / distance));
-        return EyePixel(eye, column, row);
-    }
-    static std::vector<int> Centre(std::uint32_t eye) {
-        return EyePixel(eye, kTheaterEye / 2, kTheaterEye / 2);
-    }
-
     // Starts again so that the library reads its keys anew.
     void Restart(const std::vector<std::pair<const char*, const char*>>& keys) {
         service->RemoveClient(kClient);

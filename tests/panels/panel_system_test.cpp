@@ -1,0 +1,369 @@
+// Panels as a host uses them through the running library: made on the render thread, painted on
+// a thread of the host's own, placed in the room, and seen in the eye images the simulated
+// headset received. The backdrop is a plain dark spherical frame.
+#include <thread>
+
+#include "IPanel.h"
+#include "IVRPanelManager.h"
+#include "hostvirtualui/vr/VRQuad.h"
+#include "room_view.h"
+
+namespace picturetest {
+namespace {
+
+using hostvirtualui::vr::QuadFrame;
+using hostvirtualui::vr::VRQuad;
+using PanelRef = boost::shared_ptr<STN::IPanel>;
+
+const std::vector<int> kBackdrop{20, 20, 20, 255};
+const std::vector<int> kRed{220, 30, 30, 255};
+const std::vector<int> kGreen{30, 200, 60, 255};
+const std::vector<int> kBlue{40, 60, 230, 255};
+const std::vector<int> kWhite{255, 255, 255, 255};
+
+// 600 by 400 panel pixels at scale 1: 0.6 by 0.4 m, a metre ahead of the eyes.
+constexpr std::uint32_t kPanelWidth = 600;
+constexpr std::uint32_t kPanelHeight = 400;
+constexpr float kDistance = 1.0f;
+
+// An image of the host's, 8-bit B, G, R, A, row 0 at the top; `paint(x, y)` gives R, G, B, A.
+template <typename Paint>
+boost::shared_ptr<QuadFrame> Image(int width, int height, Paint paint,
+                                   std::vector<std::uint8_t>& storage) {
+    storage.assign(static_cast<std::size_t>(width) * height * 4, 0);
+    for (int y = 0; y < height; ++y) {
+        for (int x = 0; x < width; ++x) {
+            const std::vector<int> rgba = paint(x, y);
+            std::uint8_t* texel = &storage[(static_cast<std::size_t>(y) * width + x) * 4];
+            texel[0] = static_cast<std::uint8_t>(rgba[2]);
+            texel[1] = static_cast<std::uint8_t>(rgba[1]);
+            texel[2] = static_cast<std::uint8_t>(rgba[0]);
+            texel[3] = static_cast<std::uint8_t>(rgba[3]);
+        }
+    }
+    boost::shared_ptr<QuadFrame> frame(new QuadFrame());
+    frame->width = width;
+    frame->height = height;
+    frame->pixelFormat = hostmediatypes::kPixelFormat_BGRA_4444_8u;
+    frame->reserved = 0;
+    frame->rowBytes = width * 4;
+    frame->pixels = storage.data();
+    return frame;
+}
+
+// Quarters of the panel: red top left, green top right, blue bottom left, white bottom right.
+std::vector<int> Quarters(int x, int y, int width, int height) {
+    const bool right = x >= width / 2;
+    const bool bottom = y >= height / 2;
+    return bottom ? (right ? kWhite : kBlue) : (right ? kGreen : kRed);
+}
+
+class PanelTest : public RoomViewTest {
+protected:
+    void SetUp() override {
+        RoomViewTest::SetUp();
+        if (IsSkipped() || HasFatalFailure()) {
+            return;
+        }
+        service->SetVideoLayout(1, 0, 360, 180);
+        Show(UniformFrame(8, 4, kBackdrop));
+    }
+
+    PanelRef Create(const std::string& name, bool depthComposited = false,
+                    std::uint32_t drawOrder = 100) {
+        PanelRef panel;
+        OnRenderThread([&] {
+            panel = service->GetPanelManager()->CreatePanel(name, 1.0f, depthComposited, drawOrder);
+        });
+        return panel;
+    }
+    // Centred `kDistance` ahead of the eyes, facing them.
+    static void PlaceAhead(const PanelRef& panel, float dx = 0.0f, float dy = 0.0f,
+                           float dz = 0.0f) {
+        panel->SetTransform(
+            STN::Matrix4::Identity().Translate(dx, kEyeHeight + dy, -kDistance + dz), true);
+    }
+    template <typename Painter>
+    static void Paint(const boost::shared_ptr<VRQuad>& quad, Painter paint, int width = kPanelWidth,
+                      int height = kPanelHeight) {
+        std::vector<std::uint8_t> storage;
+        quad->Update(kPanelWidth, kPanelHeight, Image(width, height, paint, storage));
+    }
+    static void Fill(const boost::shared_ptr<VRQuad>& quad, const std::vector<int>& colour) {
+        Paint(quad, [&](int, int) { return colour; });
+    }
+    static void ShowQuad(const boost::shared_ptr<VRQuad>& quad) {
+        quad->SetOpacity(1.0f);
+        quad->SetVisible(true);
+    }
+    // The eye pixel showing the panel point (x, y) metres from its centre, right and up.
+    static std::vector<int> PanelPixel(std::uint32_t eye, float x, float y) {
+        return PixelAhead(eye, x, kEyeHeight + y, kDistance);
+    }
+};
+
+TEST_F(PanelTest, PaintedPanelShowsWherePlacedAndRaysNameThePixelsTheEyesSee) {
+    const PanelRef panel = Create("Board");
+    ASSERT_TRUE(panel);
+    EXPECT_EQ(panel->GetName(), "Board");
+    const boost::shared_ptr<VRQuad> quad = panel->GetQuad();
+    ASSERT_TRUE(quad);
+    PlaceAhead(panel);
+    Paint(quad, [](int x, int y) { return Quarters(x, y, kPanelWidth, kPanelHeight); });
+    // Painted but never shown by the host: nothing in the headset.
+    Passes(2);
+    EXPECT_TRUE(Near(PanelPixel(0, 0.15f, 0.1f), kBackdrop, 2));
+
+    ShowQuad(quad);
+    Passes(2);
+    HoldRenderLoop();
+    const struct {
+        float x, y;
+        std::vector<int> colour;
+    } quarters[] = {{-0.15f, 0.1f, kRed},
+                    {0.15f, 0.1f, kGreen},
+                    {-0.15f, -0.1f, kBlue},
+                    {0.15f, -0.1f, kWhite}};
+    for (const auto& q : quarters) {
+        for (std::uint32_t eye = 0; eye < 2; ++eye) {
+            EXPECT_TRUE(Near(PanelPixel(eye, q.x, q.y), q.colour, 3))
+                << "eye " << eye << " at " << q.x << ", " << q.y;
+        }
+    }
+    // Beside the panel, the backdrop.
+    EXPECT_TRUE(Near(PanelPixel(0, 0.36f, 0.0f), kBackdrop, 2));
+    ReleaseRenderLoop();
+
+    // A pointer from the eyes towards the green quarter names a pixel of it, as far away as the
+    // panel is along the ray; one beside the panel hits nothing.
+    const float origin[4] = {0.0f, kEyeHeight, 0.0f, 1.0f};
+    const float length = std::sqrt(0.15f * 0.15f + 0.1f * 0.1f + 1.0f);
+    const float towards[4] = {0.15f / length, 0.1f / length, -1.0f / length, 0.0f};
+    float distance = 0.0f;
+    float pixel[2] = {0.0f, 0.0f};
+    ASSERT_TRUE(panel->IntersectRay(origin, towards, &distance, pixel));
+    EXPECT_NEAR(distance, length, 1e-4f);
+    EXPECT_NEAR(pixel[0], 450.0f, 0.01f);
+    EXPECT_NEAR(pixel[1], 99.0f, 0.01f);
+    EXPECT_EQ(
+        Quarters(static_cast<int>(pixel[0]), static_cast<int>(pixel[1]), kPanelWidth, kPanelHeight),
+        kGreen);
+    const float beside[4] = {0.4f, 0.0f, -1.0f, 0.0f};
+    EXPECT_FALSE(panel->IntersectRay(origin, beside, nullptr, nullptr));
+}
+
+TEST_F(PanelTest, OpacityTintAndTheHostsVisibilityInPixels) {
+    const PanelRef panel = Create("Tinted");
+    const boost::shared_ptr<VRQuad> quad = panel->GetQuad();
+    ASSERT_TRUE(quad);
+    PlaceAhead(panel);
+    Fill(quad, kWhite);
+    ShowQuad(quad);
+    Passes(2);
+    EXPECT_TRUE(Near(Centre(0), kWhite, 2));
+
+    // Half opaque over the dark backdrop: 255 / 2 plus half of 20.
+    panel->SetOpacity(0.5f);
+    Passes(2);
+    EXPECT_TRUE(Near(Centre(0), Grey(138), 3));
+    panel->SetOpacity(1.0f);
+    panel->SetColor(1.0f, 0.5f, 0.0f);
+    Passes(2);
+    EXPECT_TRUE(Near(Centre(0), (std::vector<int>{255, 128, 0, 255}), 3));
+    panel->SetColor(1.0f, 1.0f, 1.0f);
+
+    // The host hides it with the quad's opacity, and brings back what it showed without
+    // painting again.
+    quad->SetOpacity(0.0f);
+    Passes(2);
+    EXPECT_TRUE(Near(Centre(0), kBackdrop, 2));
+    quad->SetOpacity(1.0f);
+    Passes(2);
+    EXPECT_TRUE(Near(Centre(0), kWhite, 2));
+
+    // Painted while hidden: the last image shows when the host shows the quad again.
+    quad->SetVisible(false);
+    Fill(quad, kRed);
+    Fill(quad, kBlue);
+    Passes(2);
+    EXPECT_TRUE(Near(Centre(0), kBackdrop, 2));
+    quad->SetVisible(true);
+    Passes(2);
+    EXPECT_TRUE(Near(Centre(0), kBlue, 2));
+}
+
+TEST_F(PanelTest, SmallerDrawOrderIsDrawnLaterAndCovers) {
+    // Created red, green, blue; drawn blue (300), red (200), green (100).
+    const struct {
+        const char* name;
+        std::uint32_t order;
+        std::vector<int> colour;
+    } layers[] = {{"Red", 200, kRed}, {"Green", 100, kGreen}, {"Blue", 300, kBlue}};
+    std::vector<PanelRef> panels;
+    for (const auto& layer : layers) {
+        const PanelRef panel = Create(layer.name, false, layer.order);
+        PlaceAhead(panel);
+        Fill(panel->GetQuad(), layer.colour);
+        ShowQuad(panel->GetQuad());
+        panels.push_back(panel);
+    }
+    Passes(2);
+    EXPECT_TRUE(Near(Centre(0), kGreen, 2));
+    EXPECT_TRUE(Near(Centre(1), kGreen, 2));
+    // With the green one gone, the red one is on top.
+    panels[1]->GetQuad()->SetVisible(false);
+    Passes(2);
+    EXPECT_TRUE(Near(Centre(0), kRed, 2));
+}
+
+TEST_F(PanelTest, VideoWindowShowsTheLeftEyesPictureUnderTheHostsPixels) {
+    const PanelRef window = Create("EquirectPanel_EquirectWindow");
+    const boost::shared_ptr<VRQuad> quad = window->GetQuad();
+    ASSERT_TRUE(quad);
+    PlaceAhead(window);
+    const std::int32_t content[4] = {0, 0, kPanelWidth, kPanelHeight};
+    window->SetContentRect(content);
+    // The host's interface: a bar along the top, clear elsewhere so the video shows.
+    Paint(quad, [](int, int y) { return y < 100 ? kWhite : std::vector<int>{0, 0, 0, 0}; });
+    ShowQuad(quad);
+
+    // The whole frame across the window, its first row at the bottom as around the viewer.
+    service->SetVideoLayout(1, 0, 360, 180);
+    Show(PatternFrame(81));
+    HoldRenderLoop();
+    EXPECT_TRUE(Near(PanelPixel(0, 0.0f, 0.16f), kWhite, 2)) << "the host's bar";
+    EXPECT_TRUE(Near(PanelPixel(0, -0.225f, -0.15f), PatternColor(0, 0, 81), 2));
+    EXPECT_TRUE(Near(PanelPixel(0, 0.225f, 0.05f), PatternColor(3, 2, 81), 2));
+    ReleaseRenderLoop();
+
+    // Over-under: both eyes' windows show the left eye's picture, the frame's upper half.
+    service->SetVideoLayout(1, 1, 360, 180);
+    Show(PatternFrame(82));
+    HoldRenderLoop();
+    for (std::uint32_t eye = 0; eye < 2; ++eye) {
+        EXPECT_TRUE(Near(PanelPixel(eye, -0.225f, -0.15f), PatternColor(0, 2, 82), 2))
+            << "eye " << eye;
+    }
+    ReleaseRenderLoop();
+
+    // Flat footage goes to the theater screen; the window turns black.
+    service->SetVideoLayout(0, 0, 360, 180);
+    Show(PatternFrame(83));
+    EXPECT_TRUE(Near(PanelPixel(0, -0.225f, -0.15f), (std::vector<int>{0, 0, 0, 255}), 2));
+}
+
+TEST_F(PanelTest, HostPaintingWhileTheEyesAreDrawnNeverShowsHalfOfTwoImages) {
+    const PanelRef panel = Create("Busy");
+    const boost::shared_ptr<VRQuad> quad = panel->GetQuad();
+    PlaceAhead(panel);
+    Fill(quad, kRed);
+    ShowQuad(quad);
+    std::atomic<bool> stop{false};
+    std::atomic<int> painted{0};
+    std::thread painter([&] {
+        std::vector<std::uint8_t> storage;
+        for (int i = 0; !stop; ++i) {
+            const std::vector<int>& colour = i % 2 == 0 ? kGreen : kRed;
+            quad->Update(kPanelWidth, kPanelHeight,
+                         Image(
+                             kPanelWidth, kPanelHeight, [&](int, int) { return colour; }, storage));
+            ++painted;
+        }
+    });
+    const float corners[4][2] = {
+        {-0.25f, 0.15f}, {0.25f, 0.15f}, {-0.25f, -0.15f}, {0.25f, -0.15f}};
+    for (int look = 0; look < 12; ++look) {
+        Passes(1);
+        HoldRenderLoop();
+        for (std::uint32_t eye = 0; eye < 2; ++eye) {
+            const std::vector<int> first = PanelPixel(eye, corners[0][0], corners[0][1]);
+            EXPECT_TRUE(Near(first, kRed, 2) || Near(first, kGreen, 2))
+                << ::testing::PrintToString(first);
+            for (const auto& corner : corners) {
+                EXPECT_EQ(PanelPixel(eye, corner[0], corner[1]), first) << "eye " << eye;
+            }
+        }
+        ReleaseRenderLoop();
+    }
+    stop = true;
+    painter.join();
+    EXPECT_GT(painted.load(), 1);
+}
+
+TEST_F(PanelTest, BadImagesAndLateCallsLeaveThePanelsAndTheHostWhole) {
+    const PanelRef panel = Create("Sturdy");
+    const boost::shared_ptr<VRQuad> quad = panel->GetQuad();
+    PlaceAhead(panel);
+    Fill(quad, kGreen);
+    ShowQuad(quad);
+
+    // Images the library cannot take are refused; the panel size they came with counts.
+    std::vector<std::uint8_t> storage;
+    boost::shared_ptr<QuadFrame> frame = Image(
+        kPanelWidth, kPanelHeight, [](int, int) { return kRed; }, storage);
+    std::vector<boost::shared_ptr<QuadFrame>> bad;
+    for (int i = 0; i < 5; ++i) {
+        bad.push_back(boost::shared_ptr<QuadFrame>(new QuadFrame(*frame)));
+    }
+    bad[0]->pixelFormat = hostmediatypes::kPixelFormat_GPU_BGRA_4444_32f;
+    bad[1]->width = 0;
+    bad[2]->pixels = nullptr;
+    bad[3]->rowBytes = bad[3]->width * 4 - 4;
+    bad[4]->height = -5;
+    for (const boost::shared_ptr<QuadFrame>& image : bad) {
+        quad->Update(kPanelWidth / 2, kPanelHeight / 2, image);
+    }
+    quad->Update(kPanelWidth / 2, kPanelHeight / 2, boost::shared_ptr<QuadFrame>());
+    Passes(2);
+    HoldRenderLoop();
+    EXPECT_TRUE(Near(Centre(0), kGreen, 2));
+    // Half the size: 0.15 m from the centre is now beside the panel.
+    EXPECT_TRUE(Near(PanelPixel(0, 0.2f, 0.0f), kBackdrop, 2));
+    ReleaseRenderLoop();
+
+    // Made on a thread without the render context: listed, hollow, and still answering rays.
+    const PanelRef hollow = service->GetPanelManager()->CreatePanel("Hollow", 1.0f, false, 10);
+    ASSERT_TRUE(hollow);
+    EXPECT_FALSE(hollow->GetQuad());
+    // One pixel, whose accepted row lies half a row below its centre.
+    const float halfRowDown[4] = {0.0f, -0.0005f, 1.0f, 1.0f};
+    const float ahead[4] = {0.0f, 0.0f, -1.0f, 0.0f};
+    EXPECT_TRUE(hollow->IntersectRay(halfRowDown, ahead, nullptr, nullptr));
+
+    // A fixed image from a host thread goes up at its first draw.
+    std::vector<std::uint8_t> fixed;
+    const boost::shared_ptr<QuadFrame> image = Image(
+        100, 100, [](int, int) { return kBlue; }, fixed);
+    const PanelRef board = service->GetPanelManager()->CreateStaticPanel(
+        "Fixed", 100, 100, 400, image->pixels, 1.0f, false, 1);
+    fixed.assign(fixed.size(), 0);  // the library took its own copy
+    board->SetTransform(STN::Matrix4::Identity().Translate(0.0f, kEyeHeight, -0.5f), true);
+    Passes(2);
+    EXPECT_TRUE(Near(Centre(0), kBlue, 2));
+    EXPECT_FALSE(board->GetQuad());
+
+    // The host shuts a panel down while the render thread draws: it is gone from the eyes.
+    board->Shutdown();
+    Passes(2);
+    EXPECT_TRUE(Near(Centre(0), kGreen, 2));
+
+    // After the library stopped, the host's objects still answer and change nothing.
+    service->RemoveClient(kClient);
+    EXPECT_FALSE(service->GetPanelManager());
+    Fill(quad, kRed);
+    quad->SetVisible(false);
+    quad->SetVisible(true);
+    panel->SetOpacity(0.5f);
+    PlaceAhead(panel, 0.1f);
+    const float eyes[4] = {0.1f, kEyeHeight, 0.0f, 1.0f};
+    EXPECT_TRUE(panel->IntersectRay(eyes, ahead, nullptr, nullptr));
+    panel->Shutdown();
+    StartHost();
+    ASSERT_TRUE(service->GetPanelManager());
+    PanelRef found;
+    OnRenderThread([&] { found = service->GetPanelManager()->FindPanel("Sturdy"); });
+    EXPECT_FALSE(found);
+}
+
+}  // namespace
+}  // namespace picturetest
