@@ -1,11 +1,15 @@
 // The smallest host: starts the library on a GPU device, plays a few frames of one colour as a
-// 360 degree mono picture and ends the way a host ends. Exit code 0 when the library took the
-// frames, 1 when it did not start (no device, no runtime, no headset).
+// 360 degree mono picture with a panel of its own interface a metre ahead, asks which panel pixel
+// the line of sight meets, and ends the way a host ends. Exit code 0 when the library took the
+// frames and the panel answered, 1 otherwise (no device, no runtime, no headset).
 #include <GB/Device.h>
+#include <IPanel.h>
+#include <IVRPanelManager.h>
 #include <MF/VideoFrame.h>
 #include <StereonExports.h>
 #include <VF/VideoFrame.h>
 #include <hostmediatypes/PixelFormat.h>
+#include <hostvirtualui/vr/VRQuad.h>
 
 #include <chrono>
 #include <cstdint>
@@ -15,6 +19,7 @@
 #include <memory>
 #include <string>
 #include <thread>
+#include <vector>
 
 namespace {
 
@@ -68,9 +73,39 @@ int main(int argc, char** argv) {
     }
     const STN::ClientHandle client = 1;
     service->AddClient(client);
-    service->SetHMDPoseCallback(client, [](float, float, float) {});
+    // Panels are made on the render thread, where the library's context is current: here, the
+    // first time the head pose arrives.
+    std::promise<boost::shared_ptr<STN::IPanel>> made;
+    std::future<boost::shared_ptr<STN::IPanel>> panelMade = made.get_future();
+    bool asked = false;
+    service->SetHMDPoseCallback(client, [&](float, float, float) {
+        if (!asked) {
+            asked = true;
+            made.set_value(service->GetPanelManager()->CreatePanel("Status", 1.0f, false, 100));
+        }
+    });
     service->SetVideoLayout(STN::kVideoProjectionEquirectangular, STN::kStereoLayoutMonoscopic, 360,
                             180);
+    // 256 by 64 panel pixels (a millimetre each), painted on this thread: white, blue at the right.
+    boost::shared_ptr<STN::IPanel> panel;
+    if (panelMade.wait_for(std::chrono::seconds(10)) == std::future_status::ready) {
+        panel = panelMade.get();
+    }
+    if (panel && panel->GetQuad()) {
+        std::vector<std::uint8_t> pixels(256 * 64 * 4, 255);
+        for (int y = 0; y < 64; ++y) {
+            for (int x = 128; x < 256; ++x) {
+                pixels[(y * 256 + x) * 4 + 1] = 60;  // B, G, R, A
+                pixels[(y * 256 + x) * 4 + 2] = 30;
+            }
+        }
+        boost::shared_ptr<hostvirtualui::vr::QuadFrame> image(new hostvirtualui::vr::QuadFrame{
+            256, 64, hostmediatypes::kPixelFormat_BGRA_4444_8u, 0, 256 * 4, pixels.data()});
+        panel->GetQuad()->SetOpacity(1.0f);
+        panel->GetQuad()->SetVisible(true);
+        panel->GetQuad()->Update(256, 64, image);
+        panel->SetTransform(STN::Matrix4::Identity().Translate(0.0f, 0.0f, -1.0f), true);
+    }
     int accepted = 0;
     for (int i = 0; i < frames; ++i) {
         if (service->UpdateVideoTexture(client, SolidFrame(64, 32, 40, 90, 200))) {
@@ -78,11 +113,19 @@ int main(int argc, char** argv) {
         }
         std::this_thread::sleep_for(std::chrono::milliseconds(33));
     }
+    // The line of sight from the head's resting place, straight ahead.
+    const float eye[4] = {0.0f, 0.0f, 0.0f, 1.0f};
+    const float ahead[4] = {0.0f, 0.0f, -1.0f, 0.0f};
+    float pixel[2] = {-1.0f, -1.0f};
+    const bool hit = panel && panel->IntersectRay(eye, ahead, nullptr, pixel);
     service->ResetHMDPoseCallback(client);
     service->RemoveClient(client);
     service.reset();
     device.reset();
     deviceGone.wait_for(std::chrono::seconds(10));
     std::printf("the library took %d of %d frames\n", accepted, frames);
-    return accepted == frames ? 0 : 1;
+    if (hit) {
+        std::printf("the line of sight meets panel pixel %.0f,%.0f\n", pixel[0], pixel[1]);
+    }
+    return accepted == frames && hit ? 0 : 1;
 }

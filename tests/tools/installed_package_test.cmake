@@ -37,6 +37,10 @@ foreach(file
         include/stereon/StereonTypes.h
         include/stereon/IHMDManager.h
         include/stereon/IHMDListener.h
+        include/stereon/IPanel.h
+        include/stereon/IVRPanelManager.h
+        include/stereon/IVRQuad.h
+        include/stereon/hostkit/hostvirtualui/vr/VRQuad.h
         include/stereon/hostkit/GB/Device.h
         include/stereon/hostkit/VF/VideoFrame.h
         include/stnvr/vr_client.h)
@@ -73,7 +77,8 @@ set(ENV{VR_LOG_PATH} ${WORK_DIR}/vr/log)
 set(ENV{EGL_PLATFORM} surfaceless)
 set(ENV{LP_NUM_THREADS} 1)
 run(${WORK_DIR}/host/minimal-host 10)
-if(NOT run_output MATCHES "took 10 of 10 frames")
+if(NOT run_output MATCHES "took 10 of 10 frames" OR
+   NOT run_output MATCHES "meets panel pixel 128,31")
     message(FATAL_ERROR "unexpected output of the host: ${run_output}")
 endif()
 run(${WORK_DIR}/minimal-host-pkgconfig 3)
