@@ -2,7 +2,9 @@
 target_sources(stereon_internal PRIVATE
     ${CMAKE_CURRENT_LIST_DIR}/ScopedContextLock.cpp
     ${CMAKE_CURRENT_LIST_DIR}/ShaderRegistry.cpp
+    ${CMAKE_CURRENT_LIST_DIR}/OpenGL/DepthPeelingPanelRendererOGL.cpp
     ${CMAKE_CURRENT_LIST_DIR}/OpenGL/GraphicsContextOGL.cpp
+    ${CMAKE_CURRENT_LIST_DIR}/OpenGL/WeightedAverageBlendingPanelRendererOGL.cpp
     ${CMAKE_CURRENT_LIST_DIR}/OpenGL/MeshOGL.cpp
     ${CMAKE_CURRENT_LIST_DIR}/OpenGL/RenderTargetOGL.cpp
     ${CMAKE_CURRENT_LIST_DIR}/OpenGL/RenderTextureOGL.cpp

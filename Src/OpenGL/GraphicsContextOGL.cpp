@@ -3,15 +3,19 @@
 
 #include <GL/glew.h>
 
+#include "OpenGL/DepthPeelingPanelRendererOGL.h"
 #include "OpenGL/GraphicsContextOGL.h"
+#include "OpenGL/WeightedAverageBlendingPanelRendererOGL.h"
 
 #include "GB/Device.h"
+#include "OpenGL/DepthPeelingPanelRendererOGL.h"
 #include "OpenGL/GLHooks.h"
 #include "OpenGL/MeshOGL.h"
 #include "OpenGL/RenderTargetOGL.h"
 #include "OpenGL/RenderTextureOGL.h"
 #include "OpenGL/ShaderOGL.h"
 #include "OpenGL/TextureOGL.h"
+#include "OpenGL/WeightedAverageBlendingPanelRendererOGL.h"
 
 namespace STN {
 
@@ -46,10 +50,12 @@ boost::shared_ptr<IRenderTexture> GraphicsContextOGL::CreateRenderTexture(const 
 }
 
 boost::shared_ptr<IPanelRenderer> GraphicsContextOGL::CreatePanelRenderer(const std::string& kind) {
-    // "DepthPeeling" and "WeightedAverageBlending" name the two panel compositors. They are not
-    // part of the library yet, so every kind gives an empty pointer, which callers already treat
-    // as plain blending.
-    (void)kind;
+    if (kind == "DepthPeeling") {
+        return boost::shared_ptr<IPanelRenderer>(new DepthPeelingPanelRendererOGL());
+    }
+    if (kind == "WeightedAverageBlending") {
+        return boost::shared_ptr<IPanelRenderer>(new WeightedAverageBlendingPanelRendererOGL());
+    }
     return boost::shared_ptr<IPanelRenderer>();
 }
 
