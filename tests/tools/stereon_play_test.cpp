@@ -13,6 +13,7 @@
 #include <nlohmann/json.hpp>
 #include <sstream>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "test_video.h"
@@ -283,7 +284,7 @@ TEST_F(StereonPlayTest, BadInputAndBadOptionsGiveTheirMessagesAndExitCodes) {
     run = Play("--help");
     EXPECT_EQ(run.exitCode, 0);
     for (const char* option : {"--projection", "--layout", "--fov", "--frames", "--headset",
-                               "--head", "--runtime", "--out", "--rate"}) {
+                               "--head", "--runtime", "--out", "--rate", "--no-panel"}) {
         EXPECT_NE(run.out.find(option), std::string::npos) << option;
     }
 }
@@ -424,6 +425,72 @@ TEST_F(StereonPlayTest, PartialFieldOfViewFromTheFileNarrowsThePicture) {
             }
         }
     }
+}
+
+// The status panel floats 1.2 m ahead and 0.35 m below the eyes, 600 x 120 mm, its progress bar
+// in orange across panel rows 52 to 106. A run of the whole length fills the bar.
+TEST_F(StereonPlayTest, StatusPanelShowsBelowThePictureAndAnswersThePointer) {
+    const stntest::Rgb bar{255, 150, 40};
+    const double centre[3] = {0.0, 0.85, -1.2};
+    const std::string out = dir + "/panel";
+    RunResult run = Play("--frames 5 --rate headset --eye-size 512x512 --out '" + out + "'");
+    ASSERT_EQ(run.exitCode, 0) << run.out << run.err;
+    const nlohmann::json panel = Summary(out)["panel"];
+    ASSERT_TRUE(panel.is_object()) << panel.dump();
+    EXPECT_EQ(panel["size"], nlohmann::json({600, 120}));
+    for (int i = 0; i < 3; ++i) {
+        EXPECT_NEAR(panel["centre"][i].get<double>(), centre[i], 1e-6) << panel.dump();
+    }
+
+    // Panel pixel (x, y), counted from the top left, as the left eye sees it: the eye sits
+    // 32 mm left of the head's centre (the simulated headset's eye distance), 1.2 m up. Rows
+    // count down as columns count right.
+    const auto seen = [&](double x, double y) {
+        const double roomX = centre[0] + (x - 300.0) * 0.001;
+        const double roomY = centre[1] + (60.0 - y) * 0.001;
+        const double depth = -centre[2];
+        const double degrees = 180.0 / 3.14159265358979;
+        return std::make_pair(ColumnAt(std::atan((roomX + 0.032) / depth) * degrees, 512),
+                              ColumnAt(std::atan((1.2 - roomY) / depth) * degrees, 512));
+    };
+    const auto spot = seen(150.5, 79.5);
+    Picture left;
+    ASSERT_TRUE(ReadPng(out + "/left.png", left));
+    const std::uint8_t* onBar = left.At(spot.first, spot.second);
+    EXPECT_LE(Distance(onBar, bar), 24) << Describe(onBar);
+    // Below the picture ahead, not over it.
+    const std::uint8_t* ahead = left.At(256, 256);
+    EXPECT_GT(Distance(ahead, bar), 60) << Describe(ahead);
+
+    // Aimed from between the eyes through the middle of the pixel three quarters across and
+    // half way down; where that ray meets the panel's plane is worked out here afresh.
+    const nlohmann::json& pointer = panel["pointer"];
+    const std::vector<double> origin = pointer["origin"].get<std::vector<double>>();
+    const std::vector<double> direction = pointer["direction"].get<std::vector<double>>();
+    EXPECT_NEAR(origin[1], 1.2, 1e-6);
+    const double t = (centre[2] - origin[2]) / direction[2];
+    const double aimedX = (origin[0] + t * direction[0] - centre[0]) / 0.001 + 300.0;
+    const double aimedY = 60.0 - (origin[1] + t * direction[1] - centre[1]) / 0.001;
+    EXPECT_NEAR(aimedX, 450.5, 0.01);
+    EXPECT_NEAR(aimedY, 60.5, 0.01);
+    ASSERT_TRUE(pointer["hit"].get<bool>()) << pointer.dump();
+    const std::vector<double> pixel = pointer["pixel"].get<std::vector<double>>();
+    EXPECT_LE(std::abs(std::floor(pixel[0]) - 450.0), 1.0) << pointer.dump();
+    EXPECT_LE(std::abs(std::floor(pixel[1]) - 60.0), 1.0) << pointer.dump();
+    const double length = std::sqrt(direction[0] * direction[0] + direction[1] * direction[1] +
+                                    direction[2] * direction[2]);
+    EXPECT_NEAR(pointer["distance"].get<double>(), t * length, 0.001);
+
+    // Without the panel the same spot shows the pattern's green front.
+    const std::string bare = dir + "/bare";
+    run = Play("--no-panel --frames 5 --rate headset --eye-size 512x512 --out '" + bare + "'");
+    ASSERT_EQ(run.exitCode, 0) << run.out << run.err;
+    EXPECT_TRUE(Summary(bare)["panel"].is_null());
+    Picture plain;
+    ASSERT_TRUE(ReadPng(bare + "/left.png", plain));
+    const std::uint8_t* picture = plain.At(spot.first, spot.second);
+    EXPECT_GT(picture[1], picture[0] + 40) << Describe(picture);
+    EXPECT_GT(picture[1], picture[2] + 40) << Describe(picture);
 }
 
 TEST_F(StereonPlayTest, WhatTheLibraryCannotDrawIsSaidNotMisdrawn) {

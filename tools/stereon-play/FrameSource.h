@@ -32,6 +32,8 @@ public:
     // which).
     virtual bool Next(hostcore::classref::InterfaceRef<MF::IVideoFrame>& frame) = 0;
     virtual double FrameRate() const = 0;
+    // How many frames there are to play; -1 when not known or without end.
+    virtual std::int64_t FrameCount() const { return -1; }
     virtual SourceLayout Layout() const = 0;
     virtual std::string Name() const = 0;
     virtual std::string Error() const { return std::string(); }

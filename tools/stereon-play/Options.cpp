@@ -56,6 +56,10 @@ bool ParseOptions(int argc, char** argv, Options& options, std::string& error) {
             options.help = true;
             continue;
         }
+        if (arg == "--no-panel") {
+            options.panel = false;
+            continue;
+        }
         if (arg.size() < 2 || arg.compare(0, 2, "--") != 0) {
             if (!options.file.empty()) {
                 error = "more than one file given: " + options.file + " and " + arg;
@@ -180,6 +184,10 @@ Options:
                                auto (default): an installed OpenVR runtime when there is one,
                                else the simulated one; simulated; openvr: the installed one only
   --eye-size WxH               the simulated headset's eye image size (default 512x512)
+  --no-panel                   no status panel: by default one floats below the picture,
+                               with the file's name, the time code of the frame handed over
+                               and the progress of the run, and summary.json tells where a
+                               pointer ray from the viewer meets it
   --out DIR                    where the pictures and summary go (default ./stereon-play-out):
                                left.png, right.png (what each eye showed last), contact.png
                                (moments of the run, left eye over right eye) and summary.json

@@ -30,6 +30,7 @@ struct Options {
     std::uint32_t eyeWidth = 512;
     std::uint32_t eyeHeight = 512;
     std::string outDir = "stereon-play-out";
+    bool panel = true;  // the status panel below the picture
     bool help = false;
 };
 

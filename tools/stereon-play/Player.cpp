@@ -19,6 +19,7 @@
 #include "IStereonService.h"
 #include "Progress.h"
 #include "ShowMonitor.h"
+#include "StatusPanel.h"
 #include "StereonExports.h"
 #include "VF/VideoFrame.h"
 
@@ -191,6 +192,12 @@ int Player::Run() {
         }
     };
 
+    // Made before the service: the render thread may still be in the head pose callback, which
+    // reaches it, until the library has stopped.
+    std::unique_ptr<StatusPanel> status;
+    if (options.panel) {
+        status.reset(new StatusPanel(source.Name(), source.FrameRate()));
+    }
     boost::shared_ptr<STN::IStereonService> service = STN::GetStereonServiceInstance();
     if (!service || !service->Init(device)) {
         error = "the library did not start on " + runtime.Description() +
@@ -201,7 +208,18 @@ int Player::Run() {
     }
     service->AddClient(kClient);
     std::atomic<float> headYaw(0.0f);
-    service->SetHMDPoseCallback(kClient, [&headYaw](float yaw, float, float) { headYaw = yaw; });
+    STN::IStereonService* const library = service.get();
+    StatusPanel* const panel = status.get();
+    service->SetHMDPoseCallback(kClient, [&headYaw, library, panel](float yaw, float, float) {
+        headYaw = yaw;
+        // The render context is current here, as making a panel needs.
+        if (panel != nullptr) {
+            panel->OnRenderThread(*library);
+        }
+    });
+    if (status) {
+        status->Start();
+    }
 
     const bool measured = runtime.Simulated();
     ShowMonitor monitor(runtime);
@@ -227,6 +245,19 @@ int Player::Run() {
     std::uint64_t refused = 0;
     std::uint64_t nextMoment = momentEvery;
     const double rate = source.FrameRate();
+    const std::int64_t length = source.FrameCount();
+    // The run ends at the target of frames shown or at the end of the source, the sooner.
+    const auto runProgress = [&](std::int64_t handed, std::uint64_t shownSoFar) {
+        double fraction = -1.0;
+        if (target > 0) {
+            fraction = static_cast<double>(shownSoFar) / static_cast<double>(target);
+        }
+        if (length > 0) {
+            fraction = std::max(fraction, static_cast<double>(handed) / length);
+        }
+        return std::min(1.0, fraction);
+    };
+    std::int64_t lastHanded = -1;
     const auto start = std::chrono::steady_clock::now();
     hostcore::classref::InterfaceRef<MF::IVideoFrame> frame;
     for (std::int64_t index = 0; !stopRequested; ++index) {
@@ -289,6 +320,10 @@ int Player::Run() {
             continue;
         }
         ++delivered;
+        lastHanded = index;
+        if (status) {
+            status->Show(index, runProgress(index + 1, measured ? monitor.Shown() : delivered));
+        }
         if (measured) {
             monitor.FrameDelivered(index, callStart, first, end);
             if (options.rate == "headset") {
@@ -305,6 +340,27 @@ int Player::Run() {
     if (measured) {
         // The last frame handed over still has to reach the headset.
         monitor.WaitSettled(std::chrono::milliseconds(2000));
+    }
+    nlohmann::json panelSummary;
+    if (status) {
+        const float eye[3] = {0.0f, 1.2f, 0.0f};
+        if (lastHanded >= 0) {
+            status->Show(lastHanded,
+                         runProgress(lastHanded + 1, measured ? monitor.Shown() : delivered));
+        }
+        // The pictures written below show the panel as it ended.
+        if (status->WaitPainted(std::chrono::milliseconds(2000))) {
+            if (measured) {
+                monitor.WaitFrameAfter(monitor.NextSequence(), std::chrono::milliseconds(2000));
+            }
+        } else {
+            std::fprintf(stderr, "stereon-play: warning: the status panel could not be painted\n");
+        }
+        // A pointer from between the eyes through the panel, three quarters across, half down.
+        panelSummary = status->Describe(eye, StatusPanel::kWidth * 3 / 4, StatusPanel::kHeight / 2);
+        status->Stop();
+    }
+    if (measured) {
         monitor.Stop();
     }
     const double seconds =
@@ -361,6 +417,7 @@ int Player::Run() {
                          "summary is written\n");
         }
         summary["pictures"] = pictures;
+        summary["panel"] = panelSummary;
         std::ofstream file(options.outDir + "/summary.json", std::ios::trunc);
         file << summary.dump(2) << '\n';
         if (!file) {

@@ -54,8 +54,11 @@ void ShowMonitor::Poll() {
         nextSequence = call.sequence + 1;
         if (call.kind == SIMVR_CALL_WAIT_GET_POSES) {
             waits.push_back(Entry{call.sequence, now});
+            lastWait = call.sequence;
         } else if (call.kind == SIMVR_CALL_SUBMIT && call.eye == 0) {
             submits.push_back(Entry{call.sequence, now});
+            anySubmitted = true;
+            submittedFrame = lastWait;
         }
     }
     if (read >= kClearAt) {
@@ -119,6 +122,13 @@ bool ShowMonitor::WaitSettled(std::chrono::milliseconds timeout) {
     std::unique_lock<std::mutex> lock(mutex);
     return changed.wait_for(lock, timeout, [this] { return frames.empty() || stopping; }) &&
            frames.empty();
+}
+
+bool ShowMonitor::WaitFrameAfter(std::uint64_t sequence, std::chrono::milliseconds timeout) {
+    std::unique_lock<std::mutex> lock(mutex);
+    const auto done = [this, sequence] { return anySubmitted && submittedFrame >= sequence; };
+    changed.wait_for(lock, timeout, [&] { return done() || stopping; });
+    return done();
 }
 
 std::uint64_t ShowMonitor::Delivered() const {

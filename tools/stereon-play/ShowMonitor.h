@@ -42,6 +42,10 @@ public:
 
     // Waits until every delivered frame is known shown or dropped, or `timeout` passed.
     bool WaitSettled(std::chrono::milliseconds timeout);
+    // Waits until a frame whose WaitGetPoses was the runtime call `sequence` or a later one had
+    // its left eye submitted, or `timeout` passed: what changed before that call is in its
+    // picture.
+    bool WaitFrameAfter(std::uint64_t sequence, std::chrono::milliseconds timeout);
 
     std::uint64_t Delivered() const;
     std::uint64_t Shown() const;
@@ -77,6 +81,9 @@ private:
     std::deque<Frame> frames;        // delivered, not yet settled
     bool pendingTaken = false;       // ... and was taken by the WaitGetPoses `takenBy`
     std::uint64_t takenBy = 0;
+    std::uint64_t lastWait = 0;  // the latest WaitGetPoses
+    bool anySubmitted = false;
+    std::uint64_t submittedFrame = 0;  // the WaitGetPoses before the latest left eye's Submit
 
     std::uint64_t delivered = 0;
     std::uint64_t shown = 0;

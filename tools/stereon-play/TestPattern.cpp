@@ -5,60 +5,11 @@
 #include <cstdio>
 #include <cstring>
 
+#include "Glyphs.h"
 #include "VF/VideoFrame.h"
 #include "hostmediatypes/PixelFormat.h"
 
 namespace stnplay {
-
-namespace {
-
-// 5 x 7 glyphs, one row a string, '#' set.
-struct Glyph {
-    char c;
-    const char* rows[7];
-};
-
-const Glyph kGlyphs[] = {
-    {'A', {" ### ", "#   #", "#   #", "#####", "#   #", "#   #", "#   #"}},
-    {'B', {"#### ", "#   #", "#   #", "#### ", "#   #", "#   #", "#### "}},
-    {'C', {" ####", "#    ", "#    ", "#    ", "#    ", "#    ", " ####"}},
-    {'D', {"#### ", "#   #", "#   #", "#   #", "#   #", "#   #", "#### "}},
-    {'E', {"#####", "#    ", "#    ", "#### ", "#    ", "#    ", "#####"}},
-    {'F', {"#####", "#    ", "#    ", "#### ", "#    ", "#    ", "#    "}},
-    {'G', {" ####", "#    ", "#    ", "#  ##", "#   #", "#   #", " ####"}},
-    {'H', {"#   #", "#   #", "#   #", "#####", "#   #", "#   #", "#   #"}},
-    {'I', {"#####", "  #  ", "  #  ", "  #  ", "  #  ", "  #  ", "#####"}},
-    {'K', {"#   #", "#  # ", "# #  ", "##   ", "# #  ", "#  # ", "#   #"}},
-    {'L', {"#    ", "#    ", "#    ", "#    ", "#    ", "#    ", "#####"}},
-    {'N', {"#   #", "##  #", "# # #", "#  ##", "#   #", "#   #", "#   #"}},
-    {'O', {" ### ", "#   #", "#   #", "#   #", "#   #", "#   #", " ### "}},
-    {'P', {"#### ", "#   #", "#   #", "#### ", "#    ", "#    ", "#    "}},
-    {'R', {"#### ", "#   #", "#   #", "#### ", "# #  ", "#  # ", "#   #"}},
-    {'T', {"#####", "  #  ", "  #  ", "  #  ", "  #  ", "  #  ", "  #  "}},
-    {'U', {"#   #", "#   #", "#   #", "#   #", "#   #", "#   #", " ### "}},
-    {'W', {"#   #", "#   #", "#   #", "# # #", "# # #", "## ##", "#   #"}},
-    {'0', {" ### ", "#   #", "#  ##", "# # #", "##  #", "#   #", " ### "}},
-    {'1', {"  #  ", " ##  ", "  #  ", "  #  ", "  #  ", "  #  ", " ### "}},
-    {'2', {" ### ", "#   #", "    #", "   # ", "  #  ", " #   ", "#####"}},
-    {'3', {"#### ", "    #", "    #", " ### ", "    #", "    #", "#### "}},
-    {'4', {"   # ", "  ## ", " # # ", "#  # ", "#####", "   # ", "   # "}},
-    {'5', {"#####", "#    ", "#### ", "    #", "    #", "#   #", " ### "}},
-    {'6', {" ### ", "#    ", "#    ", "#### ", "#   #", "#   #", " ### "}},
-    {'7', {"#####", "    #", "   # ", "  #  ", " #   ", " #   ", " #   "}},
-    {'8', {" ### ", "#   #", "#   #", " ### ", "#   #", "#   #", " ### "}},
-    {'9', {" ### ", "#   #", "#   #", " ####", "    #", "    #", " ### "}},
-};
-
-const Glyph* FindGlyph(char c) {
-    for (const Glyph& glyph : kGlyphs) {
-        if (glyph.c == c) {
-            return &glyph;
-        }
-    }
-    return nullptr;
-}
-
-}  // namespace
 
 TestPattern::TestPattern(int width, int height, std::int64_t frameCount)
     : width(width), height(height), frameCount(frameCount) {
@@ -124,40 +75,12 @@ void TestPattern::BackgroundColor(double longitude, double latitude, std::uint8_
 
 void TestPattern::DrawText(std::vector<std::uint8_t>& bgra, const char* text, int centerX,
                            int centerY, int scale) const {
-    const int count = static_cast<int>(std::strlen(text));
-    const int advance = 6 * scale;
-    const int left = centerX - (count * advance - scale) / 2;
-    const int top = centerY - 7 * scale / 2;
-    for (int i = 0; i < count; ++i) {
-        const Glyph* glyph = FindGlyph(text[i]);
-        if (glyph == nullptr) {
-            continue;
-        }
-        // A dark outline one pixel around each dot keeps the text readable on every colour.
-        for (int pass = 0; pass < 2; ++pass) {
-            for (int row = 0; row < 7; ++row) {
-                for (int column = 0; column < 5; ++column) {
-                    if (glyph->rows[row][column] != '#') {
-                        continue;
-                    }
-                    const int grow = pass == 0 ? 1 : 0;
-                    for (int dy = -grow; dy < scale + grow; ++dy) {
-                        for (int dx = -grow; dx < scale + grow; ++dx) {
-                            const int x = left + i * advance + column * scale + dx;
-                            const int y = top + row * scale + dy;
-                            if (x < 0 || y < 0 || x >= width || y >= height) {
-                                continue;
-                            }
-                            std::uint8_t* texel =
-                                &bgra[(static_cast<std::size_t>(y) * width + x) * 4];
-                            const std::uint8_t value = pass == 0 ? 20 : 250;
-                            texel[0] = texel[1] = texel[2] = value;
-                        }
-                    }
-                }
-            }
-        }
-    }
+    TextStyle style;
+    style.scale = scale;
+    // The outline keeps the text readable on every colour.
+    style.outline = true;
+    stnplay::DrawText(bgra.data(), width, height, static_cast<std::size_t>(width) * 4, text,
+                      centerX - TextWidth(text, scale) / 2, centerY - 7 * scale / 2, style);
 }
 
 bool TestPattern::Next(hostcore::classref::InterfaceRef<MF::IVideoFrame>& frame) {

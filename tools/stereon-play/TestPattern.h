@@ -16,6 +16,7 @@ public:
 
     bool Next(hostcore::classref::InterfaceRef<MF::IVideoFrame>& frame) override;
     double FrameRate() const override { return 30.0; }
+    std::int64_t FrameCount() const override { return frameCount; }
     SourceLayout Layout() const override {
         SourceLayout layout;
         layout.projection = "equirect";

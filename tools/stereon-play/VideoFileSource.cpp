@@ -121,6 +121,13 @@ std::unique_ptr<VideoFileSource> VideoFileSource::Open(const std::string& path,
             source->rate = value;
         }
     }
+    // The container's count when it keeps one, else an estimate from the duration.
+    if (stream->nb_frames > 0) {
+        source->frameCount = stream->nb_frames;
+    } else if (source->format->duration > 0) {
+        source->frameCount = static_cast<std::int64_t>(
+            std::llround(source->format->duration * source->rate / AV_TIME_BASE));
+    }
     source->ReadLayout();
     return source;
 }

@@ -23,6 +23,7 @@ public:
 
     bool Next(hostcore::classref::InterfaceRef<MF::IVideoFrame>& frame) override;
     double FrameRate() const override { return rate; }
+    std::int64_t FrameCount() const override { return frameCount; }
     SourceLayout Layout() const override { return layout; }
     std::string Name() const override { return path; }
     std::string Error() const override { return error; }
@@ -38,6 +39,7 @@ private:
     std::string error;
     std::vector<std::string> warnings;
     double rate = 30.0;
+    std::int64_t frameCount = -1;
     SourceLayout layout;
     AVFormatContext* format = nullptr;
     AVCodecContext* codec = nullptr;
