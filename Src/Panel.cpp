@@ -63,16 +63,18 @@ Matrix4 Panel::ComputeMatrix(const Matrix4& viewProjection) {
     return viewProjection * transform;
 }
 
+void Panel::EndHold() {
+    drawnTexture.reset();
+    if (quad) {
+        quad->EndDraw();
+    }
+}
+
 void Panel::DrawQuad(const Matrix4& viewProjection, const boost::shared_ptr<IShader>& given) {
     // The hold ends however the draw ends: an upload on the host's thread waits for it.
     struct EndOfDraw {
         Panel& panel;
-        ~EndOfDraw() {
-            panel.drawnTexture.reset();
-            if (panel.quad) {
-                panel.quad->EndDraw();
-            }
-        }
+        ~EndOfDraw() { panel.EndHold(); }
     } end{*this};
     const panelgraphics::QuadLook look = {colorRed,
                                           colorGreen,
@@ -95,8 +97,9 @@ void Panel::Shutdown() {
     if (!quad) {
         return;
     }
-    quad->Shutdown();
+    // Detached first: an exchange on the host's thread meanwhile would hand the quad our image.
     quad->DetachFront();
+    quad->Shutdown();
     quad.reset();
     texture.reset();
     drawnTexture.reset();

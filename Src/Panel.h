@@ -34,6 +34,8 @@ public:
     boost::shared_ptr<hostvirtualui::vr::VRQuad> GetQuad() override;
 
 protected:
+    // Ends the hold PrepareDraw took on the quad's front image.
+    void EndHold();
     // Shader, mesh and texture, with the render context current.
     void CreateGraphics(const boost::shared_ptr<IGraphicsContext>& context, float newScale,
                         bool composited, std::uint32_t order);

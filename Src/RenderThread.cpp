@@ -90,6 +90,11 @@ void RenderLoop(boost::shared_ptr<IGraphicsContext> renderContext, boost::shared
     Scene& frameScene = *scene;
     UploadSynchronizer& sync = *uploadSynchronizer;
     for (;;) {
+        // A host's callback on this thread may have made another context current (a panel
+        // painted from the pose callback uploads through the interface context): take ours back.
+        if (renderContext) {
+            renderContext->MakeCurrent();
+        }
         {
             hostcore::threads::RecursiveMutex::ScopedLock lock(*frameMutex,
                                                                "Render video texture.");

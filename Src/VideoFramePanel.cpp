@@ -31,10 +31,11 @@ bool VideoFramePanel::Initialize(const boost::shared_ptr<IGraphicsContext>& newC
                                  float newScale, bool composited, std::uint32_t order) {
     const bool made = Panel::Initialize(newContext, quadContext, newScale, composited, order);
     context = newContext;
-    videoShader = ShaderRegistry::Instance().GetShader("EquirectPanelShader");
     uniformsDirty = true;
-    // A tenth of a millimetre behind the panel, with v rising upwards as the video's does.
+    // Without the render context current here nothing can be built, shaders included.
     if (made) {
+        videoShader = ShaderRegistry::Instance().GetShader("EquirectPanelShader");
+        // A tenth of a millimetre behind the panel, with v rising upwards as the video's does.
         videoMesh = panelgraphics::BuildQuad(newContext, "EquirectPanelMesh_" + name, newScale,
                                              -0.0001f, false);
     }
@@ -51,6 +52,11 @@ void VideoFramePanel::SetContentRect(const std::int32_t rect[4]) {
 void VideoFramePanel::SetVideoTexture(const boost::shared_ptr<ITexture>& newTexture,
                                       const float newSubRect[4], const float newUVSubRect[4],
                                       bool flip, bool swap) {
+    // The scene feeds the window outside the manager's draw; a host may shut it down meanwhile.
+    DrawLockScope lock(*this, "VideoFramePanel::SetVideoTexture");
+    if (!quad) {
+        return;
+    }
     const bool textureChanged = newTexture != videoTexture;
     if (textureChanged || flip != flipVertical || swap != swapRedBlue ||
         Differs(newSubRect, subRect) || Differs(newUVSubRect, uvSubRect)) {
@@ -79,6 +85,11 @@ void VideoFramePanel::Draw(const Matrix4& viewProjection, const boost::shared_pt
     if (!PrepareDraw()) {
         return;
     }
+    // DrawQuad ends the hold on the quad's image; this covers a video draw that throws first.
+    struct EndOfDraw {
+        VideoFramePanel& panel;
+        ~EndOfDraw() { panel.EndHold(); }
+    } end{*this};
     const Matrix4 matrix = ComputeMatrix(viewProjection);
     const bool own = !given;
     IShader* program = own ? videoShader.get() : given.get();

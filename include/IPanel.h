@@ -1,6 +1,6 @@
 // A flat rectangle floating in the room that shows what the host paints. One panel pixel is one
-// millimetre at scale 1. The setters take no lock: call them from one thread, or order them
-// yourself against each other; the render thread reads the values at each draw.
+// millimetre at scale 1. Every call may come from any thread; a panel of the manager waits for a
+// draw under way to end, and the next draw sees the new values.
 #pragma once
 
 #include <boost/shared_ptr.hpp>

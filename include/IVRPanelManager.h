@@ -39,9 +39,10 @@ public:
                                                         const void* pixels, float scale,
                                                         bool depthComposited,
                                                         std::uint32_t drawOrder) = 0;
-    // The first panel of the name; empty if none. Render thread only.
+    // The first panel of the name; empty if none.
     virtual boost::shared_ptr<IPanel> FindPanel(const std::string& name) = 0;
-    // Render thread only.
+    // Keeps panels placed from now on above the floor and 0.2 m in front of `limit` (the theater
+    // screen); the library sets it as the room comes and goes.
     virtual void SetPanelLimit(const bool& enabled, const Vector3& limit) = 0;
 
 protected:

@@ -109,7 +109,10 @@ TEST_F(PanelTest, PaintedPanelShowsWherePlacedAndRaysNameThePixelsTheEyesSee) {
     const boost::shared_ptr<VRQuad> quad = panel->GetQuad();
     ASSERT_TRUE(quad);
     PlaceAhead(panel);
-    Paint(quad, [](int x, int y) { return Quarters(x, y, kPanelWidth, kPanelHeight); });
+    // Painted from the render thread, as a host may from its callback; the loop draws on.
+    OnRenderThread([&] {
+        Paint(quad, [](int x, int y) { return Quarters(x, y, kPanelWidth, kPanelHeight); });
+    });
     // Painted but never shown by the host: nothing in the headset.
     Passes(2);
     EXPECT_TRUE(Near(PanelPixel(0, 0.15f, 0.1f), kBackdrop, 2));
