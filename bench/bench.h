@@ -21,6 +21,7 @@ struct Options {
     bool runUpload = true;
     bool runFrame = true;
     bool runDelivery = true;
+    bool runPanels = true;
     double hostFps = 30.0;
     double refreshHz = 90.0;
     double deliverySeconds = 5.0;
@@ -80,10 +81,11 @@ private:
 void PrintTable(const std::string& title, const std::vector<std::vector<std::string>>& rows);
 std::string Fixed(double value, int decimals);
 
-// The three parts. Each returns its JSON section; a part that cannot run says why in
+// The parts. Each returns its JSON section; a part that cannot run says why in
 // section["error"] and returns false.
 bool RunUploadBenchmark(const Options& options, nlohmann::json& section);
 bool RunFrameBenchmark(const Options& options, nlohmann::json& section);
 bool RunDeliveryBenchmark(const Options& options, nlohmann::json& section);
+bool RunPanelBenchmark(const Options& options, nlohmann::json& section);
 
 }  // namespace stereon_bench

@@ -26,7 +26,7 @@ const char kUsage[] =
     "  --quick             fewer runs, no 7680x3840 upload, shorter delivery\n"
     "  --reps N            measured runs per case (default 9, 3 with --quick)\n"
     "  --eye WxH           eye size of the frame part (default 1512x1680)\n"
-    "  --only LIST         parts to run, of upload,frame,delivery (default all)\n"
+    "  --only LIST         parts to run, of upload,frame,panels,delivery (default all)\n"
     "  --host-fps F        delivery: frames the host sends per second (default 30)\n"
     "  --refresh HZ        delivery: refresh rate of the paced runtime (default 90)\n"
     "  --seconds S         delivery: how long the host sends (default 5, 3 with --quick)\n"
@@ -86,7 +86,7 @@ bool ParseOptions(int argc, char** argv, Options& options, std::string& error) {
             options.jsonPath = next;
             ++i;
         } else if (arg == "--only" && next != nullptr) {
-            options.runUpload = options.runFrame = options.runDelivery = false;
+            options.runUpload = options.runFrame = options.runDelivery = options.runPanels = false;
             std::stringstream list(next);
             std::string part;
             while (std::getline(list, part, ',')) {
@@ -96,6 +96,8 @@ bool ParseOptions(int argc, char** argv, Options& options, std::string& error) {
                     options.runFrame = true;
                 } else if (part == "delivery") {
                     options.runDelivery = true;
+                } else if (part == "panels") {
+                    options.runPanels = true;
                 } else {
                     error = "unknown part '" + part + "'";
                     return false;
@@ -229,6 +231,7 @@ int main(int argc, char** argv) {
     };
     run(options.runUpload, "upload", &stereon_bench::RunUploadBenchmark);
     run(options.runFrame, "frame", &stereon_bench::RunFrameBenchmark);
+    run(options.runPanels, "panels", &stereon_bench::RunPanelBenchmark);
     run(options.runDelivery, "delivery", &stereon_bench::RunDeliveryBenchmark);
 
     if (!options.jsonPath.empty()) {

@@ -1,0 +1,215 @@
+// Panels: the cost per eye of 2, 4 and 8 translucent panels that cross each other, under each way
+// of compositing them (plain blending, weighted blending, depth peeling), beside the same eye
+// with no panels, all in one run. The scene draws a spherical frame behind them; each frame
+// ends with glFinish so that the GL work is inside the time.
+#include <GL/glew.h>
+
+#include <algorithm>
+#include <vector>
+
+#include "GB/Device.h"
+#include "IPanel.h"
+#include "ITexture.h"
+#include "OpenGL/GraphicsContextOGL.h"
+#include "OpenVRManager.h"
+#include "Scene.h"
+#include "ShaderRegistry.h"
+#include "VRPanelManager.h"
+#include "bench.h"
+#include "hostcore/debug.h"
+#include "hostmediatypes/PixelFormat.h"
+#include "hostvirtualui/vr/VRQuad.h"
+#include "simvr/simvr_control.h"
+#include "stnvr/vr_client.h"
+
+namespace stereon_bench {
+
+namespace {
+
+struct Mode {
+    const char* name;
+    const char* key;
+};
+const Mode kModes[] = {{"plain", "0"}, {"weighted", "1"}, {"peeling", "2"}};
+const int kCounts[] = {0, 2, 4, 8};
+constexpr int kMostPanels = 8;
+
+struct Setup {
+    boost::shared_ptr<STN::VRPanelManager> manager;
+    boost::shared_ptr<STN::Scene> scene;
+    std::vector<boost::shared_ptr<STN::IPanel>> panels;
+};
+
+}  // namespace
+
+bool RunPanelBenchmark(const Options& options, nlohmann::json& section) {
+    RuntimeHome home;
+    if (!home.ok()) {
+        section["error"] = "simulated runtime: " + home.error();
+        return false;
+    }
+    simvr_set_render_target_size(static_cast<std::uint32_t>(options.eyeWidth),
+                                 static_cast<std::uint32_t>(options.eyeHeight));
+    simvr_set_paced(0);
+    std::string reason;
+    const boost::shared_ptr<GB::Device> device =
+        GB::Device::Create(GB::kDeviceKind_OpenCLNoSharing, &reason);
+    if (!device) {
+        section["error"] = "no host device: " + reason;
+        return false;
+    }
+    const boost::shared_ptr<STN::GraphicsContextOGL> context =
+        STN::CreateGraphicsContext("RenderContext");
+    context->BindDevice(device);
+    if (!context->CreateVersionedContext(4, boost::shared_ptr<STN::IGraphicsContext>())) {
+        section["error"] = "no OpenGL 4 context";
+        return false;
+    }
+    context->MakeCurrentAndLock();
+    STN::ShaderRegistry::Instance().SetGraphicsContext(context);
+    boost::shared_ptr<STN::OpenVRManager> openVR = STN::OpenVRManager::Instance();
+    vr::EVRInitError initError = vr::VRInitError_None;
+    bool ok = openVR->Init(initError);
+    if (!ok) {
+        section["error"] = "the runtime did not start: " + std::to_string(initError);
+    }
+
+    // A plain dark spherical frame behind the panels.
+    boost::shared_ptr<STN::ITexture> video = context->CreateTexture("VideoTex0");
+    video->Create(device, 64, 32);
+    std::vector<std::uint32_t> backdrop(64 * 32, 0xFF202020u);
+    video->Upload(backdrop.data(), hostmediatypes::kPixelFormat_ARGB_4444_8u, 64 * 4);
+    // Half-transparent panels, 0.6 by 0.4 m, turned in steps about one vertical through their
+    // centres 1.2 m ahead, so that every one crosses every other.
+    std::vector<std::uint8_t> image(600 * 400 * 4);
+    boost::shared_ptr<hostvirtualui::vr::QuadFrame> frame(new hostvirtualui::vr::QuadFrame{
+        600, 400, hostmediatypes::kPixelFormat_BGRA_4444_8u, 0, 600 * 4, image.data()});
+
+    std::vector<Setup> setups;
+    for (const Mode& mode : kModes) {
+        if (!ok) {
+            break;
+        }
+        hostcore::debug::DebugDatabase::Instance().SetEntry("VidariumVR.PanelDrawMode", mode.key);
+        Setup setup;
+        setup.manager.reset(new STN::VRPanelManager(context, context));
+        setup.scene.reset(new STN::Scene());
+        setup.scene->SetVideoFrame(video, false, false, hostmediatypes::kPixelAspectRatio_Square);
+        ok = setup.scene->Init(context, openVR, setup.manager, 1);
+        for (int i = 0; ok && i < kMostPanels; ++i) {
+            const boost::shared_ptr<STN::IPanel> panel =
+                setup.manager->CreatePanel("Crossing" + std::to_string(i), 1.0f, true, 100);
+            panel->SetTransform(STN::Matrix4::Identity()
+                                    .Rotate(-70.0f + 20.0f * i, 0.0f, 1.0f, 0.0f)
+                                    .Translate(0.0f, 0.0f, -1.2f),
+                                true);
+            for (std::size_t p = 0; p < image.size(); p += 4) {
+                image[p + 0] = static_cast<std::uint8_t>(40 + 25 * i);
+                image[p + 1] = static_cast<std::uint8_t>(200 - 20 * i);
+                image[p + 2] = 120;
+                image[p + 3] = 128;
+            }
+            panel->GetQuad()->SetOpacity(1.0f);
+            panel->GetQuad()->Update(600, 400, frame);
+            // The quad's upload went through the same context and let it go.
+            context->MakeCurrent();
+            setup.panels.push_back(panel);
+        }
+        setups.push_back(setup);
+    }
+    hostcore::debug::DebugDatabase::Instance().RemoveEntry("VidariumVR.PanelDrawMode");
+
+    // ms per eye, by mode and panel count.
+    std::vector<std::vector<std::vector<double>>> ms(
+        setups.size(), std::vector<std::vector<double>>(std::size(kCounts)));
+    const int warmUp = 1;
+    for (int run = 0; ok && run < warmUp + options.repetitions; ++run) {
+        for (std::size_t m = 0; m < setups.size(); ++m) {
+            for (std::size_t c = 0; c < std::size(kCounts); ++c) {
+                Setup& setup = setups[m];
+                for (int i = 0; i < kMostPanels; ++i) {
+                    setup.panels[static_cast<std::size_t>(i)]->GetQuad()->SetVisible(i <
+                                                                                     kCounts[c]);
+                }
+                setup.scene->UpdatePoses();
+                const Clock::time_point start = Clock::now();
+                setup.scene->RenderFrame();
+                glFinish();
+                if (run >= warmUp) {
+                    ms[m][c].push_back(MillisecondsSince(start) / 2.0);
+                }
+            }
+        }
+    }
+
+    // The rows measure panels only if the panels are in the picture.
+    if (ok) {
+        Setup& peeling = setups.back();
+        std::vector<std::uint8_t> pictures[2];
+        simvr_set_readback(1);
+        for (int shown = 0; shown < 2; ++shown) {
+            for (const boost::shared_ptr<STN::IPanel>& panel : peeling.panels) {
+                panel->GetQuad()->SetVisible(shown == 1);
+            }
+            peeling.scene->UpdatePoses();
+            peeling.scene->RenderFrame();
+            pictures[shown].resize(static_cast<std::size_t>(options.eyeWidth) * options.eyeHeight *
+                                   4);
+            if (simvr_copy_eye_image(0, pictures[shown].data(),
+                                     static_cast<std::uint32_t>(pictures[shown].size())) == 0) {
+                pictures[shown].clear();
+            }
+        }
+        simvr_set_readback(0);
+        const bool drawn = !pictures[0].empty() && pictures[0] != pictures[1];
+        section["panels_in_picture"] = drawn;
+        if (!drawn) {
+            section["error"] = "the panels are not in the picture";
+            ok = false;
+        }
+    }
+
+    if (ok) {
+        std::vector<std::vector<std::string>> table = {
+            {"panels per eye " + std::to_string(options.eyeWidth) + "x" +
+                 std::to_string(options.eyeHeight),
+             "ms per eye", "ratio to no panels", "ratio to plain"}};
+        nlohmann::json rows = nlohmann::json::object();
+        for (std::size_t m = 0; m < setups.size(); ++m) {
+            const Summary none = Summarize(ms[m][0]);
+            for (std::size_t c = 0; c < std::size(kCounts); ++c) {
+                const Summary summary = Summarize(ms[m][c]);
+                const Summary plain = Summarize(ms[0][c]);
+                const double toNone = none.median > 0 ? summary.median / none.median : 0.0;
+                const double toPlain = plain.median > 0 ? summary.median / plain.median : 0.0;
+                const std::string name =
+                    std::string(kModes[m].name) + ", " + std::to_string(kCounts[c]) + " panels";
+                rows[name] = {{"ms_per_eye", ToJson(summary)},
+                              {"ratio_to_no_panels", toNone},
+                              {"ratio_to_plain", toPlain}};
+                table.push_back({name, FormatMs(summary), Fixed(toNone, 2), Fixed(toPlain, 2)});
+            }
+        }
+        section["eye_size"] = {options.eyeWidth, options.eyeHeight};
+        section["repetitions"] = options.repetitions;
+        section["variants"] = rows;
+        PrintTable("Panels (half-transparent, all crossing; median ±MAD (min-max) over " +
+                       std::to_string(options.repetitions) + " runs)",
+                   table);
+    }
+
+    for (Setup& setup : setups) {
+        setup.panels.clear();
+        setup.scene.reset();
+        setup.manager.reset();
+    }
+    video.reset();
+    STN::ShaderRegistry::DestroyInstance();
+    context->UnlockAndRelease();
+    openVR->Shutdown();
+    openVR.reset();
+    vr::VR_Shutdown();
+    return ok;
+}
+
+}  // namespace stereon_bench
