@@ -370,9 +370,17 @@ void RenderThread::Stop() {
         ShaderRegistry::DestroyInstance();
         scene.reset();
         eventInterpreter.reset();
+        // A texture registered with CUDA is unregistered as it goes, which needs the device's
+        // compute context current; exclusive access makes it so.
+        if (device) {
+            device->AcquireExclusiveAccess();
+        }
         videoTextures[0].reset();
         videoTextures[1].reset();
         uploadSynchronizer->ReleaseTextures();
+        if (device) {
+            device->ReleaseExclusiveAccess();
+        }
         panelManager.reset();
     }
     renderContext.reset();

@@ -194,6 +194,7 @@ bool VideoFrameUploader::UploadGpuFrame(const VideoFrameRef& frame, bool& vertic
     const std::uint32_t height = static_cast<std::uint32_t>(bounds.height);
 
     ScopedContextLock scope(uploadContext);
+    bool copied = false;
     {
         ScopedExclusiveAccess access(device);
         const boost::shared_ptr<ITexture> texture =
@@ -229,18 +230,18 @@ bool VideoFrameUploader::UploadGpuFrame(const VideoFrameRef& frame, bool& vertic
             }
         }
 
-        CopyGpuFrameToTexture(device, frame, texture, intermediateFrame, verticalFlip, redBlueSwap,
-                              completion);
-        if (useVideoTexMipmap) {
+        copied = CopyGpuFrameToTexture(device, frame, texture, intermediateFrame, verticalFlip,
+                                       redBlueSwap, completion);
+        if (copied && useVideoTexMipmap) {
             texture->GenerateMipmaps();
         }
     }
     uploadContext->Flush();
     uploadContext->CheckErrors();
-    return true;
+    return copied;
 }
 
-void VideoFrameUploader::CopyGpuFrameToTexture(const boost::shared_ptr<GB::Device>& frameDevice,
+bool VideoFrameUploader::CopyGpuFrameToTexture(const boost::shared_ptr<GB::Device>& frameDevice,
                                                const VideoFrameRef& frame,
                                                const boost::shared_ptr<ITexture>& texture,
                                                const VideoFrameRef& intermediate,
@@ -250,7 +251,7 @@ void VideoFrameUploader::CopyGpuFrameToTexture(const boost::shared_ptr<GB::Devic
     redBlueSwap = false;
     const boost::shared_ptr<GB::ComputeContext>& compute = frameDevice->GetComputeContext();
     if (!compute) {
-        return;
+        return true;
     }
     const MF::Rect bounds = frame->GetBounds();
     const PixelFormat format = frame->GetPixelFormat();
@@ -272,7 +273,10 @@ void VideoFrameUploader::CopyGpuFrameToTexture(const boost::shared_ptr<GB::Devic
             if (driver == nullptr || resource == nullptr) {
                 break;
             }
-            driver->cuGraphicsMapResources(1, &resource, stream);
+            // A failed step leaves the texture's content undefined, so the frame is refused.
+            if (driver->cuGraphicsMapResources(1, &resource, stream) != GB::cuda::CUDA_SUCCESS) {
+                return false;
+            }
             // Starting at the last row with a negative pitch turns the picture over on the way,
             // so the shader need not.
             GB::cuda::CUDA_MEMCPY2D copy = {};
@@ -281,14 +285,22 @@ void VideoFrameUploader::CopyGpuFrameToTexture(const boost::shared_ptr<GB::Devic
                                           static_cast<GB::cuda::CUdeviceptr>(rowBytes);
             copy.srcPitch = static_cast<std::size_t>(-static_cast<std::int64_t>(rowBytes));
             GB::cuda::CUarray array = nullptr;
-            driver->cuGraphicsSubResourceGetMappedArray(&array, resource, 0, 0);
+            GB::cuda::CUresult result =
+                driver->cuGraphicsSubResourceGetMappedArray(&array, resource, 0, 0);
             copy.dstMemoryType = GB::cuda::CU_MEMORYTYPE_ARRAY;
             copy.dstArray = array;
-            copy.WidthInBytes = static_cast<std::size_t>(rowBytes);
+            // The picture's bytes of a row: the array is no wider, whatever padding rows have.
+            copy.WidthInBytes = static_cast<std::size_t>(bounds.width) *
+                                hostmediatypes::pixelformat::BytesPerPixel(format);
             copy.Height = static_cast<std::size_t>(bounds.height);
-            driver->cuMemcpy2DAsync(&copy, stream);
-            redBlueSwap = true;
+            if (result == GB::cuda::CUDA_SUCCESS) {
+                result = driver->cuMemcpy2DAsync(&copy, stream);
+            }
             driver->cuGraphicsUnmapResources(1, &resource, stream);
+            if (result != GB::cuda::CUDA_SUCCESS) {
+                return false;
+            }
+            redBlueSwap = true;
             break;
         }
         case GB::kDeviceKind_OpenCL: {
@@ -360,6 +372,7 @@ void VideoFrameUploader::CopyGpuFrameToTexture(const boost::shared_ptr<GB::Devic
             break;
     }
     completion = compute->CreateCompletionEvent();
+    return true;
 }
 
 }  // namespace STN

@@ -50,7 +50,8 @@ public:
     void UploadBufferToTexture(const void* data, std::uint32_t width, std::uint32_t height,
                                hostmediatypes::PixelFormat format, std::uint32_t rowBytes);
     // The device-kind specific copy of a GPU frame into the texture's compute-shared image.
-    void CopyGpuFrameToTexture(const boost::shared_ptr<GB::Device>& frameDevice,
+    // False when the device failed the copy and the texture's content is undefined.
+    bool CopyGpuFrameToTexture(const boost::shared_ptr<GB::Device>& frameDevice,
                                const VideoFrameRef& frame,
                                const boost::shared_ptr<ITexture>& texture,
                                const VideoFrameRef& intermediate, bool& verticalFlip,

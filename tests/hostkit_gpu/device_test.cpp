@@ -5,6 +5,7 @@
 
 #include <atomic>
 #include <chrono>
+#include <cstdlib>
 #include <cstring>
 #include <numeric>
 #include <string>
@@ -251,7 +252,24 @@ TEST(CudaDeviceTest, LoaderReportsWhatIsMissing) {
     reason.clear();
     EXPECT_FALSE(GB::cuda::LoadDriverTable(nullptr, 9020, &table, &reason));
     EXPECT_FALSE(reason.empty());
+}
+
+// Another driver library (a newer build, a stand-in) is named by the environment; an empty
+// name means the system's.
+TEST(CudaDeviceTest, EnvironmentNamesTheDriverLibrary) {
+    const char* set = std::getenv("STEREON_CUDA_DRIVER");
+    const std::string saved = set != nullptr ? set : "";
+    unsetenv("STEREON_CUDA_DRIVER");
     EXPECT_STREQ(GB::cuda::DriverLibraryName(), "libcuda.so.1");
+    setenv("STEREON_CUDA_DRIVER", "/opt/driver/libcuda.so.1", 1);
+    EXPECT_STREQ(GB::cuda::DriverLibraryName(), "/opt/driver/libcuda.so.1");
+    setenv("STEREON_CUDA_DRIVER", "", 1);
+    EXPECT_STREQ(GB::cuda::DriverLibraryName(), "libcuda.so.1");
+    if (set != nullptr) {
+        setenv("STEREON_CUDA_DRIVER", saved.c_str(), 1);
+    } else {
+        unsetenv("STEREON_CUDA_DRIVER");
+    }
 }
 
 }  // namespace

@@ -41,6 +41,7 @@ constexpr unsigned int CU_GRAPHICS_REGISTER_FLAGS_READ_ONLY = 1;
 constexpr unsigned int CU_GRAPHICS_REGISTER_FLAGS_WRITE_DISCARD = 2;
 constexpr unsigned int CU_EVENT_DISABLE_TIMING = 2;
 constexpr unsigned int CU_STREAM_NON_BLOCKING = 1;
+constexpr unsigned int CU_GL_DEVICE_LIST_ALL = 1;
 
 struct CUDA_MEMCPY2D {
     std::size_t srcXInBytes;
@@ -106,9 +107,14 @@ struct Driver {
                                                                CUgraphicsResource resource,
                                                                unsigned int arrayIndex,
                                                                unsigned int mipLevel);
+    // Optional: the CUDA devices behind the GL context current on the calling thread.
+    CUresult(GB_CUDA_API* cuGLGetDevices)(unsigned int* count, CUdevice* devices,
+                                          unsigned int capacity, unsigned int deviceList);
 };
 
-// The system's driver library: "libcuda.so.1", or "nvcuda.dll" on Windows.
+// The driver library to load: the path in STEREON_CUDA_DRIVER when that is set and not empty
+// (another driver build, or a stand-in for tests), else the system's: "libcuda.so.1", or
+// "nvcuda.dll" on Windows.
 const char* DriverLibraryName();
 
 // Loads `library`, fills `table` and initialises the driver. False, with the reason, when the

@@ -247,6 +247,44 @@ private:
     CUstream stream;
 };
 
+// Whether CUDA can register the GL objects of `glContext`: only those of contexts on its own
+// devices. A driver without cuGLGetDevices is judged by the display's vendor.
+bool SharesWithGL(const Driver* driver, CUcontext context, CUdevice device, EGLDisplay display,
+                  EGLContext glContext) {
+    if (driver->cuGLGetDevices == nullptr) {
+        return offscreen::DisplayVendor(display).find("NVIDIA") != std::string::npos;
+    }
+    // The caller's GL context is put back afterwards.
+    const EGLDisplay previousDisplay = eglGetCurrentDisplay();
+    const EGLContext previousContext = eglGetCurrentContext();
+    const EGLSurface previousDraw = eglGetCurrentSurface(EGL_DRAW);
+    const EGLSurface previousRead = eglGetCurrentSurface(EGL_READ);
+    if (!offscreen::MakeCurrent(display, glContext, nullptr)) {
+        return false;
+    }
+    unsigned int count = 0;
+    CUdevice devices[8] = {};
+    CUresult result = CUDA_SUCCESS;
+    {
+        ScopedContext scope(driver, context);
+        result = driver->cuGLGetDevices(&count, devices, 8, CU_GL_DEVICE_LIST_ALL);
+    }
+    if (previousContext != EGL_NO_CONTEXT) {
+        eglMakeCurrent(previousDisplay, previousDraw, previousRead, previousContext);
+    } else {
+        offscreen::ReleaseCurrent(display, nullptr);
+    }
+    if (result != CUDA_SUCCESS) {
+        return false;
+    }
+    for (unsigned int i = 0; i < count && i < 8; ++i) {
+        if (devices[i] == device) {
+            return true;
+        }
+    }
+    return false;
+}
+
 }  // namespace
 
 boost::shared_ptr<Device> CreateCudaDevice(std::string* reason) {
@@ -298,8 +336,7 @@ boost::shared_ptr<Device> CreateCudaDevice(std::string* reason) {
 
     Device::Parts parts;
     parts.name = name;
-    // CUDA registers GL objects only from the NVIDIA driver's own contexts.
-    parts.shareWithOpenGL = offscreen::DisplayVendor(display).find("NVIDIA") != std::string::npos;
+    parts.shareWithOpenGL = SharesWithGL(driver, context, device, display, glContext);
     parts.compute = compute;
     parts.allocator = compute;
     parts.mapper = compute;

@@ -3,6 +3,7 @@
 #include <atomic>
 #include <cstddef>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <mutex>
 
@@ -56,6 +57,7 @@ const Entry kEntries[] = {
     GB_CUDA_ENTRY(cuGraphicsMapResources, "cuGraphicsMapResources", true),
     GB_CUDA_ENTRY(cuGraphicsUnmapResources, "cuGraphicsUnmapResources", true),
     GB_CUDA_ENTRY(cuGraphicsSubResourceGetMappedArray, "cuGraphicsSubResourceGetMappedArray", true),
+    GB_CUDA_ENTRY(cuGLGetDevices, "cuGLGetDevices_v2", false),
 };
 
 #undef GB_CUDA_ENTRY
@@ -81,6 +83,10 @@ Loaded& SystemDriver() {
 }  // namespace
 
 const char* DriverLibraryName() {
+    const char* chosen = std::getenv("STEREON_CUDA_DRIVER");
+    if (chosen != nullptr && chosen[0] != '\0') {
+        return chosen;
+    }
 #if defined(_WIN32)
     return "nvcuda.dll";
 #else

@@ -1,0 +1,213 @@
+// CUDA frames from the host to the eyes, on the driver the loader finds: the project's stand-in
+// unless STEREON_CUDA_DRIVER names another. The cases that read the stand-in's call record skip
+// on any other driver.
+#include <set>
+#include <string>
+
+#include "cudasim/cudasim_control.h"
+#include "gpu_frame_support.h"
+
+namespace picturetest {
+namespace {
+
+constexpr int kInvalidContext = 201;
+constexpr int kUnknownError = 999;
+
+class CudaFrameTest : public PictureTest {
+protected:
+    std::int32_t DeviceKind() const override { return GB::kDeviceKind_CUDA; }
+
+    static void SetUpTestSuite() {
+        PictureTest::SetUpTestSuite();
+        setenv("STEREON_CUDA_DRIVER", CUDASIM_LIBRARY, 0);
+    }
+    void SetUp() override {
+        cudasim_reset();
+        PictureTest::SetUp();
+        if (IsSkipped() || HasFatalFailure()) {
+            return;
+        }
+        ASSERT_TRUE(device->CanShareWithOpenGL()) << "the CUDA device must share with OpenGL";
+        service->SetVideoLayout(1, 0, 360, 180);
+    }
+    void TearDown() override {
+        PictureTest::TearDown();
+        if (StandIn()) {
+            // Whatever the case did, the driver never had to refuse a call for want of a
+            // current context, and nothing the library made is left behind.
+            EXPECT_EQ(CallsRefusedForContext(), 0);
+            EXPECT_EQ(cudasim_mapped_resources(), 0);
+        }
+        cudasim_reset();
+    }
+
+    static bool StandIn() {
+        const char* chosen = std::getenv("STEREON_CUDA_DRIVER");
+        return chosen != nullptr && std::string(chosen) == CUDASIM_LIBRARY;
+    }
+    static int CallsRefusedForContext() {
+        int refused = 0;
+        cudasim_call call;
+        for (int i = 0; cudasim_get_call(i, &call) != 0; ++i) {
+            if (call.result == kInvalidContext) {
+                ADD_FAILURE() << call.name << " was made without a current CUDA context";
+                ++refused;
+            }
+        }
+        return refused;
+    }
+    // The GL names of the successful calls of `name` (the first argument), in order.
+    static std::vector<std::uint64_t> GLNames(const char* name) {
+        std::vector<std::uint64_t> names;
+        cudasim_call call;
+        for (int i = 0; cudasim_get_call(i, &call) != 0; ++i) {
+            if (std::string(call.name) == name && call.result == 0) {
+                names.push_back(name == std::string("cuGraphicsUnregisterResource") ? call.args[1]
+                                                                                    : call.args[0]);
+            }
+        }
+        return names;
+    }
+    void ExpectCentre(int marker) {
+        LookAndWait(45.0f, -67.5f);
+        EXPECT_EQ(CentrePixel(0), PatternColor(2, 0, marker));
+        EXPECT_EQ(CentrePixel(1), PatternColor(2, 0, marker));
+    }
+};
+
+// Each quarter lands where the head looks for it: rows are not turned over on the way (the
+// first row stays at the bottom of the sky), and red and blue keep their places.
+TEST_F(CudaFrameTest, FramesReachTheEyesUprightWithRedAndBlueInPlace) {
+    Show(GpuPatternFrame(device, 11));
+    const struct {
+        float right, up;
+        int column, row;
+    } cases[] = {{45.0f, -67.5f, 2, 0},
+                 {-45.0f, 22.5f, 1, 2},
+                 {135.0f, 67.5f, 3, 3},
+                 {-135.0f, -22.5f, 0, 1}};
+    for (const auto& c : cases) {
+        SCOPED_TRACE(::testing::Message() << "right " << c.right << ", up " << c.up);
+        LookAndWait(c.right, c.up);
+        EXPECT_EQ(CentrePixel(0), PatternColor(c.column, c.row, 11));
+        EXPECT_EQ(CentrePixel(1), PatternColor(c.column, c.row, 11));
+    }
+}
+
+// Rows longer than the picture: only the picture's bytes of each row reach the texture.
+TEST_F(CudaFrameTest, FrameWithPaddedRowsArrivesWhole) {
+    Show(GpuPatternFrame(device, 12, kFrameWidth, kFrameHeight, kFrameWidth * 16 + 64));
+    LookAndWait(135.0f, 67.5f);
+    EXPECT_EQ(CentrePixel(0), PatternColor(3, 3, 12));
+    LookAndWait(-135.0f, -67.5f);
+    EXPECT_EQ(CentrePixel(0), PatternColor(0, 0, 12));
+}
+
+TEST_F(CudaFrameTest, EachTextureIsRegisteredOnceAndANewSizeRedoesOnlyTheBackOne) {
+    if (!StandIn()) {
+        GTEST_SKIP() << "reads the stand-in driver's call record";
+    }
+    for (int marker = 1; marker <= 5; ++marker) {
+        Show(GpuPatternFrame(device, marker));
+    }
+    // The two textures take turns as the back one; each is registered when it first gets a
+    // frame's size, and kept.
+    const std::vector<std::uint64_t> first = GLNames("cuGraphicsGLRegisterImage");
+    ASSERT_EQ(first.size(), 2u);
+    EXPECT_NE(first[0], first[1]);
+    EXPECT_TRUE(GLNames("cuGraphicsUnregisterResource").empty());
+    EXPECT_EQ(cudasim_registered_resources(), 2);
+
+    // A new size: the back texture alone gets new storage and a new registration; the front
+    // one, on show until the frame is taken over, keeps its own.
+    HoldRenderLoop();
+    ASSERT_TRUE(Send(GpuPatternFrame(device, 6, kFrameWidth * 2, kFrameHeight * 2)));
+    const std::vector<std::uint64_t> unregistered = GLNames("cuGraphicsUnregisterResource");
+    const std::vector<std::uint64_t> registered = GLNames("cuGraphicsGLRegisterImage");
+    ASSERT_EQ(unregistered.size(), 1u);
+    ASSERT_EQ(registered.size(), 3u);
+    EXPECT_TRUE(unregistered[0] == first[0] || unregistered[0] == first[1]);
+    EXPECT_EQ(cudasim_registered_resources(), 2);
+    ReleaseRenderLoop();
+    Passes(2);
+    ExpectCentre(6);
+
+    // The next frame of that size finds the other texture at the old size.
+    Show(GpuPatternFrame(device, 7, kFrameWidth * 2, kFrameHeight * 2));
+    EXPECT_EQ(GLNames("cuGraphicsUnregisterResource").size(), 2u);
+    EXPECT_EQ(GLNames("cuGraphicsGLRegisterImage").size(), 4u);
+    Show(GpuPatternFrame(device, 8, kFrameWidth * 2, kFrameHeight * 2));
+    EXPECT_EQ(GLNames("cuGraphicsGLRegisterImage").size(), 4u);
+    ExpectCentre(8);
+}
+
+TEST_F(CudaFrameTest, StopUnregistersEveryTexture) {
+    if (!StandIn()) {
+        GTEST_SKIP() << "reads the stand-in driver's call record";
+    }
+    Show(GpuPatternFrame(device, 21));
+    Show(GpuPatternFrame(device, 22));
+    ASSERT_EQ(cudasim_registered_resources(), 2);
+    const std::vector<std::uint64_t> registered = GLNames("cuGraphicsGLRegisterImage");
+
+    service->RemoveClient(kClient);
+    ASSERT_FALSE(service->IsInitialized());
+    EXPECT_EQ(cudasim_registered_resources(), 0);
+    const std::vector<std::uint64_t> unregistered = GLNames("cuGraphicsUnregisterResource");
+    EXPECT_EQ(std::set<std::uint64_t>(unregistered.begin(), unregistered.end()),
+              std::set<std::uint64_t>(registered.begin(), registered.end()));
+
+    // Started again, the library registers its new textures afresh.
+    StartHost();
+    service->SetVideoLayout(1, 0, 360, 180);
+    Show(GpuPatternFrame(device, 23));
+    ExpectCentre(23);
+    EXPECT_EQ(cudasim_registered_resources(), 1);
+}
+
+// A driver that fails to map the texture or to copy into it: the frame is refused, the picture
+// on show stays, nothing is left mapped, and the next frame arrives as usual.
+TEST_F(CudaFrameTest, FailedMapOrCopyPublishesNothingAndTheLoopGoesOn) {
+    if (!StandIn()) {
+        GTEST_SKIP() << "fails calls of the stand-in driver";
+    }
+    Show(GpuPatternFrame(device, 31));
+    ExpectCentre(31);
+    const int passes = fade->questions;
+
+    for (const char* failing :
+         {"cuGraphicsMapResources", "cuGraphicsSubResourceGetMappedArray", "cuMemcpy2DAsync"}) {
+        SCOPED_TRACE(failing);
+        cudasim_fail(failing, kUnknownError, 1);
+        EXPECT_FALSE(Send(GpuPatternFrame(device, 32)));
+        EXPECT_EQ(cudasim_count(failing, 0), 1) << "the failure was not reached";
+        EXPECT_EQ(cudasim_mapped_resources(), 0);
+        Passes(2);
+        EXPECT_EQ(CentrePixel(0), PatternColor(2, 0, 31));
+    }
+    EXPECT_GT(fade->questions, passes);
+    Show(GpuPatternFrame(device, 33));
+    ExpectCentre(33);
+}
+
+// The same pattern from host memory and from a CUDA buffer: the eyes see the same pictures.
+TEST_F(CudaFrameTest, HostAndCudaFramesGiveTheSameEyeImages) {
+    std::vector<std::vector<std::uint8_t>> host;
+    Show(PatternFrame(41));
+    for (const View& view : kComparedViews) {
+        LookAndWait(view.right, view.up);
+        host.push_back(EyeImage(0));
+        host.push_back(EyeImage(1));
+    }
+    Show(GpuPatternFrame(device, 41));
+    std::size_t index = 0;
+    for (const View& view : kComparedViews) {
+        SCOPED_TRACE(::testing::Message() << "right " << view.right << ", up " << view.up);
+        LookAndWait(view.right, view.up);
+        EXPECT_LE(LargestDifference(EyeImage(0), host[index++]), kSamplingTolerance);
+        EXPECT_LE(LargestDifference(EyeImage(1), host[index++]), kSamplingTolerance);
+    }
+}
+
+}  // namespace
+}  // namespace picturetest

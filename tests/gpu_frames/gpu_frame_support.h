@@ -1,0 +1,83 @@
+// GPU frames of the picture tests' pattern, and whole eye images to compare paths with.
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+#include "../picture/picture_support.h"
+
+namespace picturetest {
+
+// A float B, G, R, A frame of the pattern in a buffer of `device`, with `rowBytes` (0: the
+// default). The 8-bit conversions of its values are exact. A device's frames come out turned
+// over against host-memory frames of the same rows (the read-back path shows it too), so the
+// buffer holds the pattern's rows last first: the eyes see the picture of PatternFrame.
+inline FrameRef GpuPatternFrame(const boost::shared_ptr<GB::Device>& device, int marker,
+                                int width = kFrameWidth, int height = kFrameHeight,
+                                std::int32_t rowBytes = 0) {
+    FrameRef frame;
+    EXPECT_EQ(VF::CreateGPUVideoFrame(
+                  frame, device, hostmediatypes::kPixelFormat_GPU_BGRA_4444_32f, width, height,
+                  hostmediatypes::kPixelAspectRatio_Square, MF::kFieldType_Progressive, MF::Point(),
+                  hostmediatypes::color::ColorSpace(), rowBytes, 0,
+                  boost::shared_ptr<GB::CompletionEvent>(), boost::function<void()>()),
+              VF::kCreateResult_OK);
+    if (!frame) {
+        return frame;
+    }
+    const std::int32_t rows =
+        frame.QueryInterface<VF::IVideoFrame2DPixelMemoryAccess>()->GetRowBytes();
+    const std::size_t rowFloats = static_cast<std::size_t>(rows) / sizeof(float);
+    std::vector<float> host(rowFloats * static_cast<std::size_t>(height), 0.5f);
+    for (int y = 0; y < height; ++y) {
+        for (int x = 0; x < width; ++x) {
+            const std::vector<int> rgba =
+                PatternColor(x * 4 / width, (height - 1 - y) * 4 / height, marker);
+            float* texel = &host[static_cast<std::size_t>(y) * rowFloats + x * 4];
+            texel[0] = static_cast<float>(rgba[2]) / 255.0f;
+            texel[1] = static_cast<float>(rgba[1]) / 255.0f;
+            texel[2] = static_cast<float>(rgba[0]) / 255.0f;
+            texel[3] = 1.0f;
+        }
+    }
+    const hostcore::classref::InterfaceRef<VF::IGPUVideoFrameMemoryAccess> gpuMemory =
+        frame.QueryInterface<VF::IGPUVideoFrameMemoryAccess>();
+    EXPECT_GE(
+        device->GetComputeContext()->CopyHostToBuffer(host.data(), gpuMemory->GetDeviceBuffer(),
+                                                      host.size() * sizeof(float), GB::kCopy_Wait),
+        0);
+    return frame;
+}
+
+// An eye's last submitted image, 4 bytes a pixel, rows bottom-up.
+inline std::vector<std::uint8_t> EyeImage(std::uint32_t eye) {
+    std::vector<std::uint8_t> image(static_cast<std::size_t>(kEyeSize) * kEyeSize * 4);
+    EXPECT_EQ(simvr_copy_eye_image(eye, image.data(), static_cast<std::uint32_t>(image.size())),
+              image.size());
+    return image;
+}
+
+// The largest difference of one channel between two images of the same size.
+inline int LargestDifference(const std::vector<std::uint8_t>& a,
+                             const std::vector<std::uint8_t>& b) {
+    int largest = a.size() == b.size() ? 0 : 256;
+    for (std::size_t i = 0; i < a.size() && i < b.size(); ++i) {
+        const int difference = a[i] > b[i] ? a[i] - b[i] : b[i] - a[i];
+        largest = difference > largest ? difference : largest;
+    }
+    return largest;
+}
+
+// The directions the comparisons look in: the middle quarters of the frame's height, both sides
+// of ahead. GPU frames' textures wrap across the seam behind the viewer where host frames'
+// clamp, so the views keep away from it and from the poles, where it meets every longitude.
+struct View {
+    float right, up;
+};
+constexpr View kComparedViews[] = {
+    {45.0f, -22.5f}, {-45.0f, 22.5f}, {20.0f, -30.0f}, {-70.0f, 30.0f}, {10.0f, 5.0f}};
+
+// Filtering an 8-bit and a float texture of the same values may round one level apart.
+constexpr int kSamplingTolerance = 1;
+
+}  // namespace picturetest
