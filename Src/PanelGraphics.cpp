@@ -25,6 +25,18 @@ boost::shared_ptr<IMesh> BuildQuad(const boost::shared_ptr<IGraphicsContext>& co
     return mesh;
 }
 
+boost::shared_ptr<IMesh> BuildFullScreenQuad(const boost::shared_ptr<IGraphicsContext>& context) {
+    boost::shared_ptr<IMesh> quad = context->CreateMesh("QuadMesh");
+    quad->Release();
+    quad->Begin(kPrimitiveTriangles, false, false, false);
+    static const float kCorners[6][2] = {{-1, -1}, {1, -1}, {1, 1}, {1, 1}, {-1, 1}, {-1, -1}};
+    for (const auto& c : kCorners) {
+        quad->AddVertex(c[0], c[1], 0, 0, 0, 0, 0, 0, 0, 0, 0, 0);
+    }
+    quad->End();
+    return quad;
+}
+
 bool MipmapKey() {
     return hostcore::debug::DebugDatabase::Instance().GetEntry("VidariumVR.PanelMipmaping",
                                                                "true") == "true";

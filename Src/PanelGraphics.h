@@ -23,6 +23,9 @@ boost::shared_ptr<IMesh> BuildQuad(const boost::shared_ptr<IGraphicsContext>& co
                                    const std::string& meshName, float side, float z,
                                    bool firstRowAtTop);
 
+// "QuadMesh": two triangles over the whole target in clip space, for the compositors' passes.
+boost::shared_ptr<IMesh> BuildFullScreenQuad(const boost::shared_ptr<IGraphicsContext>& context);
+
 // "VidariumVR.PanelMipmaping", default true.
 bool MipmapKey();
 

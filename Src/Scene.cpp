@@ -276,10 +276,11 @@ void Scene::RenderFrame() {
     if (system == nullptr || HeadsetIdle(system)) {
         return;
     }
-    // The filter follows every frame, shown in the room or not. A frame that stays on show for
-    // several passes keeps its filtered picture: filtering it again would give the same pixels
-    // at the cost of two full-frame passes.
-    if (!frameFiltered) {
+    // The room's screen shows the filtered frame. The filter runs once for each frame the room
+    // shows: a frame on show for several passes keeps its filtered picture, and a frame drawn
+    // around the viewer is not filtered at all. Either would give the same pixels at the cost of
+    // two passes over the whole frame, under the frame lock that the host's next frame waits for.
+    if (!frameFiltered && ChooseBackground() == Background::kTheater) {
         theater->UpdateBlur(videoTexture, graphicsContext);
         frameFiltered = true;
     }

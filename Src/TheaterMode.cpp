@@ -337,20 +337,7 @@ void TheaterMode::Shutdown() {
     screenShader.reset();
     floorShader.reset();
     wallShader.reset();
-    if (blurTargetA) {
-        blurTargetA->Release();
-        blurTargetA.reset();
-    }
-    if (blurTargetB) {
-        blurTargetB->Release();
-        blurTargetB.reset();
-    }
-    blurShader.reset();
-    blurRectangleShader.reset();
-    if (blurMesh) {
-        blurMesh->Release();
-        blurMesh.reset();
-    }
+    ReleaseBlur();
     // The slots stay, empty; nothing is drawn or filtered from here on.
     for (boost::shared_ptr<IMesh>& mesh : meshes) {
         if (mesh) {
@@ -358,7 +345,6 @@ void TheaterMode::Shutdown() {
             mesh.reset();
         }
     }
-    blurReady = false;
     initialized = false;
 }
 

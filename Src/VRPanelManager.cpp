@@ -123,6 +123,10 @@ void VRPanelManager::Draw(const Matrix4& viewProjection) {
     if (!panelRenderer) {
         DrawPass(viewProjection, false);
         DrawPass(viewProjection, true);
+    } else if (!AnyCompositedPanelShows()) {
+        // With nothing to composite the strategy's layers stay clear and change no pixel; its
+        // passes over the whole eye are skipped.
+        DrawPass(viewProjection, false);
     } else {
         if (!panelRenderer->IsInitialized()) {
             panelRenderer->Init(context);
@@ -133,6 +137,15 @@ void VRPanelManager::Draw(const Matrix4& viewProjection) {
     context->SetBlending(false);
     context->SetDepthTest(true, kDepthLess);
     context->SetDepthWrite(true);
+}
+
+bool VRPanelManager::AnyCompositedPanelShows() {
+    for (const boost::shared_ptr<PanelBase>& panel : panels) {
+        if (panel && panel->IsDepthComposited() && panel->IsVisible()) {
+            return true;
+        }
+    }
+    return false;
 }
 
 void VRPanelManager::DrawPass(const Matrix4& viewProjection, bool depthComposited) {

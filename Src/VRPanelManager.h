@@ -50,6 +50,8 @@ public:
 
 private:
     void DrawPass(const Matrix4& viewProjection, bool depthComposited);
+    // A depth-composited panel that would leave pixels in the eye.
+    bool AnyCompositedPanelShows();
     static void PeelingCallback(const Matrix4& viewProjection,
                                 const boost::shared_ptr<IShader>& shader, unsigned pass,
                                 void* userData);

@@ -5,6 +5,7 @@
 #include "IGraphicsContext.h"
 #include "IMesh.h"
 #include "IShader.h"
+#include "PanelGraphics.h"
 #include "ShaderRegistry.h"
 
 namespace STN {
@@ -12,19 +13,6 @@ namespace STN {
 namespace {
 
 const int kDepthLess = 0;
-
-// Two triangles over the whole target, in clip space.
-boost::shared_ptr<IMesh> FullScreenQuad(const boost::shared_ptr<IGraphicsContext>& context) {
-    boost::shared_ptr<IMesh> quad = context->CreateMesh("QuadMesh");
-    quad->Release();
-    quad->Begin(kPrimitiveTriangles, false, false, false);
-    static const float kCorners[6][2] = {{-1, -1}, {1, -1}, {1, 1}, {1, 1}, {-1, 1}, {-1, -1}};
-    for (const auto& c : kCorners) {
-        quad->AddVertex(c[0], c[1], 0, 0, 0, 0, 0, 0, 0, 0, 0, 0);
-    }
-    quad->End();
-    return quad;
-}
 
 }  // namespace
 
@@ -85,7 +73,7 @@ void DepthPeelingPanelRendererOGL::Init(const boost::shared_ptr<IGraphicsContext
         compositingShader->SetUniform1i(kUniformDPDepthTex, 1);
         compositingShader->Unbind();
     }
-    quadMesh = FullScreenQuad(context);
+    quadMesh = panelgraphics::BuildFullScreenQuad(context);
 }
 
 void DepthPeelingPanelRendererOGL::Release() {

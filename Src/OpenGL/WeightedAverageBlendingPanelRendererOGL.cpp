@@ -5,6 +5,7 @@
 #include "IGraphicsContext.h"
 #include "IMesh.h"
 #include "IShader.h"
+#include "PanelGraphics.h"
 #include "ShaderRegistry.h"
 
 namespace STN {
@@ -76,14 +77,7 @@ void WeightedAverageBlendingPanelRendererOGL::Init(
         pass3Shader->SetUniform1i(kUniformWABRevealageTex, 1);
         pass3Shader->Unbind();
     }
-    quadMesh = context->CreateMesh("QuadMesh");
-    quadMesh->Release();
-    quadMesh->Begin(kPrimitiveTriangles, false, false, false);
-    static const float kCorners[6][2] = {{-1, -1}, {1, -1}, {1, 1}, {1, 1}, {-1, 1}, {-1, -1}};
-    for (const auto& c : kCorners) {
-        quadMesh->AddVertex(c[0], c[1], 0, 0, 0, 0, 0, 0, 0, 0, 0, 0);
-    }
-    quadMesh->End();
+    quadMesh = panelgraphics::BuildFullScreenQuad(context);
 }
 
 void WeightedAverageBlendingPanelRendererOGL::Release() {

@@ -88,7 +88,7 @@ int main(int argc, char** argv) {
                             180);
     // 256 by 64 panel pixels (a millimetre each), painted on this thread: white, blue at the right.
     boost::shared_ptr<STN::IPanel> panel;
-    if (panelMade.wait_for(std::chrono::seconds(10)) == std::future_status::ready) {
+    if (panelMade.wait_for(std::chrono::seconds(60)) == std::future_status::ready) {
         panel = panelMade.get();
     }
     if (panel && panel->GetQuad()) {
