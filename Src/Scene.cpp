@@ -346,6 +346,13 @@ void Scene::DrawEye(int eye) {
     panelManager->Draw(GetViewProjection(eye));
 }
 
+const Scene::Rect& Scene::SubRect(std::int32_t index) const {
+    // An index from outside the table reads the whole frame rather than past its end.
+    return index >= 0 && static_cast<std::size_t>(index) < subRects.size()
+               ? subRects[static_cast<std::size_t>(index)]
+               : subRects[0];
+}
+
 void Scene::FeedVideoWindow() {
     static const std::string kVideoWindow = "EquirectPanel_EquirectWindow";
     const boost::shared_ptr<IPanel> panel = panelManager->FindPanel(kVideoWindow);
@@ -363,10 +370,7 @@ void Scene::FeedVideoWindow() {
         return;
     }
     // The window shows the left eye's picture in both eyes.
-    const std::int32_t index = leftSubRect;
-    const Rect& sub = index >= 0 && static_cast<std::size_t>(index) < subRects.size()
-                          ? subRects[static_cast<std::size_t>(index)]
-                          : subRects[0];
+    const Rect& sub = SubRect(leftSubRect);
     window->SetVideoTexture(videoTexture, sub.data(), uvRect.data(), verticalFlip, redBlueSwap);
 }
 
@@ -379,11 +383,7 @@ void Scene::DrawVideo(int eye, const Matrix4& inverse) {
                                   static_cast<float>(videoTexture->GetWidth()),
                                   static_cast<float>(videoTexture->GetHeight()));
     }
-    const std::int32_t index = eye == 0 ? leftSubRect : rightSubRect;
-    // An index from outside the table reads the whole frame rather than past its end.
-    const Rect& sub = index >= 0 && static_cast<std::size_t>(index) < subRects.size()
-                          ? subRects[static_cast<std::size_t>(index)]
-                          : subRects[0];
+    const Rect& sub = SubRect(eye == 0 ? leftSubRect : rightSubRect);
     videoShader->SetUniform4f(kUniformVideoSubRect, sub[0], sub[1], sub[2], sub[3]);
     videoShader->SetUniform4f(kUniformVideoFOVRect, fovRect[0], fovRect[1], fovRect[2], fovRect[3]);
     videoShader->SetUniform1i(kUniformVideoVerticalFlip, verticalFlip ? 1 : 0);

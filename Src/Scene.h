@@ -127,6 +127,8 @@ private:
     bool HeadsetIdle(vr::IVRSystem* system) const;
     void DrawEye(int eye);
     void DrawVideo(int eye, const Matrix4& inverse);
+    // The frame's region for an entry of the table.
+    const Rect& SubRect(std::int32_t index) const;
     // Hands the video window panel, when the host made one, what it shows of the frame.
     void FeedVideoWindow();
     bool InitShaders(bool rectangle);
