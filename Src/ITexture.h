@@ -64,11 +64,11 @@ public:
     virtual void Bind() = 0;
     virtual void Unbind() = 0;
     virtual bool NeedsIntermediateFrame() = 0;
-    // For an image drawn on one context and rewritten on another of the share group: marks the
-    // commands issued so far on the current context as the last to read it.
+    // For an image written on one thread's context and read on another's (both ways): marks the
+    // commands issued so far on the current context as the last to use it.
     virtual void FenceUse() = 0;
-    // Before rewriting the image: waits until the commands marked by FenceUse have run (at
-    // most a second, a bound for a context that stopped flushing).
+    // Before using the image on another thread: waits until the commands marked there by
+    // FenceUse have run (at most a second, a bound for a context that stopped flushing).
     virtual void WaitForUse() = 0;
     virtual ~ITexture() = default;
 };

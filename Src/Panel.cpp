@@ -56,6 +56,10 @@ bool Panel::PrepareDraw() {
     // Held for the draw: an exchange on the host's thread meanwhile makes it the back image,
     // which the next upload rewrites only once this draw is over.
     drawnTexture = quad->HoldFrontForDraw();
+    if (drawnTexture) {
+        // The upload of this image, on the host's thread, has finished.
+        drawnTexture->WaitForUse();
+    }
     return true;
 }
 

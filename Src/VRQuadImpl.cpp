@@ -79,6 +79,9 @@ void VRQuadImpl::Update(std::uint32_t newWidth, std::uint32_t newHeight,
         }
         backTexture->Upload(frame->pixels, frame->pixelFormat,
                             static_cast<unsigned>(frame->rowBytes));
+        // The render thread waits for this before it draws the image: a flush alone does not
+        // finish the upload (a software driver builds the mipmaps later, on its own threads).
+        backTexture->FenceUse();
         context->Flush();
     }
     backFresh.store(true, std::memory_order_release);

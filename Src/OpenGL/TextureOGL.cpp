@@ -8,6 +8,7 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <thread>
 
 #include "GB/CudaDriver.h"
 #include "GB/Device.h"
@@ -127,20 +128,22 @@ void TextureOGL::FenceUse() {
         glDeleteSync(static_cast<GLsync>(useFence));
     }
     useFence = fence;
+    fenceThread = std::this_thread::get_id();
 }
 
 void TextureOGL::WaitForUse() {
     GLsync fence = nullptr;
     {
         std::lock_guard<std::mutex> lock(fenceMutex);
+        // A thread's own commands are in order already; waiting for them would only stall it.
+        if (useFence == nullptr || fenceThread == std::this_thread::get_id()) {
+            return;
+        }
         fence = static_cast<GLsync>(useFence);
         useFence = nullptr;
     }
-    if (fence == nullptr) {
-        return;
-    }
-    // The fence signals once the drawing context has flushed, which the render loop does at the
-    // end of every frame.
+    // The fence signals once the other context has flushed: the uploading context flushes after
+    // each upload, and the render loop at the end of every frame.
     glClientWaitSync(fence, GL_SYNC_FLUSH_COMMANDS_BIT, 1000000000u);
     glDeleteSync(fence);
 }

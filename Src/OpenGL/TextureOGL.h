@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <mutex>
 #include <string>
+#include <thread>
 
 #include "ITexture.h"
 
@@ -83,6 +84,7 @@ private:
     // The GLsync of the last use; set on one thread and waited for on another.
     std::mutex fenceMutex;
     void* useFence = nullptr;
+    std::thread::id fenceThread;
 };
 
 }  // namespace STN
