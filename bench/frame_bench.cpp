@@ -23,6 +23,7 @@
 #include "bench.h"
 #include "hostcore/debug.h"
 #include "hostmediatypes/PixelFormat.h"
+#include "scene_session.h"
 #include "simvr/simvr_control.h"
 #include "stnvr/vr_client.h"
 #include "stnvr/vr_interfaces.h"
@@ -210,36 +211,18 @@ void UploadPicture(const boost::shared_ptr<STN::ITexture>& texture, int width, i
 }  // namespace
 
 bool RunFrameBenchmark(const Options& options, nlohmann::json& section) {
-    RuntimeHome home;
-    if (!home.ok()) {
-        section["error"] = "simulated runtime: " + home.error();
+    SceneSession session(options);
+    if (!session.context) {
+        section["error"] = session.Error();
         return false;
     }
-    simvr_set_render_target_size(static_cast<std::uint32_t>(options.eyeWidth),
-                                 static_cast<std::uint32_t>(options.eyeHeight));
-    simvr_set_paced(0);
-    std::string reason;
-    const boost::shared_ptr<GB::Device> device =
-        GB::Device::Create(GB::kDeviceKind_OpenCLNoSharing, &reason);
-    if (!device) {
-        section["error"] = "no host device: " + reason;
-        return false;
-    }
-    const boost::shared_ptr<STN::GraphicsContextOGL> context =
-        STN::CreateGraphicsContext("RenderContext");
-    context->BindDevice(device);
-    if (!context->CreateVersionedContext(4, boost::shared_ptr<STN::IGraphicsContext>())) {
-        section["error"] = "no OpenGL 4 context";
-        return false;
-    }
-    context->MakeCurrentAndLock();
-    STN::ShaderRegistry::Instance().SetGraphicsContext(context);
-    boost::shared_ptr<STN::OpenVRManager> openVR = STN::OpenVRManager::Instance();
-    vr::EVRInitError initError = vr::VRInitError_None;
-    bool ok = openVR->Init(initError);
+    bool ok = session.ok();
     if (!ok) {
-        section["error"] = "the runtime did not start: " + std::to_string(initError);
+        section["error"] = session.Error();
     }
+    const boost::shared_ptr<GB::Device>& device = session.device;
+    const boost::shared_ptr<STN::GraphicsContextOGL>& context = session.context;
+    const boost::shared_ptr<STN::OpenVRManager>& openVR = session.openVR;
 
     const int videoWidth = 3840;
     const int videoHeight = 1920;
@@ -409,11 +392,6 @@ bool RunFrameBenchmark(const Options& options, nlohmann::json& section) {
                    table);
     }
 
-    STN::ShaderRegistry::DestroyInstance();
-    context->UnlockAndRelease();
-    openVR->Shutdown();
-    openVR.reset();
-    vr::VR_Shutdown();
     return ok;
 }
 

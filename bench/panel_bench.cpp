@@ -19,6 +19,7 @@
 #include "hostcore/debug.h"
 #include "hostmediatypes/PixelFormat.h"
 #include "hostvirtualui/vr/VRQuad.h"
+#include "scene_session.h"
 #include "simvr/simvr_control.h"
 #include "stnvr/vr_client.h"
 
@@ -43,36 +44,18 @@ struct Setup {
 }  // namespace
 
 bool RunPanelBenchmark(const Options& options, nlohmann::json& section) {
-    RuntimeHome home;
-    if (!home.ok()) {
-        section["error"] = "simulated runtime: " + home.error();
+    SceneSession session(options);
+    if (!session.context) {
+        section["error"] = session.Error();
         return false;
     }
-    simvr_set_render_target_size(static_cast<std::uint32_t>(options.eyeWidth),
-                                 static_cast<std::uint32_t>(options.eyeHeight));
-    simvr_set_paced(0);
-    std::string reason;
-    const boost::shared_ptr<GB::Device> device =
-        GB::Device::Create(GB::kDeviceKind_OpenCLNoSharing, &reason);
-    if (!device) {
-        section["error"] = "no host device: " + reason;
-        return false;
-    }
-    const boost::shared_ptr<STN::GraphicsContextOGL> context =
-        STN::CreateGraphicsContext("RenderContext");
-    context->BindDevice(device);
-    if (!context->CreateVersionedContext(4, boost::shared_ptr<STN::IGraphicsContext>())) {
-        section["error"] = "no OpenGL 4 context";
-        return false;
-    }
-    context->MakeCurrentAndLock();
-    STN::ShaderRegistry::Instance().SetGraphicsContext(context);
-    boost::shared_ptr<STN::OpenVRManager> openVR = STN::OpenVRManager::Instance();
-    vr::EVRInitError initError = vr::VRInitError_None;
-    bool ok = openVR->Init(initError);
+    bool ok = session.ok();
     if (!ok) {
-        section["error"] = "the runtime did not start: " + std::to_string(initError);
+        section["error"] = session.Error();
     }
+    const boost::shared_ptr<GB::Device>& device = session.device;
+    const boost::shared_ptr<STN::GraphicsContextOGL>& context = session.context;
+    const boost::shared_ptr<STN::OpenVRManager>& openVR = session.openVR;
 
     // A plain dark spherical frame behind the panels.
     boost::shared_ptr<STN::ITexture> video = context->CreateTexture("VideoTex0");
@@ -204,11 +187,6 @@ bool RunPanelBenchmark(const Options& options, nlohmann::json& section) {
         setup.manager.reset();
     }
     video.reset();
-    STN::ShaderRegistry::DestroyInstance();
-    context->UnlockAndRelease();
-    openVR->Shutdown();
-    openVR.reset();
-    vr::VR_Shutdown();
     return ok;
 }
 
