@@ -1,0 +1,41 @@
+// The host's listener for one controller (IControllerManager::SetListener). Every call comes on
+// the render thread, and only while the controller has a hand. Poses are the controller's pointer
+// in tracking space: the runtime's pose with the family's grip offset applied, so that a ray
+// along the pose's -Z leaves the controller where the user points.
+#pragma once
+
+#include <boost/shared_ptr.hpp>
+
+#include <cstdint>
+#include <vector>
+
+#include "StereonTypes.h"
+
+namespace STN {
+
+class IControllerManager;
+
+class IControllerListener {
+public:
+    // `button` is one of the kControllerButton values.
+    virtual void OnButtonUp(const boost::shared_ptr<IControllerManager>& controller,
+                            std::uint32_t button, const Matrix4& pose) = 0;
+    // True when the host took the press up: haptic pulses through the controller feedback then
+    // go to this controller.
+    virtual bool OnButtonDown(const boost::shared_ptr<IControllerManager>& controller,
+                              std::uint32_t button, const Matrix4& pose) = 0;
+    // Once a frame.
+    virtual void OnPoseUpdate(const boost::shared_ptr<IControllerManager>& controller,
+                              bool poseValid, const Matrix4& pose) = 0;
+    // Asked once an eye: where to draw this controller's pointer rays. Each matrix is a complete
+    // model-view-projection for `viewProjection`'s eye; the ray runs 20 units along its -Z.
+    // Return none to draw none.
+    virtual std::vector<Matrix4> GetPointerMatrices(
+        const boost::shared_ptr<IControllerManager>& controller,
+        const Matrix4& viewProjection) = 0;
+
+protected:
+    ~IControllerListener() = default;
+};
+
+}  // namespace STN
