@@ -40,6 +40,17 @@ public:
 
     void Lock();
     void Unlock();
+    // Holds the lock for a scope.
+    class ScopedLock {
+    public:
+        explicit ScopedLock(OpenVRManager& manager) : manager(manager) { manager.Lock(); }
+        ~ScopedLock() { manager.Unlock(); }
+        ScopedLock(const ScopedLock&) = delete;
+        ScopedLock& operator=(const ScopedLock&) = delete;
+
+    private:
+        OpenVRManager& manager;
+    };
 
     // Plain reads, no lock: null while disconnected.
     vr::IVRSystem* GetSystem() const { return system; }

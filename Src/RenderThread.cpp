@@ -13,11 +13,13 @@
 #include <thread>
 
 #include "AssertionSite.h"
+#include "ControllerFeedback.h"
 #include "GB/CudaDriver.h"
 #include "GB/Device.h"
 #include "HSL/ApplicationMessages.h"
 #include "HeadsetClassification.h"
 #include "HostApp/ApplicationType.h"
+#include "IEventInterpreter.h"
 #include "IGraphicsContext.h"
 #include "ITexture.h"
 #include "MF/VideoFrame.h"
@@ -149,6 +151,11 @@ boost::shared_ptr<Scene> RenderThread::CurrentScene() {
     return live ? live->scene : boost::shared_ptr<Scene>();
 }
 
+boost::shared_ptr<IEventInterpreter> RenderThread::CurrentEventInterpreter() {
+    const boost::shared_ptr<RenderThread> live = instanceWeak.lock();
+    return live ? live->eventInterpreter : boost::shared_ptr<IEventInterpreter>();
+}
+
 boost::shared_ptr<VRPanelManager> RenderThread::CurrentPanelManager() {
     const boost::shared_ptr<RenderThread> live = instanceWeak.lock();
     return live ? live->panelManager : boost::shared_ptr<VRPanelManager>();
@@ -215,8 +222,7 @@ bool RenderThread::Init(boost::shared_ptr<GB::Device> newDevice) {
         if (vr::IVRChaperone* chaperone = InterfaceCache().VRChaperone()) {
             chaperone->ForceBoundsVisible(false);
         }
-        // TODO(controller feedback): hand openVR to the controller-feedback singleton,
-        // creating it.
+        GetControllerFeedback()->SetOpenVRManager(openVR);
     }
 
     if (!skipRendering && !InitRendering()) {
@@ -315,8 +321,12 @@ bool RenderThread::InitRendering() {
                                  static_cast<std::uint32_t>(headset.hmdType));
 
         if (HostApp::GetApplicationType() == HostApp::kApplicationTypeVideoEditor) {
-            // TODO(event interpreters): create the interpreter for the controller family, Bind
-            // it to openVR and give the scene a reference to it.
+            eventInterpreter =
+                CreateEventInterpreter(static_cast<std::uint32_t>(headset.controllerFamily));
+            if (eventInterpreter) {
+                eventInterpreter->Bind(openVR);
+            }
+            scene->SetEventInterpreter(eventInterpreter);
         }
 
         renderContext->Flush();
@@ -388,7 +398,7 @@ void RenderThread::Stop() {
     userInterfaceContext.reset();
     intermediateFrame = nullptr;
 
-    // TODO(controller feedback): release the controller-feedback singleton.
+    ReleaseControllerFeedback();
     openVR->Shutdown();
 
     UsageMetrics::Get().SendInstanceMetrics();

@@ -59,6 +59,8 @@ public:
     static boost::shared_ptr<Scene> CurrentScene();
     // The running instance's panel manager, empty when there is none.
     static boost::shared_ptr<VRPanelManager> CurrentPanelManager();
+    // The live render thread's controller input; empty without one or outside a video editor.
+    static boost::shared_ptr<IEventInterpreter> CurrentEventInterpreter();
     // When the module unloads or the process exits: drops a deferred stop still waiting and
     // waits for one that runs, so that the last reference never goes on an executor thread
     // while the process tears down its libraries.

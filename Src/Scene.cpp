@@ -2,7 +2,10 @@
 
 #include <cmath>
 
+#include "ControllerManager.h"
 #include "HMDManager.h"
+#include "IControllerListener.h"
+#include "IEventInterpreter.h"
 #include "IGraphicsContext.h"
 #include "IMesh.h"
 #include "IRenderTarget.h"
@@ -342,8 +345,40 @@ void Scene::DrawEye(int eye) {
         return;
     }
     FeedVideoWindow();
-    // TODO(event interpreters): the controllers' pointer rays, under the panels.
+    DrawPointerRays(GetViewProjection(eye));
     panelManager->Draw(GetViewProjection(eye));
+}
+
+void Scene::DrawPointerRays(const Matrix4& viewProjection) {
+    if (!eventInterpreter) {
+        return;
+    }
+    // Rays are drawn before the panels, so depth decides whether a panel hides one.
+    std::vector<Matrix4>& rays = pointerMatrices;
+    rays.clear();
+    for (std::uint32_t i = 0;; ++i) {
+        const boost::shared_ptr<ControllerManager> controller = eventInterpreter->GetController(i);
+        if (!controller) {
+            break;
+        }
+        if (controller->GetHand() == kHandUnassigned) {
+            continue;
+        }
+        if (const boost::shared_ptr<IControllerListener> listener = controller->GetListener()) {
+            const std::vector<Matrix4> more =
+                listener->GetPointerMatrices(controller, viewProjection);
+            rays.insert(rays.end(), more.begin(), more.end());
+        }
+    }
+    if (rays.empty()) {
+        return;
+    }
+    flatShader->Bind();
+    for (const Matrix4& ray : rays) {
+        flatShader->SetUniformMatrix4(kUniformFlatMatrix, ray.m);
+        pointerMesh->Draw();
+    }
+    flatShader->Unbind();
 }
 
 const Scene::Rect& Scene::SubRect(std::int32_t index) const {
@@ -489,7 +524,10 @@ void Scene::UpdatePoses() {
             continue;
         }
         system->GetControllerState(i, &device.controllerState, sizeof(vr::VRControllerState_t));
-        // TODO(event interpreters): eventInterpreter->UpdateController(...).
+        if (eventInterpreter) {
+            eventInterpreter->UpdateController(i, device.poseValid, device.deviceToWorld,
+                                               device.controllerState);
+        }
     }
 }
 
@@ -521,7 +559,10 @@ void Scene::PollEvents() {
             event.eventType == vr::VREvent_ButtonUnpress) {
             vr::VRControllerState_t state = {};
             system->GetControllerState(event.trackedDeviceIndex, &state, sizeof(state));
-            // TODO(event interpreters): HandleButtonEvent(event, ToMatrix4(pose...), state).
+            if (eventInterpreter) {
+                eventInterpreter->HandleButtonEvent(
+                    event, ToMatrix4(pose.mDeviceToAbsoluteTracking), state);
+            }
         }
     }
 }

@@ -129,6 +129,8 @@ private:
     void DrawVideo(int eye, const Matrix4& inverse);
     // The frame's region for an entry of the table.
     const Rect& SubRect(std::int32_t index) const;
+    // The rays the controllers' listeners ask for, each a complete matrix.
+    void DrawPointerRays(const Matrix4& viewProjection);
     // Hands the video window panel, when the host made one, what it shows of the frame.
     void FeedVideoWindow();
     bool InitShaders(bool rectangle);
@@ -169,6 +171,8 @@ private:
     std::atomic<std::uint32_t> callbackGeneration{0};
     std::uint32_t seenCallbackGeneration = 0;
     boost::shared_ptr<IEventInterpreter> eventInterpreter;
+    // Kept between eyes so that collecting rays does not allocate every frame.
+    std::vector<Matrix4> pointerMatrices;
     boost::shared_ptr<HMDManager> hmdManager;
     Matrix4 viewMatrix = Matrix4::Identity();
     Matrix4 leftEyeMatrix = Matrix4::Identity();

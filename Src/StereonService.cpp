@@ -2,8 +2,11 @@
 
 #include <boost/weak_ptr.hpp>
 
+#include "ControllerFeedback.h"
+#include "ControllerManager.h"
 #include "GB/Device.h"
 #include "HMDManager.h"
+#include "IEventInterpreter.h"
 #include "MF/VideoFrame.h"
 #include "RenderThread.h"
 #include "Scene.h"
@@ -103,10 +106,11 @@ boost::shared_ptr<IHMDManager> StereonService::GetHMDManager() {
                  : boost::shared_ptr<IHMDManager>();
 }
 
-// TODO(event interpreters): the scene's interpreter's GetController(index).
 boost::shared_ptr<IControllerManager> StereonService::GetController(std::uint32_t index) {
-    static_cast<void>(index);
-    return boost::shared_ptr<IControllerManager>();
+    const boost::shared_ptr<IEventInterpreter> interpreter =
+        RenderThread::CurrentEventInterpreter();
+    return interpreter ? boost::shared_ptr<IControllerManager>(interpreter->GetController(index))
+                       : boost::shared_ptr<IControllerManager>();
 }
 
 // Unknown, treated as a Rift, while there is no scene.
@@ -120,15 +124,16 @@ boost::shared_ptr<IVRPanelManager> StereonService::GetPanelManager() {
 }
 
 boost::shared_ptr<IControllerFeedback> StereonService::GetControllerFeedback() {
-    // TODO(controller feedback): the free function GetControllerFeedback(), which works
-    // without a render thread.
-    return boost::shared_ptr<IControllerFeedback>();
+    // Works without a render thread; its pulses reach a runtime once one is connected.
+    return STN::GetControllerFeedback();
 }
 
 void StereonService::SetControllerAddedCallback(
     boost::shared_ptr<IControllerAddedCallback> callback) {
-    // TODO(event interpreters): the scene's interpreter's SetControllerAddedCallback.
-    static_cast<void>(callback);
+    if (const boost::shared_ptr<IEventInterpreter> interpreter =
+            RenderThread::CurrentEventInterpreter()) {
+        interpreter->SetControllerAddedCallback(callback);
+    }
 }
 
 void StereonService::SetFadeCallback(FadeCallback callback) {

@@ -31,8 +31,7 @@ public:
     // model-view-projection for `viewProjection`'s eye; the ray runs 20 units along its -Z.
     // Return none to draw none.
     virtual std::vector<Matrix4> GetPointerMatrices(
-        const boost::shared_ptr<IControllerManager>& controller,
-        const Matrix4& viewProjection) = 0;
+        const boost::shared_ptr<IControllerManager>& controller, const Matrix4& viewProjection) = 0;
 
 protected:
     ~IControllerListener() = default;

@@ -1,0 +1,96 @@
+#include "EventInterpreterWinMR.h"
+
+#include "ControllerManager.h"
+#include "OpenVRManager.h"
+#include "hostcore/debug.h"
+
+namespace STN {
+
+namespace {
+
+const std::uint32_t kMaxRoleAttempts = 1000;
+
+}  // namespace
+
+EventInterpreterWinMR::EventInterpreterWinMR()
+    : leftOffset(GripOffset(0.006f, -0.01f, 0.042f)),
+      rightOffset(GripOffset(-0.006f, -0.01f, 0.042f)) {}
+
+std::uint32_t EventInterpreterWinMR::TranslateButton(
+    const vr::VREvent_t& event, const vr::VRControllerState_t& state,
+    const boost::shared_ptr<ControllerManager>& controller) {
+    // Unlike the Vive, a press with the thumb at the pad's centre counts: it is the lower half.
+    PadRegion region = kPadNone;
+    const std::uint32_t axis = controller->trackpadAxis.load();
+    if (axis < vr::k_unControllerStateAxisCount) {
+        region = state.rAxis[axis].y > 0.05f ? kPadUpper : kPadLower;
+    }
+    return PadButton(event.data.controller.button, region);
+}
+
+std::uint32_t EventInterpreterWinMR::FindOrAddController(std::uint32_t deviceIndex) {
+    if (!openVR) {
+        return 0;
+    }
+    OpenVRManager::ScopedLock lock(*openVR);
+    vr::IVRSystem* system = openVR->GetSystem();
+    if (system == nullptr) {
+        return 0;
+    }
+    const std::int64_t found = FindController(deviceIndex);
+    if (found >= 0) {
+        ControllerManager& known = *controllers[static_cast<std::size_t>(found)];
+        if (known.GetHand() == kHandUnassigned && known.valid) {
+            DetectRole(system, deviceIndex, known);
+        }
+        return static_cast<std::uint32_t>(found);
+    }
+    boost::shared_ptr<ControllerManager> controller(new ControllerManager());
+    controller->SetDeviceIndex(deviceIndex);
+    controller->SetControllerType(kControllerFamilyWindowsMR);
+    ScanAxes(system, *controller, true);
+    controller->valid = controller->trackpadAxis.load() < 5 && controller->triggerAxis.load() < 5 &&
+                        controller->joystickAxis.load() < 5;
+    DetectRole(system, deviceIndex, *controller);
+    return AddController(controller);
+}
+
+void EventInterpreterWinMR::DetectRole(vr::IVRSystem* system, std::uint32_t deviceIndex,
+                                       ControllerManager& controller) {
+    if (!controller.valid) {
+        controller.SetHand(kHandUnassigned);
+        return;
+    }
+    if (controller.roleAttempts >= kMaxRoleAttempts) {
+        return;
+    }
+    vr::ETrackedControllerRole role = system->GetControllerRoleForTrackedDeviceIndex(deviceIndex);
+    if (role != vr::TrackedControllerRole_LeftHand && role != vr::TrackedControllerRole_RightHand) {
+        ++controller.roleAttempts;
+        if (controller.roleAttempts == kMaxRoleAttempts) {
+            static hostcore::debug::TraceSite site("STN", 5);
+            site.Write("Couldn't detect WinMR controller role, assigning anyway.");
+            // Takes the side already taken, not the free one: with only a right hand listed the
+            // newcomer is a right hand too, and with none it is the right hand.
+            bool right = false;
+            bool left = false;
+            NoteHands(true, right, left);
+            if (!left) {
+                role = vr::TrackedControllerRole_RightHand;
+            } else if (!right) {
+                role = vr::TrackedControllerRole_LeftHand;
+            }
+        }
+    }
+    controller.SetHand(HandOfRole(role));
+}
+
+Matrix4 EventInterpreterWinMR::ApplyGripOffset(std::uint32_t listIndex, const Matrix4& pose) {
+    return OffsetByHand(listIndex, pose, leftOffset, rightOffset);
+}
+
+bool EventInterpreterWinMR::RecoverControllers() {
+    return ReplaceSilentControllers();
+}
+
+}  // namespace STN
