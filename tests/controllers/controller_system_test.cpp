@@ -1,0 +1,259 @@
+// Controllers through the running library, as a video-editing host meets them: the service
+// lists them with their hands, the listener hears presses and poses that the simulated runtime
+// sends, the feedback buzzes the controller whose press the host took up, and the rays the host
+// asks for show in the eye images.
+#include <boost/make_shared.hpp>
+
+#include <mutex>
+
+#include "HostApp/ApplicationType.h"
+#include "IControllerFeedback.h"
+#include "IControllerListener.h"
+#include "IControllerManager.h"
+#include "room_view.h"
+
+namespace picturetest {
+namespace {
+
+// The runtime's event types and button identifiers.
+constexpr std::uint32_t kButtonPress = 200;
+constexpr std::uint32_t kButtonUnpress = 201;
+constexpr std::uint32_t kButtonA = 7;
+constexpr std::uint32_t kButtonTouchpad = 32;
+constexpr std::uint32_t kButtonTrigger = 33;
+
+struct Heard {
+    bool down;
+    std::uint32_t button;
+    std::uint32_t hand;
+    STN::Matrix4 pose;
+};
+
+// A host's listener; calls come on the render thread, the test reads from its own.
+class HostListener final : public STN::IControllerListener {
+public:
+    void OnButtonUp(const boost::shared_ptr<STN::IControllerManager>& controller,
+                    std::uint32_t button, const STN::Matrix4& pose) override {
+        std::lock_guard<std::mutex> lock(mutex);
+        heard.push_back({false, button, controller->GetHand(), pose});
+    }
+    bool OnButtonDown(const boost::shared_ptr<STN::IControllerManager>& controller,
+                      std::uint32_t button, const STN::Matrix4& pose) override {
+        std::lock_guard<std::mutex> lock(mutex);
+        heard.push_back({true, button, controller->GetHand(), pose});
+        return takePress;
+    }
+    void OnPoseUpdate(const boost::shared_ptr<STN::IControllerManager>&, bool,
+                      const STN::Matrix4& pose) override {
+        std::lock_guard<std::mutex> lock(mutex);
+        lastPose = pose;
+        ++poses;
+    }
+    std::vector<STN::Matrix4> GetPointerMatrices(const boost::shared_ptr<STN::IControllerManager>&,
+                                                 const STN::Matrix4& viewProjection) override {
+        std::lock_guard<std::mutex> lock(mutex);
+        if (!drawRay) {
+            return {};
+        }
+        return {viewProjection * lastPose};
+    }
+
+    std::vector<Heard> Presses() {
+        std::lock_guard<std::mutex> lock(mutex);
+        return heard;
+    }
+    STN::Matrix4 LastPose() {
+        std::lock_guard<std::mutex> lock(mutex);
+        return lastPose;
+    }
+
+    std::mutex mutex;
+    std::vector<Heard> heard;
+    STN::Matrix4 lastPose = STN::Matrix4::Identity();
+    int poses = 0;
+    bool takePress = true;
+    bool drawRay = false;
+};
+
+struct Family {
+    int profile;
+    std::uint32_t type;
+    std::uint32_t primaryButton;  // a press that means kControllerButtonPrimary
+};
+
+class ControllerSystemTest : public RoomViewTest, public ::testing::WithParamInterface<Family> {
+protected:
+    void ConfigureRuntime() override {
+        RoomViewTest::ConfigureRuntime();
+        simvr_set_profile(GetParam().profile);
+        // Controller input is a video editor's.
+        HostApp::SetApplicationType(HostApp::kApplicationTypeVideoEditor);
+    }
+    void TearDown() override {
+        RoomViewTest::TearDown();
+        HostApp::SetApplicationType(HostApp::kApplicationTypeUnknown);
+    }
+
+    // The service's controller of a runtime device, once the scene has seen it.
+    boost::shared_ptr<STN::IControllerManager> WaitForController(std::uint32_t listIndex) {
+        for (int i = 0; i < 200 && !service->GetController(listIndex); ++i) {
+            Passes(1);
+        }
+        return service->GetController(listIndex);
+    }
+    // Waits until the listener has heard `count` presses and releases.
+    static void WaitForButtons(HostListener& listener, std::size_t count) {
+        for (int i = 0; i < 120000 && listener.Presses().size() < count; ++i) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        }
+        ASSERT_EQ(listener.Presses().size(), count);
+    }
+    static void Push(std::uint32_t type, std::uint32_t device, std::uint32_t button) {
+        ASSERT_EQ(simvr_push_button_event(type, device, button, nullptr), 1);
+    }
+};
+
+TEST_P(ControllerSystemTest, TheHostHearsBothHandsAndBuzzesTheOneItAnswered) {
+    // The simulated runtime's controllers: device 1 held left, device 2 right. A Vive gives the
+    // first wand it sees the right hand whatever the user holds.
+    const boost::shared_ptr<STN::IControllerManager> first = WaitForController(0);
+    const boost::shared_ptr<STN::IControllerManager> second = WaitForController(1);
+    ASSERT_TRUE(first && second);
+    EXPECT_FALSE(service->GetController(2));
+    const bool vive = GetParam().profile == SIMVR_PROFILE_VIVE;
+    EXPECT_EQ(first->GetHand(), vive ? STN::kHandRight : STN::kHandLeft);
+    EXPECT_EQ(second->GetHand(), vive ? STN::kHandLeft : STN::kHandRight);
+    EXPECT_EQ(first->GetControllerType(), GetParam().type);
+
+    const boost::shared_ptr<HostListener> left = boost::make_shared<HostListener>();
+    const boost::shared_ptr<HostListener> right = boost::make_shared<HostListener>();
+    first->SetListener(left);
+    second->SetListener(right);
+    // The family's primary button on device 2, where the runtime puts the thumb on a pad's lower
+    // half; then the trigger on device 1, a press the host declines.
+    simvr_set_controller_axis(2, GetParam().profile == SIMVR_PROFILE_WINDOWS_MR ? 2 : 0, 0.1f,
+                              -0.6f);
+    Push(kButtonPress, 2, GetParam().primaryButton);
+    Push(kButtonUnpress, 2, GetParam().primaryButton);
+    left->takePress = false;
+    Push(kButtonPress, 1, kButtonTrigger);
+    WaitForButtons(*right, 2);
+    WaitForButtons(*left, 1);
+    const std::vector<Heard> rightHeard = right->Presses();
+    EXPECT_TRUE(rightHeard[0].down);
+    EXPECT_FALSE(rightHeard[1].down);
+    EXPECT_EQ(rightHeard[0].button, STN::kControllerButtonPrimary);
+    EXPECT_EQ(rightHeard[1].button, STN::kControllerButtonPrimary);
+    EXPECT_EQ(rightHeard[0].hand, second->GetHand());
+    EXPECT_EQ(left->Presses()[0].button, STN::kControllerButtonTrigger);
+
+    // Poses arrive every frame; the one for a controller at (0.3, 1.0, -0.5) looking ahead has
+    // its pointer where the family's grip offset puts it.
+    simvr_set_device_pose_ypr(2, 0.0f, 0.0f, 0.0f, 0.3f, 1.0f, -0.5f);
+    Passes(2);
+    const STN::Matrix4 pose = right->LastPose();
+    const float offsetX = GetParam().profile == SIMVR_PROFILE_RIFT   ? -0.00665f
+                          : GetParam().profile == SIMVR_PROFILE_VIVE ? 0.0f
+                                                                     : -0.006f;
+    const float hand = second->GetHand() == STN::kHandRight ? 1.0f : -1.0f;
+    EXPECT_NEAR(pose.m[12], 0.3f + (vive ? 0.0f : offsetX * hand * hand), 1e-5f);
+    EXPECT_GT(right->poses, 0);
+
+    // The feedback goes to device 2, whose press the host took up; the runtime records the
+    // train.
+    simvr_clear_calls();
+    service->GetControllerFeedback()->TriggerHapticPulse(2, 2500, 1, 0);
+    second->TriggerHapticPulse(1, 800, 0, 0);
+    for (int i = 0; i < 120000 && simvr_count_calls(SIMVR_CALL_HAPTIC_PULSE) < 3; ++i) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    ASSERT_EQ(simvr_count_calls(SIMVR_CALL_HAPTIC_PULSE), 3u);
+    int toDevice2 = 0;
+    for (std::uint32_t i = 0; i < simvr_get_call_count(); ++i) {
+        simvr_call call;
+        if (simvr_get_call(i, &call) && call.kind == SIMVR_CALL_HAPTIC_PULSE) {
+            toDevice2 += call.device == 2 ? 1 : 0;
+        }
+    }
+    EXPECT_EQ(toDevice2, 3);
+
+    // After the library stops the feedback object is still there, and a controller the host
+    // kept is detached but harmless.
+    service->RemoveClient(kClient);
+    EXPECT_FALSE(service->GetController(0));
+    ASSERT_TRUE(service->GetControllerFeedback());
+    service->GetControllerFeedback()->TriggerHapticPulse(1, 100, 0, 0);
+    second->TriggerHapticPulse(1, 100, 0, 0);
+    StartHost();
+}
+
+TEST_P(ControllerSystemTest, RaysTheHostAsksForShowInBothEyes) {
+    const boost::shared_ptr<STN::IControllerManager> second = WaitForController(1);
+    ASSERT_TRUE(second);
+    const boost::shared_ptr<HostListener> listener = boost::make_shared<HostListener>();
+    second->SetListener(listener);
+    // A dark surround; the controller 0.2 m below the eyes and 0.5 m ahead, turned to point
+    // left, so that its ray crosses the view. Where the family's pointer points 40 degrees down
+    // from the grip, the grip is raised as much, so every family's ray runs level.
+    service->SetVideoLayout(1, 0, 360, 180);
+    Show(UniformFrame(16, 8, Grey(30)));
+    const float raise = GetParam().profile == SIMVR_PROFILE_VIVE ? 0.0f : 40.0f;
+    simvr_set_device_pose_ypr(2, 90.0f, raise, 0.0f, 0.15f, 1.0f, -0.5f);
+    Passes(2);
+    // The ray's row in a column left of the controller, in each eye: the brightest pixel of the
+    // column.
+    auto brightestRow = [](std::uint32_t eye, int column, int* level) {
+        int best = -1;
+        *level = 0;
+        for (int row = 0; row < kViewEye; ++row) {
+            const int value = EyePixel(eye, column, row)[0];
+            if (value > *level) {
+                *level = value;
+                best = row;
+            }
+        }
+        return best;
+    };
+    int level = 0;
+    HoldRenderLoop();
+    brightestRow(0, 30, &level);
+    EXPECT_LT(level, 60) << "a ray before the host asked for one";
+    ReleaseRenderLoop();
+
+    {
+        std::lock_guard<std::mutex> lock(listener->mutex);
+        listener->drawRay = true;
+    }
+    Passes(2);
+    HoldRenderLoop();
+    for (std::uint32_t eye = 0; eye < 2; ++eye) {
+        SCOPED_TRACE("eye " + std::to_string(eye));
+        for (int column : {10, 30, 50}) {
+            const int row = brightestRow(eye, column, &level);
+            // A one-pixel line between two rows shares its white between them.
+            EXPECT_GT(level, 120) << "no ray in column " << column;
+            // The level ray's height and distance are those of the pointer the host was given
+            // (the bottom row is 0): 26 rows below the middle without a grip offset.
+            const STN::Matrix4 pointer = listener->LastPose();
+            const float expected =
+                kViewEye / 2 + kViewEye / 2 * (pointer.m[13] - kEyeHeight) / -pointer.m[14];
+            EXPECT_NEAR(row, expected, 1.5f);
+        }
+    }
+    ReleaseRenderLoop();
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Families, ControllerSystemTest,
+    ::testing::Values(Family{SIMVR_PROFILE_VIVE, STN::kControllerFamilyVive, kButtonTouchpad},
+                      Family{SIMVR_PROFILE_WINDOWS_MR, STN::kControllerFamilyWindowsMR,
+                             kButtonTouchpad},
+                      Family{SIMVR_PROFILE_RIFT, STN::kControllerFamilyRift, kButtonA}),
+    [](const ::testing::TestParamInfo<Family>& info) {
+        return info.param.profile == SIMVR_PROFILE_VIVE         ? std::string("Vive")
+               : info.param.profile == SIMVR_PROFILE_WINDOWS_MR ? std::string("WindowsMR")
+                                                                : std::string("Rift");
+    });
+
+}  // namespace
+}  // namespace picturetest
