@@ -2,78 +2,10 @@
 // lists them with their hands, the listener hears presses and poses that the simulated runtime
 // sends, the feedback buzzes the controller whose press the host took up, and the rays the host
 // asks for show in the eye images.
-#include <boost/make_shared.hpp>
-
-#include <mutex>
-
-#include "HostApp/ApplicationType.h"
-#include "IControllerFeedback.h"
-#include "IControllerListener.h"
-#include "IControllerManager.h"
-#include "room_view.h"
+#include "controller_support.h"
 
 namespace picturetest {
 namespace {
-
-// The runtime's event types and button identifiers.
-constexpr std::uint32_t kButtonPress = 200;
-constexpr std::uint32_t kButtonUnpress = 201;
-constexpr std::uint32_t kButtonA = 7;
-constexpr std::uint32_t kButtonTouchpad = 32;
-constexpr std::uint32_t kButtonTrigger = 33;
-
-struct Heard {
-    bool down;
-    std::uint32_t button;
-    std::uint32_t hand;
-    STN::Matrix4 pose;
-};
-
-// A host's listener; calls come on the render thread, the test reads from its own.
-class HostListener final : public STN::IControllerListener {
-public:
-    void OnButtonUp(const boost::shared_ptr<STN::IControllerManager>& controller,
-                    std::uint32_t button, const STN::Matrix4& pose) override {
-        std::lock_guard<std::mutex> lock(mutex);
-        heard.push_back({false, button, controller->GetHand(), pose});
-    }
-    bool OnButtonDown(const boost::shared_ptr<STN::IControllerManager>& controller,
-                      std::uint32_t button, const STN::Matrix4& pose) override {
-        std::lock_guard<std::mutex> lock(mutex);
-        heard.push_back({true, button, controller->GetHand(), pose});
-        return takePress;
-    }
-    void OnPoseUpdate(const boost::shared_ptr<STN::IControllerManager>&, bool,
-                      const STN::Matrix4& pose) override {
-        std::lock_guard<std::mutex> lock(mutex);
-        lastPose = pose;
-        ++poses;
-    }
-    std::vector<STN::Matrix4> GetPointerMatrices(const boost::shared_ptr<STN::IControllerManager>&,
-                                                 const STN::Matrix4& viewProjection) override {
-        std::lock_guard<std::mutex> lock(mutex);
-        if (!drawRay) {
-            return {};
-        }
-        return {viewProjection * lastPose};
-    }
-
-    std::vector<Heard> Presses() {
-        std::lock_guard<std::mutex> lock(mutex);
-        return heard;
-    }
-    STN::Matrix4 LastPose() {
-        std::lock_guard<std::mutex> lock(mutex);
-        return lastPose;
-    }
-
-    std::mutex mutex;
-    std::vector<Heard> heard;
-    STN::Matrix4 lastPose = STN::Matrix4::Identity();
-    int poses = 0;
-    bool takePress = true;
-    bool drawRay = false;
-};
 
 struct Family {
     int profile;
@@ -81,36 +13,10 @@ struct Family {
     std::uint32_t primaryButton;  // a press that means kControllerButtonPrimary
 };
 
-class ControllerSystemTest : public RoomViewTest, public ::testing::WithParamInterface<Family> {
+class ControllerSystemTest : public ControllerHostTest,
+                             public ::testing::WithParamInterface<Family> {
 protected:
-    void ConfigureRuntime() override {
-        RoomViewTest::ConfigureRuntime();
-        simvr_set_profile(GetParam().profile);
-        // Controller input is a video editor's.
-        HostApp::SetApplicationType(HostApp::kApplicationTypeVideoEditor);
-    }
-    void TearDown() override {
-        RoomViewTest::TearDown();
-        HostApp::SetApplicationType(HostApp::kApplicationTypeUnknown);
-    }
-
-    // The service's controller of a runtime device, once the scene has seen it.
-    boost::shared_ptr<STN::IControllerManager> WaitForController(std::uint32_t listIndex) {
-        for (int i = 0; i < 200 && !service->GetController(listIndex); ++i) {
-            Passes(1);
-        }
-        return service->GetController(listIndex);
-    }
-    // Waits until the listener has heard `count` presses and releases.
-    static void WaitForButtons(HostListener& listener, std::size_t count) {
-        for (int i = 0; i < 120000 && listener.Presses().size() < count; ++i) {
-            std::this_thread::sleep_for(std::chrono::milliseconds(1));
-        }
-        ASSERT_EQ(listener.Presses().size(), count);
-    }
-    static void Push(std::uint32_t type, std::uint32_t device, std::uint32_t button) {
-        ASSERT_EQ(simvr_push_button_event(type, device, button, nullptr), 1);
-    }
+    int Profile() const override { return GetParam().profile; }
 };
 
 TEST_P(ControllerSystemTest, TheHostHearsBothHandsAndBuzzesTheOneItAnswered) {

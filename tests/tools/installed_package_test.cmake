@@ -40,6 +40,9 @@ foreach(file
         include/stereon/IPanel.h
         include/stereon/IVRPanelManager.h
         include/stereon/IVRQuad.h
+        include/stereon/IControllerManager.h
+        include/stereon/IControllerListener.h
+        include/stereon/IControllerFeedback.h
         include/stereon/hostkit/hostvirtualui/vr/VRQuad.h
         include/stereon/hostkit/GB/Device.h
         include/stereon/hostkit/VF/VideoFrame.h
