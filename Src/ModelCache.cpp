@@ -93,9 +93,14 @@ boost::shared_ptr<Model> ModelCache::PollModel(ModelCacheEntry& entry) {
     // Held to the end, building included: the runtime's memory is read until the meshes and
     // the texture have their copies, and must not go with a shutdown in between.
     openVR->Lock();
+    // Let go however the poll ends: an exception out of the building would otherwise keep the
+    // runtime from every other user for good.
+    struct EndOfPoll {
+        OpenVRManager& manager;
+        ~EndOfPoll() { manager.Unlock(); }
+    } end{*openVR};
     vr::IVRRenderModels* renderModels = openVR->GetRenderModels();
     if (renderModels == nullptr) {
-        openVR->Unlock();
         return model;
     }
 
@@ -124,7 +129,6 @@ boost::shared_ptr<Model> ModelCache::PollModel(ModelCacheEntry& entry) {
         entry.renderModels.clear();
         entry.renderTexture.reset();
     }
-    openVR->Unlock();
     return model;
 }
 
