@@ -60,7 +60,7 @@ bool Scene::Init(const boost::shared_ptr<IGraphicsContext>& context,
     hmdManager.reset(new HMDManager());
     hmdManager->SetHMDType(static_cast<std::int32_t>(hmdType));
 
-    // TODO(model loading): models.SetContext(context).
+    models.SetContext(context);
     devices.assign(vr::k_unMaxTrackedDeviceCount, TrackedDeviceState());
 
     // The first texture settles the sampler kind for the Scene's whole life.
@@ -75,7 +75,13 @@ bool Scene::Init(const boost::shared_ptr<IGraphicsContext>& context,
     rightEyeMatrix = GetEyeMatrix(1);
     InitPointerMesh();
     InitTargets();
-    // TODO(model loading): LoadDeviceModel for each connected device from index 1 on.
+    // The headset, index 0, is not drawn.
+    for (std::uint32_t index = 1; index < devices.size(); ++index) {
+        vr::IVRSystem* system = openVR->GetSystem();
+        if (system != nullptr && system->IsTrackedDeviceConnected(index)) {
+            LoadDeviceModel(index);
+        }
+    }
 
     theaterEnabled = ReadBooleanKey("Stereon.EnableTheaterMode", theaterEnabled);
     theater.reset(new TheaterMode("SimplifiedRoom"));
@@ -134,9 +140,10 @@ void Scene::InitTargets() {
 
 void Scene::Shutdown() {
     for (TrackedDeviceState& device : devices) {
-        static_cast<void>(device);  // TODO(model loading): drop the device's model.
+        device.model.reset();
     }
     devices.clear();
+    models.Clear();
     if (videoMesh) {
         videoMesh->Release();
         videoMesh.reset();
@@ -340,13 +347,52 @@ void Scene::DrawEye(int eye) {
     }
     graphicsContext->SetDepthTest(true, kDepthLess);
     graphicsContext->SetDepthWrite(true);
-    // TODO(model loading): the controllers.
+    DrawControllers(eye);
     if (!panelManager) {
         return;
     }
     FeedVideoWindow();
     DrawPointerRays(GetViewProjection(eye));
     panelManager->Draw(GetViewProjection(eye));
+}
+
+void Scene::DrawControllers(int eye) {
+    for (std::uint32_t index = 0; index < devices.size(); ++index) {
+        TrackedDeviceState& device = devices[index];
+        if (!device.poseValid || device.deviceClass != vr::TrackedDeviceClass_Controller) {
+            continue;
+        }
+        if (!device.model || device.model->GetState() != ModelState::Loaded) {
+            LoadDeviceModel(index);
+            continue;
+        }
+        // Fetched again for the drawing, so the moving parts show this moment's state.
+        vr::VRControllerState_t state = {};
+        if (vr::IVRSystem* system = openVR->GetSystem()) {
+            system->GetControllerState(index, &state, sizeof(state));
+        }
+        device.model->Draw(state, GetViewProjection(eye) * device.deviceToWorld);
+    }
+}
+
+void Scene::LoadDeviceModel(std::uint32_t index) {
+    if (index >= devices.size()) {
+        return;
+    }
+    TrackedDeviceState& device = devices[index];
+    if ((device.model && device.model->GetState() == ModelState::Loaded) ||
+        device.modelAttempts > 3) {
+        return;
+    }
+    const std::string name = OpenVRManager::GetStringProperty(openVR->GetSystem(), index,
+                                                              vr::Prop_RenderModelName_String);
+    const boost::shared_ptr<Model> model = models.GetModel(name);
+    if (!model || model->GetState() == ModelState::Failed) {
+        ++device.modelAttempts;
+        return;
+    }
+    // A load in progress costs no attempt.
+    device.model = model;
 }
 
 void Scene::DrawPointerRays(const Matrix4& viewProjection) {

@@ -12,6 +12,7 @@
 #include <mutex>
 #include <vector>
 
+#include "ModelCache.h"
 #include "StereonTypes.h"
 #include "hostmediatypes/PixelAspectRatio.h"
 #include "stnvr/vr_types.h"
@@ -44,6 +45,7 @@ public:
     struct TrackedDeviceState {
         bool poseValid = false;
         std::uint32_t modelAttempts = 0;
+        boost::shared_ptr<Model> model;
         vr::TrackedDevicePose_t pose = {};
         Matrix4 deviceToWorld = Matrix4::Identity();
         vr::ETrackedDeviceClass deviceClass = vr::TrackedDeviceClass_Invalid;
@@ -129,6 +131,11 @@ private:
     void DrawVideo(int eye, const Matrix4& inverse);
     // The frame's region for an entry of the table.
     const Rect& SubRect(std::int32_t index) const;
+    // Each controller with a valid pose, drawn with its model once that has loaded; until then
+    // the drawing polls the load.
+    void DrawControllers(int eye);
+    // Asks the cache for the device's render model; a fourth failure ends the asking.
+    void LoadDeviceModel(std::uint32_t index);
     // The rays the controllers' listeners ask for, each a complete matrix.
     void DrawPointerRays(const Matrix4& viewProjection);
     // Hands the video window panel, when the host made one, what it shows of the frame.
@@ -160,6 +167,7 @@ private:
     boost::shared_ptr<IRenderTarget> leftTarget;
     boost::shared_ptr<IRenderTarget> rightTarget;
     boost::shared_ptr<IVRPanelManager> panelManager;
+    ModelCache models;
     std::vector<TrackedDeviceState> devices;
     // The render thread's own copies, called without a lock; copied from the host's under
     // callbackMutex only when callbackGeneration has moved, so no frame copies a callback.

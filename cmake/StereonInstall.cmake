@@ -17,6 +17,15 @@ install(TARGETS stereon EXPORT StereonTargets
     LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
     RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR}
     INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/stereon)
+# The controller model files, which the library looks for in <modules>/Stereon/models, <modules>
+# being the directory of the host's modules: where the library is installed.
+if(WIN32)
+    set(STEREON_INSTALL_MODULESDIR ${CMAKE_INSTALL_BINDIR})
+else()
+    set(STEREON_INSTALL_MODULESDIR ${CMAKE_INSTALL_LIBDIR})
+endif()
+install(DIRECTORY ${PROJECT_SOURCE_DIR}/Src/models/
+    DESTINATION ${STEREON_INSTALL_MODULESDIR}/Stereon/models)
 install(TARGETS hostkit stereon_openvr openvr_headers EXPORT StereonTargets
     LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
     RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})

@@ -90,6 +90,15 @@ protected:
         HostApp::SetApplicationType(HostApp::kApplicationTypeUnknown);
     }
 
+    // Stops the library, sets the runtime up anew (for a change to what ConfigureRuntime does)
+    // and starts again.
+    void ResetAndStart() {
+        service->RemoveClient(kClient);
+        simvr::ResetRuntime();
+        simvr_set_readback(1);
+        ConfigureRuntime();
+        StartHost();
+    }
     // The service's controller of a runtime device, once the scene has seen it.
     boost::shared_ptr<STN::IControllerManager> WaitForController(std::uint32_t listIndex) {
         for (int i = 0; i < 200 && !service->GetController(listIndex); ++i) {

@@ -149,6 +149,10 @@ protected:
         ASSERT_TRUE(simvr::InstallVrPathFile(home, &error)) << error;
         simvr_set_render_target_size(kEyeSize, kEyeSize);
         simvr_set_readback(1);
+        // The runtime's two controllers would stand in the picture below the eyes; tests of
+        // controllers bring their own.
+        simvr_set_device_connected(SIMVR_DEVICE_LEFT_CONTROLLER, 0);
+        simvr_set_device_connected(SIMVR_DEVICE_RIGHT_CONTROLLER, 0);
         ConfigureRuntime();
         hostcore::config::UsageLogger::SetPresent(true);
         hostcore::config::UsageLogger::Get()->Clear();

@@ -46,7 +46,9 @@ foreach(file
         include/stereon/hostkit/hostvirtualui/vr/VRQuad.h
         include/stereon/hostkit/GB/Device.h
         include/stereon/hostkit/VF/VideoFrame.h
-        include/stnvr/vr_client.h)
+        include/stnvr/vr_client.h
+        lib/Stereon/models/winmr/left/controller-left.obj
+        lib/Stereon/models/winmr/right/controller-right.obj)
     if(NOT EXISTS ${prefix}/${file})
         message(FATAL_ERROR "the install lacks ${file}")
     endif()

@@ -1,0 +1,606 @@
+// Controller render models loaded through the project's OpenVR client from the simulated runtime
+// onto a real GL context: the polling, the component table, failures and the second chance, the
+// OpenVR memory given back, the Windows Mixed Reality remap to the library's own files, the
+// moving parts when drawn, and clearing.
+#include <GL/glew.h>
+
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <cstdlib>
+#include <cstring>
+#include <fstream>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "GB/Device.h"
+#include "IMesh.h"
+#include "IRenderTarget.h"
+#include "ITexture.h"
+#include "Model.h"
+#include "ModelCache.h"
+#include "OpenGL/GraphicsContextOGL.h"
+#include "OpenGL/MeshOGL.h"
+#include "OpenGL/TextureOGL.h"
+#include "OpenVRManager.h"
+#include "ShaderRegistry.h"
+#include "gl_test_context.h"
+#include "hostcore/filesupport.h"
+#include "simvr/simvr_control.h"
+#include "simvr/simvr_setup.h"
+#include "stnvr/vr_client.h"
+#include "stnvr/vr_interfaces.h"
+
+namespace {
+
+using STN::Matrix4;
+using STN::Model;
+using STN::ModelCache;
+using STN::ModelState;
+
+const char* const kVive = "vr_controller_vive_1_5";
+const char* const kRiftLeft = "oculus_cv1_controller_left";
+const char* const kRiftRight = "oculus_cv1_controller_right";
+// Listed by the simulated runtime, which has no components for it.
+const char* const kGeneric = "simvr_controller";
+// The names the simulated Windows Mixed Reality driver gives its controllers.
+const char* const kWinMRLeft =
+    "C:\\Users\\simvr\\AppData\\Local\\Microsoft\\Windows\\OpenVR\\controller_1115_16_1\\"
+    "controller.obj";
+const char* const kWinMRRight =
+    "C:\\Users\\simvr\\AppData\\Local\\Microsoft\\Windows\\OpenVR\\controller_1115_16_2\\"
+    "controller.obj";
+
+const int kPolls = 3;
+// Far more polls than any load here needs.
+const int kPollLimit = 40;
+
+std::string ModelsDirectory(const std::string& modules) {
+    return modules + "/Stereon/models/winmr";
+}
+
+// Triangles of an OBJ file's polygon faces, counted the way a loader fans them.
+int CountObjTriangles(const std::string& path) {
+    std::ifstream file(path);
+    int triangles = 0;
+    std::string line;
+    while (std::getline(file, line)) {
+        std::istringstream in(line);
+        std::string tag;
+        in >> tag;
+        if (tag != "f") {
+            continue;
+        }
+        int corners = 0;
+        std::string corner;
+        while (in >> corner) {
+            ++corners;
+        }
+        triangles += corners - 2;
+    }
+    return triangles;
+}
+
+std::vector<std::string> ComponentNames(const Model& model) {
+    std::vector<std::string> names;
+    for (const boost::shared_ptr<STN::IMesh>& mesh : model.GetComponents()) {
+        names.push_back(mesh->GetName());
+    }
+    return names;
+}
+
+class ModelCacheTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        simvr::ResetRuntime();
+        ::unsetenv("STEREON_MODULES_DIR");
+        home = simvr::MakeTempDirectory("stn-models-");
+        ASSERT_FALSE(home.empty());
+        std::string error;
+        ASSERT_TRUE(simvr::InstallVrPathFile(home, &error)) << error;
+        simvr_set_model_load_polls(kPolls);
+        liveModelsBefore = simvr_get_live_model_count();
+        liveTexturesBefore = simvr_get_live_texture_count();
+
+        std::string reason;
+        device = GB::Device::Create(GB::kDeviceKind_OpenCLNoSharing, &reason);
+        if (!device) {
+            GTEST_SKIP() << "no host device with an offscreen context: " << reason;
+        }
+        context = STN::CreateGraphicsContext("RenderContext");
+        context->BindDevice(device);
+        ASSERT_TRUE(context->CreateVersionedContext(4, boost::shared_ptr<STN::IGraphicsContext>()));
+        context->MakeCurrentAndLock();
+        STN::ShaderRegistry::Instance().SetGraphicsContext(context);
+
+        openVR = STN::OpenVRManager::Instance();
+        Connect();
+        cache.SetContext(context);
+    }
+
+    void TearDown() override {
+        ::unsetenv("STEREON_MODULES_DIR");
+        cache.Clear();
+        if (context) {
+            STN::ShaderRegistry::DestroyInstance();
+            context->UnlockAndRelease();
+            context.reset();
+        }
+        if (openVR) {
+            openVR->Shutdown();
+            openVR.reset();
+        }
+        vr::VR_Shutdown();
+        simvr::ResetRuntime();
+        simvr::ClearEnvironment();
+        std::system(("rm -rf '" + home + "'").c_str());
+    }
+
+    void Connect() {
+        vr::EVRInitError error = vr::VRInitError_None;
+        ASSERT_TRUE(openVR->Init(error)) << error;
+        ASSERT_NE(openVR->GetRenderModels(), nullptr);
+    }
+
+    // Asks for the model until it is no longer Loading; `polls` gets the number of requests.
+    boost::shared_ptr<Model> Settle(const std::string& name, int* polls = nullptr) {
+        boost::shared_ptr<Model> model;
+        for (int poll = 1; poll <= kPollLimit; ++poll) {
+            model = cache.GetModel(name);
+            if (!model || model->GetState() != ModelState::Loading) {
+                if (polls != nullptr) {
+                    *polls = poll;
+                }
+                break;
+            }
+        }
+        return model;
+    }
+
+    // The texture a runtime model refers to, asked of the runtime directly.
+    vr::TextureID_t TextureOf(const char* renderModel) {
+        vr::IVRRenderModels* renderModels = openVR->GetRenderModels();
+        vr::RenderModel_t* model = nullptr;
+        for (int poll = 0; poll < kPollLimit; ++poll) {
+            if (renderModels->LoadRenderModel_Async(renderModel, &model) !=
+                vr::VRRenderModelError_Loading) {
+                break;
+            }
+        }
+        if (model == nullptr) {
+            ADD_FAILURE() << renderModel << " did not load";
+            return vr::INVALID_TEXTURE_ID;
+        }
+        const vr::TextureID_t id = model->diffuseTextureId;
+        renderModels->FreeRenderModel(model);
+        return id;
+    }
+
+    // Counted against what the runtime held when the test began: memory handed out to a
+    // connection that ended without freeing it outlives a reset of the runtime.
+    int LiveModels() const { return simvr_get_live_model_count() - liveModelsBefore; }
+    int LiveTextures() const { return simvr_get_live_texture_count() - liveTexturesBefore; }
+
+    void ExpectRuntimeMemoryReturned() const {
+        EXPECT_EQ(LiveModels(), 0);
+        EXPECT_EQ(LiveTextures(), 0);
+        EXPECT_EQ(simvr_get_invalid_free_count(), 0);
+    }
+
+    std::string home;
+    int liveModelsBefore = 0;
+    int liveTexturesBefore = 0;
+    boost::shared_ptr<GB::Device> device;
+    boost::shared_ptr<STN::GraphicsContextOGL> context;
+    boost::shared_ptr<STN::OpenVRManager> openVR;
+    ModelCache cache;
+};
+
+TEST_F(ModelCacheTest, TableModelLoadsOnePollAtATimeAndGivesTheRuntimeItsMemoryBack) {
+    // The components answer Loading kPolls times, then the texture, asked for in the poll the
+    // components arrive in, kPolls times more.
+    boost::shared_ptr<Model> first;
+    for (int poll = 1; poll <= 2 * kPolls; ++poll) {
+        const boost::shared_ptr<Model> model = cache.GetModel(kVive);
+        ASSERT_TRUE(model);
+        if (!first) {
+            first = model;
+        }
+        // Every request of the name, also from a second device, gets the same model.
+        EXPECT_EQ(model, first);
+        EXPECT_EQ(model->GetState(), ModelState::Loading) << "poll " << poll;
+        EXPECT_EQ(model->GetComponentCount(), 0u);
+        EXPECT_EQ(simvr_get_model_load_calls(nullptr),
+                  poll <= kPolls + 1 ? 7 * poll : 7 * (kPolls + 1))
+            << "each poll asks every component not yet held, once";
+        if (poll > kPolls) {
+            EXPECT_EQ(LiveModels(), 7) << "held until the meshes exist";
+        }
+    }
+    const boost::shared_ptr<Model> model = cache.GetModel(kVive);
+    EXPECT_EQ(model, first);
+    ASSERT_EQ(model->GetState(), ModelState::Loaded);
+    EXPECT_EQ(model->GetName(), kVive);
+    EXPECT_EQ(ComponentNames(*model),
+              (std::vector<std::string>{"body", "button", "lgrip", "rgrip", "sys_button",
+                                        "trackpad", "trigger"}));
+    ASSERT_TRUE(model->GetTexture());
+    EXPECT_EQ(model->GetTexture()->GetName(), std::string(kVive) + "_Texture");
+    EXPECT_GT(model->GetTexture()->GetWidth(), 0u);
+    ExpectRuntimeMemoryReturned();
+
+    // Loaded is final: no more runtime work for the name.
+    const int calls = simvr_get_model_load_calls(nullptr);
+    EXPECT_EQ(cache.GetModel(kVive), model);
+    EXPECT_EQ(cache.GetModel(kVive)->GetState(), ModelState::Loaded);
+    EXPECT_EQ(simvr_get_model_load_calls(nullptr), calls);
+    EXPECT_EQ(cache.GetEntryCount(), 1u);
+}
+
+TEST_F(ModelCacheTest, EachTableRowLoadsItsComponentsInOrder) {
+    const std::vector<std::pair<const char*, std::vector<std::string>>> rows = {
+        {kVive, {"body", "button", "lgrip", "rgrip", "sys_button", "trackpad", "trigger"}},
+        {kRiftLeft, {"body", "enter_button", "grip", "thumbstick", "trigger"}},
+        {kRiftRight, {"body", "home_button", "grip", "thumbstick", "trigger"}},
+    };
+    for (const auto& row : rows) {
+        const boost::shared_ptr<Model> model = Settle(row.first);
+        ASSERT_TRUE(model) << row.first;
+        EXPECT_EQ(model->GetState(), ModelState::Loaded) << row.first;
+        EXPECT_EQ(ComponentNames(*model), row.second) << row.first;
+        // Each component is its own runtime model, and the whole model is never asked for.
+        EXPECT_EQ(simvr_get_model_load_calls(row.first), 0) << row.first;
+        EXPECT_GT(simvr_get_model_load_calls((std::string(row.first) + "_trigger").c_str()), 0);
+    }
+    EXPECT_EQ(cache.GetEntryCount(), 3u);
+    EXPECT_NE(cache.GetModel(kRiftLeft), cache.GetModel(kRiftRight));
+    ExpectRuntimeMemoryReturned();
+}
+
+TEST_F(ModelCacheTest, NameOutsideTheTableLoadsWholeAndAFailureGetsOneSecondChance) {
+    // A model without a table row loads as one component named after the model.
+    const boost::shared_ptr<Model> whole = Settle(kGeneric);
+    ASSERT_TRUE(whole);
+    ASSERT_EQ(whole->GetState(), ModelState::Loaded);
+    EXPECT_EQ(ComponentNames(*whole), std::vector<std::string>{kGeneric});
+    cache.Clear();
+    cache.SetContext(context);
+
+    ASSERT_EQ(simvr_set_model_error(kGeneric, vr::VRRenderModelError_InvalidModel), 1);
+    const int before = simvr_get_model_load_calls(kGeneric);
+    int polls = 0;
+    const boost::shared_ptr<Model> failed = Settle(kGeneric, &polls);
+    ASSERT_TRUE(failed);
+    EXPECT_EQ(failed->GetState(), ModelState::Failed);
+    const int afterFailure = simvr_get_model_load_calls(kGeneric);
+    EXPECT_EQ(afterFailure - before, polls) << "one load of the name a poll until it fails";
+    ExpectRuntimeMemoryReturned();
+
+    // The next request starts over once, with a new model, under the same name.
+    const boost::shared_ptr<Model> retried = cache.GetModel(kGeneric);
+    ASSERT_TRUE(retried);
+    EXPECT_NE(retried, failed);
+    EXPECT_EQ(retried->GetName(), kGeneric);
+    EXPECT_EQ(retried->GetState(), ModelState::Failed);
+    EXPECT_EQ(simvr_get_model_load_calls(kGeneric), afterFailure + 1);
+
+    // Then it stays failed, and the runtime is not asked again.
+    for (int i = 0; i < 5; ++i) {
+        EXPECT_EQ(cache.GetModel(kGeneric), retried);
+    }
+    EXPECT_EQ(retried->GetState(), ModelState::Failed);
+    EXPECT_EQ(simvr_get_model_load_calls(kGeneric), afterFailure + 1);
+    ExpectRuntimeMemoryReturned();
+
+    // A name that names nothing gets no model and costs no runtime call.
+    const int all = simvr_get_model_load_calls(nullptr);
+    EXPECT_FALSE(cache.GetModel(""));
+    EXPECT_EQ(simvr_get_model_load_calls(nullptr), all);
+}
+
+TEST_F(ModelCacheTest, TableModelWithOneBadComponentFailsAsAWholeWithoutASecondChance) {
+    const std::string trigger = std::string(kVive) + "_trigger";
+    ASSERT_EQ(simvr_set_model_error(trigger.c_str(), vr::VRRenderModelError_InvalidModel), 1);
+    const boost::shared_ptr<Model> model = Settle(kVive);
+    ASSERT_TRUE(model);
+    EXPECT_EQ(model->GetState(), ModelState::Failed);
+    EXPECT_EQ(model->GetComponentCount(), 0u);
+    // The other components were asked for to the end, and their memory is back with the runtime.
+    EXPECT_GT(simvr_get_model_load_calls((std::string(kVive) + "_body").c_str()), kPolls);
+    ExpectRuntimeMemoryReturned();
+
+    const int calls = simvr_get_model_load_calls(nullptr);
+    for (int i = 0; i < 5; ++i) {
+        EXPECT_EQ(cache.GetModel(kVive), model);
+    }
+    EXPECT_EQ(model->GetState(), ModelState::Failed);
+    EXPECT_EQ(simvr_get_model_load_calls(nullptr), calls);
+}
+
+TEST_F(ModelCacheTest, TextureFailureFailsTheModel) {
+    simvr_set_model_load_polls(0);
+    const vr::TextureID_t texture = TextureOf((std::string(kRiftLeft) + "_body").c_str());
+    ASSERT_NE(texture, vr::INVALID_TEXTURE_ID);
+    simvr_set_model_load_polls(kPolls);
+    ASSERT_EQ(simvr_set_texture_error(texture, vr::VRRenderModelError_InvalidTexture), 1);
+
+    const boost::shared_ptr<Model> model = Settle(kRiftLeft);
+    ASSERT_TRUE(model);
+    EXPECT_EQ(model->GetState(), ModelState::Failed);
+    EXPECT_FALSE(model->GetTexture());
+    EXPECT_EQ(model->GetComponentCount(), 0u);
+    ExpectRuntimeMemoryReturned();
+}
+
+TEST_F(ModelCacheTest, WithoutRuntimeOrContextAModelWaitsAndLoadsLater) {
+    ModelCache withoutContext;
+    const boost::shared_ptr<Model> waiting = withoutContext.GetModel(kVive);
+    ASSERT_TRUE(waiting);
+    EXPECT_EQ(waiting->GetState(), ModelState::Loading);
+    EXPECT_EQ(simvr_get_model_load_calls(nullptr), 0);
+
+    openVR->Shutdown();
+    ASSERT_EQ(openVR->GetRenderModels(), nullptr);
+    for (int i = 0; i < 3; ++i) {
+        const boost::shared_ptr<Model> model = cache.GetModel(kVive);
+        ASSERT_TRUE(model);
+        EXPECT_EQ(model->GetState(), ModelState::Loading);
+    }
+    EXPECT_EQ(simvr_get_model_load_calls(nullptr), 0);
+
+    Connect();
+    const boost::shared_ptr<Model> model = Settle(kVive);
+    ASSERT_TRUE(model);
+    EXPECT_EQ(model->GetState(), ModelState::Loaded);
+    EXPECT_EQ(model->GetComponentCount(), 7u);
+    ExpectRuntimeMemoryReturned();
+}
+
+TEST_F(ModelCacheTest, RuntimeGoneDuringALoadFreesNothingAndCrashesNothing) {
+    for (int poll = 0; poll <= kPolls; ++poll) {
+        cache.GetModel(kRiftRight);
+    }
+    ASSERT_EQ(cache.GetModel(kRiftRight)->GetState(), ModelState::Loading);
+    const int live = LiveModels();
+    ASSERT_EQ(live, 5) << "the components arrived; the texture is still loading";
+
+    openVR->Shutdown();
+    EXPECT_EQ(cache.GetModel(kRiftRight)->GetState(), ModelState::Loading);
+    // Freeing through an interface of a connection that has ended would reach a gone runtime.
+    cache.Clear();
+    EXPECT_EQ(LiveModels(), live);
+    EXPECT_EQ(simvr_get_invalid_free_count(), 0);
+}
+
+TEST_F(ModelCacheTest, WindowsMixedRealityControllersAreDrawnFromTheLibrarysOwnFiles) {
+    const std::string modules = hostcore::filesupport::commondirs::ApplicationModules().Path();
+    const std::string left = ModelsDirectory(modules) + "/left/controller-left.obj";
+    const std::string right = ModelsDirectory(modules) + "/right/controller-right.obj";
+
+    // Remapped by the backslash form of a path, whichever slashes it came with.
+    EXPECT_EQ(ModelCache::ResolveRenderModelName(kWinMRLeft), left);
+    EXPECT_EQ(ModelCache::ResolveRenderModelName(kWinMRRight), right);
+    EXPECT_EQ(ModelCache::ResolveRenderModelName(
+                  "C:/Users/someone/AppData/Local/Microsoft/Windows/OpenVR/controller_1/"
+                  "controller_1/controller.obj"),
+              left);
+    EXPECT_EQ(ModelCache::ResolveRenderModelName(
+                  "D:\\Microsoft/Windows\\OpenVR/controller_045E_065B_1\\controller.obj"),
+              left);
+    // Holding both markers makes a right controller.
+    EXPECT_EQ(ModelCache::ResolveRenderModelName(
+                  "C:/Microsoft/Windows/OpenVR/controller_1/controller.obj/x_2/controller.obj"),
+              right);
+    EXPECT_EQ(ModelCache::ResolveRenderModelName(
+                  "C:/Microsoft/Windows/OpenVR/controller_2/controller.obj/x_1/controller.obj"),
+              right);
+    // Anything else comes back as it was, slashes included.
+    for (const char* unchanged :
+         {"C:/Program Files/Steam/rendermodels/vr_controller_vive_1_5/body.obj",
+          "C:/Users/x/AppData/Local/microsoft/windows/openvr/controller_1/controller.obj",
+          "C:/Users/x/AppData/Local/Microsoft/Windows/OpenVR/controller_3/controller.obj",
+          "C:/Users/x/AppData/Local/Microsoft/Windows/OpenVR/headset_1/controller.obj", kVive,
+          ""}) {
+        EXPECT_EQ(ModelCache::ResolveRenderModelName(unchanged), unchanged);
+    }
+
+    // The build put the files where the library looks; the runtime parses them.
+    for (const auto& controller : std::vector<std::pair<const char*, std::string>>{
+             {kWinMRLeft, left}, {kWinMRRight, right}}) {
+        const int triangles = CountObjTriangles(controller.second);
+        ASSERT_GT(triangles, 0) << controller.second << " is missing or has no faces";
+        const boost::shared_ptr<Model> model = Settle(controller.first);
+        ASSERT_TRUE(model);
+        ASSERT_EQ(model->GetState(), ModelState::Loaded) << controller.second;
+        EXPECT_EQ(model->GetName(), controller.first);
+        ASSERT_EQ(model->GetComponentCount(), 1u);
+        EXPECT_EQ(model->GetComponents()[0]->GetName(), controller.second);
+        const auto mesh = boost::dynamic_pointer_cast<STN::MeshOGL>(model->GetComponents()[0]);
+        ASSERT_TRUE(mesh);
+        EXPECT_EQ(mesh->GetIndexCount(), static_cast<std::uint32_t>(3 * triangles));
+        EXPECT_GT(simvr_get_model_load_calls(controller.second.c_str()), 0);
+        EXPECT_EQ(simvr_get_model_load_calls(controller.first), 0)
+            << "the driver's own model was not needed";
+    }
+    ExpectRuntimeMemoryReturned();
+}
+
+TEST_F(ModelCacheTest, MissingRemappedFileFallsBackToTheDriversModel) {
+    // Modules somewhere without the model files.
+    const std::string modules = home + "/modules";
+    ASSERT_EQ(std::system(("mkdir -p '" + modules + "'").c_str()), 0);
+    ::setenv("STEREON_MODULES_DIR", modules.c_str(), 1);
+    const std::string missing = ModelsDirectory(modules) + "/right/controller-right.obj";
+    ASSERT_EQ(ModelCache::ResolveRenderModelName(kWinMRRight), missing);
+
+    const boost::shared_ptr<Model> failed = Settle(kWinMRRight);
+    ASSERT_TRUE(failed);
+    EXPECT_EQ(failed->GetState(), ModelState::Failed);
+    EXPECT_EQ(simvr_get_model_load_calls(missing.c_str()), 1);
+
+    const boost::shared_ptr<Model> model = Settle(kWinMRRight);
+    ASSERT_TRUE(model);
+    EXPECT_NE(model, failed);
+    ASSERT_EQ(model->GetState(), ModelState::Loaded);
+    EXPECT_EQ(ComponentNames(*model), std::vector<std::string>{kWinMRRight});
+    EXPECT_EQ(simvr_get_model_load_calls(missing.c_str()), 1);
+    ExpectRuntimeMemoryReturned();
+}
+
+class ModelDrawTest : public ModelCacheTest {
+protected:
+    static const int kSize = 64;
+
+    // Looks at the Vive controller from its right side (+X), orthographically, with the
+    // trigger's centre (y -0.025, z -0.03 in the simulated model) in the middle of the picture
+    // and 0.08 m across it.
+    static Matrix4 SideView() {
+        Matrix4 m = Matrix4::Identity();
+        const float scale = 25.0f;
+        m.At(0, 0) = 0.0f;
+        m.At(0, 2) = -scale;
+        m.At(0, 3) = scale * -0.03f;
+        m.At(1, 1) = scale;
+        m.At(1, 3) = scale * 0.025f;
+        m.At(2, 0) = -10.0f;  // nearer the camera, lower depth
+        m.At(2, 2) = 0.0f;
+        return m;
+    }
+
+    std::vector<std::uint8_t> Picture(Model& model, const vr::VRControllerState_t& state) {
+        target->Bind();
+        glClearColor(0.0f, 0.0f, 0.0f, 1.0f);
+        glClearDepth(1.0);
+        glClear(GL_COLOR_BUFFER_BIT | GL_DEPTH_BUFFER_BIT);
+        context->SetDepthTest(true, 0);
+        context->SetDepthWrite(true);
+        context->SetBlending(false);
+        model.Draw(state, SideView());
+        target->Resolve();
+        const vr::Texture_t resolved = target->GetVRTexture();
+        return stereon::test::ReadTextureRGBA8(
+            static_cast<GLuint>(reinterpret_cast<std::uintptr_t>(resolved.handle)), kSize, kSize);
+    }
+
+    // Pixels whose colour differs by more than the tolerance in any channel.
+    static std::vector<std::pair<int, int>> Changed(const std::vector<std::uint8_t>& a,
+                                                    const std::vector<std::uint8_t>& b) {
+        std::vector<std::pair<int, int>> changed;
+        for (int y = 0; y < kSize; ++y) {
+            for (int x = 0; x < kSize; ++x) {
+                const std::size_t at = static_cast<std::size_t>((y * kSize + x) * 4);
+                for (int c = 0; c < 3; ++c) {
+                    if (std::abs(int(a[at + c]) - int(b[at + c])) > 24) {
+                        changed.emplace_back(x, y);
+                        break;
+                    }
+                }
+            }
+        }
+        return changed;
+    }
+
+    static int Covered(const std::vector<std::uint8_t>& picture) {
+        int covered = 0;
+        for (std::size_t at = 0; at < picture.size(); at += 4) {
+            if (picture[at] + picture[at + 1] + picture[at + 2] > 24) {
+                ++covered;
+            }
+        }
+        return covered;
+    }
+
+    boost::shared_ptr<STN::IRenderTarget> target;
+};
+
+TEST_F(ModelDrawTest, PulledTriggerMovesOnlyTheTrigger) {
+    const boost::shared_ptr<Model> model = Settle(kVive);
+    ASSERT_TRUE(model);
+    ASSERT_EQ(model->GetState(), ModelState::Loaded);
+    target = context->CreateRenderTarget("ModelTarget");
+    target->Create(kSize, kSize);
+
+    vr::VRControllerState_t released = {};
+    vr::VRControllerState_t pulled = {};
+    pulled.rAxis[1].x = 1.0f;  // the trigger's axis
+    pulled.ulButtonPressed = vr::ButtonMaskFromId(vr::k_EButton_SteamVR_Trigger);
+
+    const std::vector<std::uint8_t> before = Picture(*model, released);
+    ASSERT_EQ(before.size(), static_cast<std::size_t>(kSize * kSize * 4));
+    EXPECT_GT(Covered(before), kSize * kSize / 8) << "the controller was not drawn";
+    EXPECT_TRUE(Changed(before, Picture(*model, released)).empty()) << "drawing is repeatable";
+
+    const std::vector<std::uint8_t> after = Picture(*model, pulled);
+    const std::vector<std::pair<int, int>> changed = Changed(before, after);
+    EXPECT_GE(changed.size(), 8u) << "the trigger did not move";
+    // The trigger turns about its centre, in the middle of the picture: its corners are 0.0156 m
+    // (about 12.5 pixels) from it, and nothing else moves.
+    for (const auto& pixel : changed) {
+        const int dx = pixel.first - kSize / 2;
+        const int dy = pixel.second - kSize / 2;
+        EXPECT_LE(dx * dx + dy * dy, 15 * 15) << pixel.first << "," << pixel.second;
+    }
+
+    // Without a runtime to place them, the parts are drawn where their geometry lies: the
+    // released picture, whatever the state says.
+    openVR->Shutdown();
+    EXPECT_TRUE(Changed(before, Picture(*model, pulled)).empty());
+
+    // A model that is not Loaded draws nothing.
+    model->ReleaseResources();
+    EXPECT_EQ(Covered(Picture(*model, released)), 0);
+    target->Release();
+}
+
+TEST_F(ModelCacheTest, ClearFreesEverythingAndTheNextRequestStartsAfresh) {
+    const boost::shared_ptr<Model> loaded = Settle(kVive);
+    ASSERT_TRUE(loaded);
+    ASSERT_EQ(loaded->GetState(), ModelState::Loaded);
+    std::vector<GLuint> vertexArrays;
+    for (const boost::shared_ptr<STN::IMesh>& mesh : loaded->GetComponents()) {
+        const auto meshOGL = boost::dynamic_pointer_cast<STN::MeshOGL>(mesh);
+        ASSERT_TRUE(meshOGL);
+        vertexArrays.push_back(meshOGL->GetVertexArray());
+        EXPECT_TRUE(glIsVertexArray(vertexArrays.back()));
+    }
+    const auto texture = boost::dynamic_pointer_cast<STN::TextureOGL>(loaded->GetTexture());
+    ASSERT_TRUE(texture);
+    const GLuint textureName = texture->GetTexture();
+    EXPECT_TRUE(glIsTexture(textureName));
+
+    // A second model half way: the runtime holds its components for the cache.
+    for (int poll = 0; poll <= kPolls; ++poll) {
+        cache.GetModel(kRiftLeft);
+    }
+    ASSERT_EQ(cache.GetModel(kRiftLeft)->GetState(), ModelState::Loading);
+    ASSERT_EQ(LiveModels(), 5);
+
+    cache.Clear();
+    EXPECT_EQ(cache.GetEntryCount(), 0u);
+    EXPECT_FALSE(cache.GetContext());
+    ExpectRuntimeMemoryReturned();
+    // Also a model a device still holds loses its GL objects now, with the context current.
+    EXPECT_EQ(loaded->GetState(), ModelState::None);
+    EXPECT_EQ(loaded->GetComponentCount(), 0u);
+    EXPECT_FALSE(loaded->GetTexture());
+    for (GLuint vertexArray : vertexArrays) {
+        EXPECT_FALSE(glIsVertexArray(vertexArray));
+    }
+    EXPECT_FALSE(glIsTexture(textureName));
+
+    // Without its context the cache waits; with it, the name loads again from the start.
+    const int calls = simvr_get_model_load_calls(nullptr);
+    EXPECT_EQ(cache.GetModel(kVive)->GetState(), ModelState::Loading);
+    EXPECT_EQ(simvr_get_model_load_calls(nullptr), calls);
+    cache.SetContext(context);
+    const boost::shared_ptr<Model> again = Settle(kVive);
+    ASSERT_TRUE(again);
+    EXPECT_NE(again, loaded);
+    EXPECT_EQ(again->GetState(), ModelState::Loaded);
+    EXPECT_EQ(again->GetComponentCount(), 7u);
+    EXPECT_GT(simvr_get_model_load_calls(nullptr), calls);
+    ExpectRuntimeMemoryReturned();
+}
+
+}  // namespace
