@@ -133,6 +133,10 @@ bool HeadsetRuntime::Load(const std::string& root, std::string& error) {
     find(getCall, "simvr_get_call");
     find(countCalls, "simvr_count_calls");
     find(clearCalls, "simvr_clear_calls");
+    find(setDeviceConnected, "simvr_set_device_connected");
+    find(setDevicePose, "simvr_set_device_pose_ypr");
+    find(setControllerAxis, "simvr_set_controller_axis");
+    find(pushButtonEvent, "simvr_push_button_event");
     if (!complete) {
         error = path + " is not the simulated headset runtime (its control functions are missing)";
         dlclose(library);
@@ -154,6 +158,10 @@ void HeadsetRuntime::Configure(const Options& options) {
     setHeadPose(0.0f, 0.0f, 0.0f, 0.0f, 1.2f, 0.0f);
     setHeadYawRate(options.head == "sweep" ? 30.0f : 0.0f);
     setCallLogCapacity(16384);
+    // The profile comes with two controllers, which would stand in the pictures; they are
+    // switched on only for a run that asks for them.
+    setDeviceConnected(SIMVR_DEVICE_LEFT_CONTROLLER, 0);
+    setDeviceConnected(SIMVR_DEVICE_RIGHT_CONTROLLER, 0);
 }
 
 bool HeadsetRuntime::WriteEyePng(std::uint32_t eye, const std::string& path) const {
@@ -200,6 +208,25 @@ void HeadsetRuntime::ClearCalls() const {
 
 std::uint64_t HeadsetRuntime::CountCalls(int kind) const {
     return library != nullptr ? countCalls(kind) : 0;
+}
+
+bool HeadsetRuntime::SetDeviceConnected(std::uint32_t device, bool connected) const {
+    return library != nullptr && setDeviceConnected(device, connected ? 1 : 0) == 1;
+}
+
+bool HeadsetRuntime::SetDevicePose(std::uint32_t device, float yaw, float pitch, float x, float y,
+                                   float z) const {
+    return library != nullptr && setDevicePose(device, yaw, pitch, 0.0f, x, y, z) == 1;
+}
+
+bool HeadsetRuntime::SetControllerAxis(std::uint32_t device, std::uint32_t axis, float x,
+                                       float y) const {
+    return library != nullptr && setControllerAxis(device, axis, x, y) == 1;
+}
+
+bool HeadsetRuntime::PushButton(std::uint32_t device, std::uint32_t button, bool press) const {
+    const std::uint32_t type = press ? vr::VREvent_ButtonPress : vr::VREvent_ButtonUnpress;
+    return library != nullptr && pushButtonEvent(type, device, button, nullptr) == 1;
 }
 
 }  // namespace stnplay

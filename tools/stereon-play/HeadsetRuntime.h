@@ -40,6 +40,15 @@ public:
     std::uint64_t CountCalls(int kind) const;
     // Empties the call log; the calls' sequence numbers go on counting.
     void ClearCalls() const;
+    // The simulated headset's controllers, by device index; false with a real runtime or for a
+    // device the simulated one does not have. Yaw turns left and pitch looks up, in degrees.
+    bool SetDeviceConnected(std::uint32_t device, bool connected) const;
+    bool SetDevicePose(std::uint32_t device, float yaw, float pitch, float x, float y,
+                       float z) const;
+    bool SetControllerAxis(std::uint32_t device, std::uint32_t axis, float x, float y) const;
+    // A press or release of an EVRButtonId; the controller's state follows at once, the library
+    // hears it when it next polls its events.
+    bool PushButton(std::uint32_t device, std::uint32_t button, bool press) const;
 
 private:
     HeadsetRuntime() = default;
@@ -65,6 +74,10 @@ private:
     decltype(&simvr_get_call) getCall = nullptr;
     decltype(&simvr_count_calls) countCalls = nullptr;
     decltype(&simvr_clear_calls) clearCalls = nullptr;
+    decltype(&simvr_set_device_connected) setDeviceConnected = nullptr;
+    decltype(&simvr_set_device_pose_ypr) setDevicePose = nullptr;
+    decltype(&simvr_set_controller_axis) setControllerAxis = nullptr;
+    decltype(&simvr_push_button_event) pushButtonEvent = nullptr;
 };
 
 }  // namespace stnplay

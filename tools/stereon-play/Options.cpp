@@ -60,6 +60,10 @@ bool ParseOptions(int argc, char** argv, Options& options, std::string& error) {
             options.panel = false;
             continue;
         }
+        if (arg == "--controllers") {
+            options.controllers = true;
+            continue;
+        }
         if (arg.size() < 2 || arg.compare(0, 2, "--") != 0) {
             if (!options.file.empty()) {
                 error = "more than one file given: " + options.file + " and " + arg;
@@ -188,6 +192,14 @@ Options:
                                with the file's name, the time code of the frame handed over
                                and the progress of the run, and summary.json tells where a
                                pointer ray from the viewer meets it
+  --controllers                the simulated headset gets two controllers of its kind, held
+                               below the picture (without it, it has none): the right one
+                               sweeps its pointer ray across the view and presses its
+                               trigger, then its primary and secondary buttons (a Rift's A
+                               and menu buttons, else the lower and upper half of the
+                               trackpad), the left one its trigger; the player buzzes each
+                               press back, and summary.json lists what it heard from each
+                               controller and the haptic pulses the headset got
   --out DIR                    where the pictures and summary go (default ./stereon-play-out):
                                left.png, right.png (what each eye showed last), contact.png
                                (moments of the run, left eye over right eye) and summary.json

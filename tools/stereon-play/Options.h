@@ -30,7 +30,8 @@ struct Options {
     std::uint32_t eyeWidth = 512;
     std::uint32_t eyeHeight = 512;
     std::string outDir = "stereon-play-out";
-    bool panel = true;  // the status panel below the picture
+    bool panel = true;         // the status panel below the picture
+    bool controllers = false;  // the simulated headset's controllers, with their script
     bool help = false;
 };
 

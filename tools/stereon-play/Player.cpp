@@ -15,7 +15,10 @@
 #include <thread>
 
 #include "ContactSheet.h"
+#include "ControllerListeners.h"
+#include "ControllerScript.h"
 #include "GB/Device.h"
+#include "HostApp/ApplicationType.h"
 #include "IStereonService.h"
 #include "Progress.h"
 #include "ShowMonitor.h"
@@ -193,11 +196,26 @@ int Player::Run() {
     };
 
     // Made before the service: the render thread may still be in the head pose callback, which
-    // reaches it, until the library has stopped.
+    // reaches them, until the library has stopped.
     std::unique_ptr<StatusPanel> status;
     if (options.panel) {
         status.reset(new StatusPanel(source.Name(), source.FrameRate()));
     }
+    ControllerListeners listeners;
+
+    const std::int64_t target = options.frames > 0                ? options.frames
+                                : source.Name() == "test pattern" ? kPatternFrames
+                                                                  : -1;
+    const std::int64_t length = source.FrameCount();
+    std::unique_ptr<ControllerScript> script;
+    if (options.controllers && runtime.Simulated()) {
+        const std::int64_t runFrames =
+            length > 0 && (target < 0 || length < target) ? length : target;
+        script.reset(new ControllerScript(runtime, options.headset, runFrames));
+        script->Start();
+    }
+    // A video editor is the kind of host the library takes controller input for.
+    HostApp::SetApplicationType(HostApp::kApplicationTypeVideoEditor);
     boost::shared_ptr<STN::IStereonService> service = STN::GetStereonServiceInstance();
     if (!service || !service->Init(device)) {
         error = "the library did not start on " + runtime.Description() +
@@ -210,13 +228,16 @@ int Player::Run() {
     std::atomic<float> headYaw(0.0f);
     STN::IStereonService* const library = service.get();
     StatusPanel* const panel = status.get();
-    service->SetHMDPoseCallback(kClient, [&headYaw, library, panel](float yaw, float, float) {
+    ControllerListeners* const heard = &listeners;
+    const auto onPose = [&headYaw, library, panel, heard](float yaw, float, float) {
         headYaw = yaw;
         // The render context is current here, as making a panel needs.
         if (panel != nullptr) {
             panel->OnRenderThread(*library);
         }
-    });
+        heard->OnRenderThread(*library);
+    };
+    service->SetHMDPoseCallback(kClient, onPose);
     if (status) {
         status->Start();
     }
@@ -226,9 +247,6 @@ int Player::Run() {
     if (measured) {
         monitor.Start();
     }
-    const std::int64_t target = options.frames > 0                ? options.frames
-                                : source.Name() == "test pattern" ? kPatternFrames
-                                                                  : -1;
     const std::uint64_t momentEvery =
         static_cast<std::uint64_t>(std::max<std::int64_t>(1, (target > 0 ? target : 240) / 4));
     ContactSheet sheet(kMoments);
@@ -245,7 +263,6 @@ int Player::Run() {
     std::uint64_t refused = 0;
     std::uint64_t nextMoment = momentEvery;
     const double rate = source.FrameRate();
-    const std::int64_t length = source.FrameCount();
     // The run ends at the target of frames shown or at the end of the source, the sooner.
     const auto runProgress = [&](std::int64_t handed, std::uint64_t shownSoFar) {
         double fraction = -1.0;
@@ -333,6 +350,9 @@ int Player::Run() {
                 sheet.Add(runtime.CopyEye(0), runtime.CopyEye(1));
                 nextMoment += momentEvery;
             }
+            if (script) {
+                script->Advance(monitor.Shown(), monitor);
+            }
         }
         progress.Update(delivered, measured ? monitor.Shown() : delivered,
                         measured ? monitor.Dropped() : 0);
@@ -340,6 +360,19 @@ int Player::Run() {
     if (measured) {
         // The last frame handed over still has to reach the headset.
         monitor.WaitSettled(std::chrono::milliseconds(2000));
+    }
+    if (script) {
+        if (!script->Finished()) {
+            std::fprintf(stderr,
+                         "stereon-play: warning: the run ended before the controllers had done "
+                         "all they do (that takes %lld frames)\n",
+                         static_cast<long long>(script->FramesNeeded()));
+        }
+        // The pictures show the controllers where the script left them, the press last heard
+        // has been answered, and its pulses have reached the headset.
+        monitor.WaitFrameAfter(monitor.NextSequence(), std::chrono::milliseconds(2000));
+        monitor.WaitHapticPulses(listeners.PulseTrains() * ControllerListeners::kPulseRepeats,
+                                 std::chrono::milliseconds(2000));
     }
     nlohmann::json panelSummary;
     if (status) {
@@ -418,6 +451,16 @@ int Player::Run() {
         }
         summary["pictures"] = pictures;
         summary["panel"] = panelSummary;
+        nlohmann::json pulses;
+        if (measured) {
+            pulses = nlohmann::json::array();
+            for (const ShowMonitor::HapticPulse& pulse : monitor.HapticPulses()) {
+                pulses.push_back({{"device", pulse.device},
+                                  {"axis", pulse.axis},
+                                  {"microseconds", pulse.microseconds}});
+            }
+        }
+        summary["controllers"] = {{"listed", listeners.Describe()}, {"haptic_pulses", pulses}};
         std::ofstream file(options.outDir + "/summary.json", std::ios::trunc);
         file << summary.dump(2) << '\n';
         if (!file) {
@@ -429,6 +472,7 @@ int Player::Run() {
     }
 
     service->ResetHMDPoseCallback(kClient);
+    listeners.Detach();
     service->RemoveClient(kClient);
     service.reset();
     letGo();

@@ -59,6 +59,8 @@ void ShowMonitor::Poll() {
             submits.push_back(Entry{call.sequence, now});
             anySubmitted = true;
             submittedFrame = lastWait;
+        } else if (call.kind == SIMVR_CALL_HAPTIC_PULSE) {
+            pulses.push_back(HapticPulse{call.device, call.axis, call.int_value});
         }
     }
     if (read >= kClearAt) {
@@ -124,11 +126,26 @@ bool ShowMonitor::WaitSettled(std::chrono::milliseconds timeout) {
            frames.empty();
 }
 
+bool ShowMonitor::SubmittedAfter(std::uint64_t sequence) const {
+    return anySubmitted && submittedFrame >= sequence;
+}
+
 bool ShowMonitor::WaitFrameAfter(std::uint64_t sequence, std::chrono::milliseconds timeout) {
     std::unique_lock<std::mutex> lock(mutex);
-    const auto done = [this, sequence] { return anySubmitted && submittedFrame >= sequence; };
-    changed.wait_for(lock, timeout, [&] { return done() || stopping; });
-    return done();
+    changed.wait_for(lock, timeout, [&] { return SubmittedAfter(sequence) || stopping; });
+    return SubmittedAfter(sequence);
+}
+
+bool ShowMonitor::FrameAfter(std::uint64_t sequence) {
+    std::lock_guard<std::mutex> lock(mutex);
+    Poll();
+    return SubmittedAfter(sequence);
+}
+
+bool ShowMonitor::WaitHapticPulses(std::size_t count, std::chrono::milliseconds timeout) {
+    std::unique_lock<std::mutex> lock(mutex);
+    changed.wait_for(lock, timeout, [&] { return pulses.size() >= count || stopping; });
+    return pulses.size() >= count;
 }
 
 std::uint64_t ShowMonitor::Delivered() const {
@@ -149,6 +166,11 @@ std::uint64_t ShowMonitor::Dropped() const {
 std::vector<double> ShowMonitor::Latencies() const {
     std::lock_guard<std::mutex> lock(mutex);
     return latencies;
+}
+
+std::vector<ShowMonitor::HapticPulse> ShowMonitor::HapticPulses() const {
+    std::lock_guard<std::mutex> lock(mutex);
+    return pulses;
 }
 
 }  // namespace stnplay

@@ -8,6 +8,9 @@
 // WaitGetPoses was logged after its call returned and before the next frame's call began, and
 // its latency runs from the start of its call to the moment the left eye's Submit that
 // followed that WaitGetPoses appeared in the log (the log is polled every millisecond).
+//
+// Since the log is emptied from time to time, the monitor also keeps the haptic pulses that
+// went to the runtime.
 #pragma once
 
 #include <chrono>
@@ -25,6 +28,12 @@ namespace stnplay {
 class ShowMonitor {
 public:
     typedef std::chrono::steady_clock Clock;
+
+    struct HapticPulse {
+        std::uint32_t device;
+        std::uint32_t axis;
+        std::int64_t microseconds;
+    };
 
     explicit ShowMonitor(const HeadsetRuntime& runtime);
     ~ShowMonitor();
@@ -46,12 +55,18 @@ public:
     // its left eye submitted, or `timeout` passed: what changed before that call is in its
     // picture.
     bool WaitFrameAfter(std::uint64_t sequence, std::chrono::milliseconds timeout);
+    // The same without waiting: whether such a frame has been submitted yet.
+    bool FrameAfter(std::uint64_t sequence);
+    // Waits until the runtime has had `count` haptic pulses, or `timeout` passed.
+    bool WaitHapticPulses(std::size_t count, std::chrono::milliseconds timeout);
 
     std::uint64_t Delivered() const;
     std::uint64_t Shown() const;
     std::uint64_t Dropped() const;
     // Milliseconds, one a shown frame, in the order shown.
     std::vector<double> Latencies() const;
+    // In the order the runtime had them.
+    std::vector<HapticPulse> HapticPulses() const;
 
 private:
     struct Entry {
@@ -67,6 +82,7 @@ private:
     void Run();
     void Poll();
     void Resolve();
+    bool SubmittedAfter(std::uint64_t sequence) const;
 
     const HeadsetRuntime& runtime;
     mutable std::mutex mutex;
@@ -89,6 +105,7 @@ private:
     std::uint64_t shown = 0;
     std::uint64_t dropped = 0;
     std::vector<double> latencies;
+    std::vector<HapticPulse> pulses;
 };
 
 }  // namespace stnplay

@@ -69,6 +69,12 @@ int main(int argc, char** argv) {
     if (!runtime) {
         return Fail(exitCode, error);
     }
+    if (options.controllers && !runtime->Simulated()) {
+        std::fprintf(stderr,
+                     "stereon-play: warning: --controllers is for the simulated headset; the "
+                     "controllers of %s are listened to as they are\n",
+                     runtime->Description().c_str());
+    }
 
     std::signal(SIGINT, OnSignal);
     std::signal(SIGTERM, OnSignal);
