@@ -21,7 +21,8 @@ public:
     virtual void OnButtonUp(const boost::shared_ptr<IControllerManager>& controller,
                             std::uint32_t button, const Matrix4& pose) = 0;
     // True when the host took the press up: haptic pulses through the controller feedback then
-    // go to this controller.
+    // go to this controller. The feedback learns of it when this call has returned, so a pulse
+    // sent from inside the call still goes to the controller of the press before.
     virtual bool OnButtonDown(const boost::shared_ptr<IControllerManager>& controller,
                               std::uint32_t button, const Matrix4& pose) = 0;
     // Once a frame.
