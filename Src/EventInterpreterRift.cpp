@@ -1,7 +1,7 @@
 #include "EventInterpreterRift.h"
 
 #include "ControllerManager.h"
-#include "OpenVRManager.h"
+#include "stnvr/vr_interfaces.h"
 
 namespace STN {
 
@@ -27,30 +27,20 @@ std::uint32_t EventInterpreterRift::TranslateButton(const vr::VREvent_t& event,
     }
 }
 
-std::uint32_t EventInterpreterRift::FindOrAddController(std::uint32_t deviceIndex) {
-    if (!openVR) {
-        return 0;
+void EventInterpreterRift::SetUpNewController(vr::IVRSystem* system,
+                                              ControllerManager& controller) {
+    ScanAxes(system, controller, true);
+    controller.SetControllerType(kControllerFamilyRift);
+    controller.valid = true;
+    RevisitController(system, controller);
+}
+
+void EventInterpreterRift::RevisitController(vr::IVRSystem* system, ControllerManager& controller) {
+    // Until the runtime knows the role, ask again at every event.
+    if (controller.GetHand() == kHandUnassigned) {
+        controller.SetHand(HandOfRole(
+            system->GetControllerRoleForTrackedDeviceIndex(controller.deviceIndex.load())));
     }
-    OpenVRManager::ScopedLock lock(*openVR);
-    vr::IVRSystem* system = openVR->GetSystem();
-    if (system == nullptr) {
-        return 0;
-    }
-    const std::int64_t found = FindController(deviceIndex);
-    if (found >= 0) {
-        ControllerManager& known = *controllers[static_cast<std::size_t>(found)];
-        if (known.GetHand() == kHandUnassigned) {
-            known.SetHand(HandOfRole(system->GetControllerRoleForTrackedDeviceIndex(deviceIndex)));
-        }
-        return static_cast<std::uint32_t>(found);
-    }
-    boost::shared_ptr<ControllerManager> controller(new ControllerManager());
-    controller->SetDeviceIndex(deviceIndex);
-    ScanAxes(system, *controller, true);
-    controller->SetControllerType(kControllerFamilyRift);
-    controller->valid = true;
-    controller->SetHand(HandOfRole(system->GetControllerRoleForTrackedDeviceIndex(deviceIndex)));
-    return AddController(controller);
 }
 
 Matrix4 EventInterpreterRift::ApplyGripOffset(std::uint32_t listIndex, const Matrix4& pose) {

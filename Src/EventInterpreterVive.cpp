@@ -1,7 +1,7 @@
 #include "EventInterpreterVive.h"
 
 #include "ControllerManager.h"
-#include "OpenVRManager.h"
+#include "stnvr/vr_interfaces.h"
 
 namespace STN {
 
@@ -21,32 +21,18 @@ std::uint32_t EventInterpreterVive::TranslateButton(
     return PadButton(event.data.controller.button, region);
 }
 
-std::uint32_t EventInterpreterVive::FindOrAddController(std::uint32_t deviceIndex) {
-    if (!openVR) {
-        return 0;
-    }
-    OpenVRManager::ScopedLock lock(*openVR);
-    vr::IVRSystem* system = openVR->GetSystem();
-    if (system == nullptr) {
-        return 0;
-    }
-    const std::int64_t found = FindController(deviceIndex);
-    if (found >= 0) {
-        return static_cast<std::uint32_t>(found);
-    }
-    boost::shared_ptr<ControllerManager> controller(new ControllerManager());
-    controller->SetDeviceIndex(deviceIndex);
-    controller->SetControllerType(kControllerFamilyVive);
-    ScanAxes(system, *controller, false);
-    controller->valid =
-        controller->trackpadAxis.load() < 100 && controller->triggerAxis.load() < 100;
-    if (controller->valid) {
+void EventInterpreterVive::SetUpNewController(vr::IVRSystem* system,
+                                              ControllerManager& controller) {
+    controller.SetControllerType(kControllerFamilyVive);
+    ScanAxes(system, controller, false);
+    controller.valid = controller.trackpadAxis.load() < 100 && controller.triggerAxis.load() < 100;
+    if (controller.valid) {
+        // By order of appearance: the first free hand, right before left.
         bool right = false;
         bool left = false;
         NoteHands(false, right, left);
-        controller->SetHand(!right ? kHandRight : !left ? kHandLeft : kHandUnassigned);
+        controller.SetHand(!right ? kHandRight : !left ? kHandLeft : kHandUnassigned);
     }
-    return AddController(controller);
 }
 
 bool EventInterpreterVive::RecoverControllers() {

@@ -11,7 +11,7 @@ class EventInterpreterVive : public IEventInterpreter {
 protected:
     std::uint32_t TranslateButton(const vr::VREvent_t& event, const vr::VRControllerState_t& state,
                                   const boost::shared_ptr<ControllerManager>& controller) override;
-    std::uint32_t FindOrAddController(std::uint32_t deviceIndex) override;
+    void SetUpNewController(vr::IVRSystem* system, ControllerManager& controller) override;
     bool RecoverControllers() override;
 };
 

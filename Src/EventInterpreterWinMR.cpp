@@ -1,8 +1,8 @@
 #include "EventInterpreterWinMR.h"
 
 #include "ControllerManager.h"
-#include "OpenVRManager.h"
 #include "hostcore/debug.h"
+#include "stnvr/vr_interfaces.h"
 
 namespace STN {
 
@@ -28,35 +28,23 @@ std::uint32_t EventInterpreterWinMR::TranslateButton(
     return PadButton(event.data.controller.button, region);
 }
 
-std::uint32_t EventInterpreterWinMR::FindOrAddController(std::uint32_t deviceIndex) {
-    if (!openVR) {
-        return 0;
-    }
-    OpenVRManager::ScopedLock lock(*openVR);
-    vr::IVRSystem* system = openVR->GetSystem();
-    if (system == nullptr) {
-        return 0;
-    }
-    const std::int64_t found = FindController(deviceIndex);
-    if (found >= 0) {
-        ControllerManager& known = *controllers[static_cast<std::size_t>(found)];
-        if (known.GetHand() == kHandUnassigned && known.valid) {
-            DetectRole(system, deviceIndex, known);
-        }
-        return static_cast<std::uint32_t>(found);
-    }
-    boost::shared_ptr<ControllerManager> controller(new ControllerManager());
-    controller->SetDeviceIndex(deviceIndex);
-    controller->SetControllerType(kControllerFamilyWindowsMR);
-    ScanAxes(system, *controller, true);
-    controller->valid = controller->trackpadAxis.load() < 5 && controller->triggerAxis.load() < 5 &&
-                        controller->joystickAxis.load() < 5;
-    DetectRole(system, deviceIndex, *controller);
-    return AddController(controller);
+void EventInterpreterWinMR::SetUpNewController(vr::IVRSystem* system,
+                                               ControllerManager& controller) {
+    controller.SetControllerType(kControllerFamilyWindowsMR);
+    ScanAxes(system, controller, true);
+    controller.valid = controller.trackpadAxis.load() < 5 && controller.triggerAxis.load() < 5 &&
+                       controller.joystickAxis.load() < 5;
+    DetectRole(system, controller);
 }
 
-void EventInterpreterWinMR::DetectRole(vr::IVRSystem* system, std::uint32_t deviceIndex,
-                                       ControllerManager& controller) {
+void EventInterpreterWinMR::RevisitController(vr::IVRSystem* system,
+                                              ControllerManager& controller) {
+    if (controller.GetHand() == kHandUnassigned && controller.valid) {
+        DetectRole(system, controller);
+    }
+}
+
+void EventInterpreterWinMR::DetectRole(vr::IVRSystem* system, ControllerManager& controller) {
     if (!controller.valid) {
         controller.SetHand(kHandUnassigned);
         return;
@@ -64,7 +52,8 @@ void EventInterpreterWinMR::DetectRole(vr::IVRSystem* system, std::uint32_t devi
     if (controller.roleAttempts >= kMaxRoleAttempts) {
         return;
     }
-    vr::ETrackedControllerRole role = system->GetControllerRoleForTrackedDeviceIndex(deviceIndex);
+    vr::ETrackedControllerRole role =
+        system->GetControllerRoleForTrackedDeviceIndex(controller.deviceIndex.load());
     if (role != vr::TrackedControllerRole_LeftHand && role != vr::TrackedControllerRole_RightHand) {
         ++controller.roleAttempts;
         if (controller.roleAttempts == kMaxRoleAttempts) {

@@ -14,13 +14,13 @@ public:
 protected:
     std::uint32_t TranslateButton(const vr::VREvent_t& event, const vr::VRControllerState_t& state,
                                   const boost::shared_ptr<ControllerManager>& controller) override;
-    std::uint32_t FindOrAddController(std::uint32_t deviceIndex) override;
+    void SetUpNewController(vr::IVRSystem* system, ControllerManager& controller) override;
+    void RevisitController(vr::IVRSystem* system, ControllerManager& controller) override;
     Matrix4 ApplyGripOffset(std::uint32_t listIndex, const Matrix4& pose) override;
     bool RecoverControllers() override;
 
 private:
-    void DetectRole(vr::IVRSystem* system, std::uint32_t deviceIndex,
-                    ControllerManager& controller);
+    void DetectRole(vr::IVRSystem* system, ControllerManager& controller);
 
     Matrix4 leftOffset;
     Matrix4 rightOffset;

@@ -102,6 +102,8 @@ void IEventInterpreter::SetControllerAddedCallback(
     controllerAdded = callback;
 }
 
+void IEventInterpreter::RevisitController(vr::IVRSystem*, ControllerManager&) {}
+
 Matrix4 IEventInterpreter::ApplyGripOffset(std::uint32_t, const Matrix4& pose) {
     return pose;
 }
@@ -110,17 +112,26 @@ bool IEventInterpreter::RecoverControllers() {
     return false;
 }
 
-std::int64_t IEventInterpreter::FindController(std::uint32_t deviceIndex) const {
+std::uint32_t IEventInterpreter::FindOrAddController(std::uint32_t deviceIndex) {
+    if (!openVR) {
+        return 0;
+    }
+    OpenVRManager::ScopedLock lock(*openVR);
+    vr::IVRSystem* system = openVR->GetSystem();
+    if (system == nullptr) {
+        return 0;
+    }
     for (std::size_t i = 0; i < controllers.size(); ++i) {
         if (controllers[i]->deviceIndex.load() == deviceIndex) {
-            return static_cast<std::int64_t>(i);
+            RevisitController(system, *controllers[i]);
+            return static_cast<std::uint32_t>(i);
         }
     }
-    return -1;
-}
+    boost::shared_ptr<ControllerManager> controller(new ControllerManager());
+    controller->SetDeviceIndex(deviceIndex);
+    SetUpNewController(system, *controller);
 
-std::uint32_t IEventInterpreter::AddController(
-    const boost::shared_ptr<ControllerManager>& controller) {
+    // The host hears of the controller before the list has it.
     boost::shared_ptr<IControllerAddedCallback> callback;
     {
         std::lock_guard<std::mutex> guard(listMutex);

@@ -51,17 +51,18 @@ protected:
         const vr::VREvent_t& event, const vr::VRControllerState_t& state,
         const boost::shared_ptr<ControllerManager>& controller) = 0;
     // The list index of the device's controller, added with its family's set-up when new; 0
-    // with the list unchanged while the runtime is not connected.
-    virtual std::uint32_t FindOrAddController(std::uint32_t deviceIndex) = 0;
+    // with the list unchanged while the runtime is not connected. Holds the runtime's lock.
+    std::uint32_t FindOrAddController(std::uint32_t deviceIndex);
+    // The family's steps for a controller seen for the first time: type, axes, validity and
+    // hand. The device index is set.
+    virtual void SetUpNewController(vr::IVRSystem* system, ControllerManager& controller) = 0;
+    // The family's second look at a known controller, on each event and update.
+    virtual void RevisitController(vr::IVRSystem* system, ControllerManager& controller);
     virtual Matrix4 ApplyGripOffset(std::uint32_t listIndex, const Matrix4& pose);
     // Clears out controllers that fell silent; true when one was.
     virtual bool RecoverControllers();
 
-    // Pieces the families build FindOrAddController and their rules from.
-    // With the runtime's lock held by the caller: the index of the device's controller, or -1.
-    std::int64_t FindController(std::uint32_t deviceIndex) const;
-    // Tells the host's callback (before the list has it), appends and returns the new index.
-    std::uint32_t AddController(const boost::shared_ptr<ControllerManager>& controller);
+    // Pieces the families build their rules from.
     // Reads the five axis types of the device; the last axis of a type wins.
     void ScanAxes(vr::IVRSystem* system, ControllerManager& controller, bool withJoystick) const;
     // Which hands the listed controllers have, counting only valid ones when asked. When both
