@@ -3,6 +3,7 @@ target_sources(stereon_internal PRIVATE
     ${CMAKE_CURRENT_LIST_DIR}/ScopedContextLock.cpp
     ${CMAKE_CURRENT_LIST_DIR}/ShaderRegistry.cpp
     ${CMAKE_CURRENT_LIST_DIR}/OpenGL/DepthPeelingPanelRendererOGL.cpp
+    ${CMAKE_CURRENT_LIST_DIR}/OpenGL/GLHooks.cpp
     ${CMAKE_CURRENT_LIST_DIR}/OpenGL/GraphicsContextOGL.cpp
     ${CMAKE_CURRENT_LIST_DIR}/OpenGL/WeightedAverageBlendingPanelRendererOGL.cpp
     ${CMAKE_CURRENT_LIST_DIR}/OpenGL/MeshOGL.cpp

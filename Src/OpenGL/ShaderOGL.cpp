@@ -6,6 +6,7 @@
 
 #include "OpenGL/GLHooks.h"
 #include "OpenGL/ShaderSources.h"
+#include "hostcore/debug.h"
 
 namespace STN {
 
@@ -64,7 +65,7 @@ bool ShaderOGL::Load(const std::string& sourceName, bool rectangle) {
     return true;
 }
 
-// Reads the log of the failed shader (or of the program after a link failure), drops it, and
+// Writes the log of the failed shader (or of the program after a link failure) to the trace, and
 // leaves the shader empty.
 bool ShaderOGL::Fail(std::uint32_t shader) {
     GLint length = 0;
@@ -78,6 +79,9 @@ bool ShaderOGL::Fail(std::uint32_t shader) {
         log.resize(static_cast<std::size_t>(length > 0 ? length : 0) + 1, '\0');
         glGetProgramInfoLog(program, static_cast<GLsizei>(log.size()), nullptr, log.data());
     }
+    static hostcore::debug::TraceSite site("STN", 1);
+    site.Write(std::string(shader != 0 ? "Shader failed to compile: " : "Shader failed to link: ") +
+               log.data());
     glDeleteProgram(program);
     program = 0;
     if (shader != 0) {

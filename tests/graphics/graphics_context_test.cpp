@@ -6,6 +6,7 @@
 #include <EGL/egl.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <atomic>
 #include <mutex>
 #include <string>
@@ -19,11 +20,13 @@
 #include "IRenderTexture.h"
 #include "IShader.h"
 #include "ITexture.h"
+#include "OpenGL/GLHooks.h"
 #include "OpenGL/GraphicsContextOGL.h"
 #include "OpenGL/RenderTextureOGL.h"
 #include "OpenGL/TextureOGL.h"
 #include "ScopedContextLock.h"
 #include "gl_test_context.h"
+#include "hostcore/debug.h"
 #include "hostcore/threads.h"
 
 namespace {
@@ -328,6 +331,57 @@ TEST_F(GraphicsContextTest, DepthBlendingAndClearSetTheDocumentedState) {
               (std::vector<std::uint8_t>{0, 0, 0, 255}));
     target->UnbindTarget();
     target->Release();
+    context->ClearCurrent();
+}
+
+}  // namespace
+
+namespace {
+
+// What the trace received while a case ran, in place of the test main's sink.
+class TraceCapture {
+public:
+    TraceCapture() {
+        hostcore::debug::SetTraceLevel("GL", 1);
+        hostcore::debug::SetTraceSink([this](const std::string& line) {
+            std::lock_guard<std::mutex> lock(mutex);
+            lines.push_back(line);
+        });
+    }
+    ~TraceCapture() { hostcore::debug::SetTraceSink(hostcore::debug::TraceSink()); }
+    std::size_t Count(const std::string& text) {
+        std::lock_guard<std::mutex> lock(mutex);
+        return static_cast<std::size_t>(std::count_if(
+            lines.begin(), lines.end(),
+            [&](const std::string& line) { return line.find(text) != std::string::npos; }));
+    }
+
+private:
+    std::mutex mutex;
+    std::vector<std::string> lines;
+};
+
+TEST_F(GraphicsContextTest, AGLErrorOnALibraryContextReachesTheTraceAtTheCall) {
+    TraceCapture trace;
+    const boost::shared_ptr<GraphicsContextOGL> context =
+        MakeVersioned("RenderContext", boost::shared_ptr<STN::IGraphicsContext>());
+    ASSERT_TRUE(context);
+    context->MakeCurrent();
+    EXPECT_EQ(trace.Count("GL error"), 0u);
+    // The debug output names the failing call as it happens, with no check in between.
+    glEnable(0x1234);
+    EXPECT_EQ(trace.Count("GL error"), 1u);
+    // And the library's own check takes the pending error without reporting it twice.
+    STN::CheckGLErrors(false);
+    EXPECT_EQ(trace.Count("GL error"), 1u);
+    EXPECT_EQ(glGetError(), static_cast<GLenum>(GL_NO_ERROR));
+
+    // Without debug output the check reports what it takes.
+    STN::SetGLDebugOutput(false);
+    glEnable(0x1234);
+    EXPECT_EQ(trace.Count("GL error"), 1u);
+    STN::CheckGLErrors(false);
+    EXPECT_EQ(trace.Count("GL error: 0x0500"), 1u);
     context->ClearCurrent();
 }
 

@@ -2,6 +2,34 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdio>
+#include <string>
+
+#include "gl_error_check.h"
+#include "hostcore/debug.h"
+
+namespace {
+
+// Every case runs with the library's GL errors in the trace, and any error fails the case that
+// made it. A case that installs a trace sink of its own gives this up for its run.
+void TraceGLErrorsAsFailures() {
+    hostcore::debug::SetTraceLevel("GL", 1);
+    hostcore::debug::SetTraceLevel("STN", 1);
+    hostcore::debug::SetTraceSink([](const std::string& line) {
+        std::fprintf(stderr, "%s\n", line.c_str());
+        if (line.find("GL error") != std::string::npos && !testsupport::GLErrorsExpected()) {
+            ADD_FAILURE() << "the library's GL calls failed: " << line;
+        }
+    });
+}
+
+class GLErrorsFailTests : public ::testing::EmptyTestEventListener {
+    void OnTestSuiteStart(const ::testing::TestSuite&) override { TraceGLErrorsAsFailures(); }
+    void OnTestStart(const ::testing::TestInfo&) override { TraceGLErrorsAsFailures(); }
+};
+
+}  // namespace
+
 int main(int argc, char** argv) {
     // Mesa's driver is not built with the sanitizers. Keeping it loaded for the life of the
     // process lets LeakSanitizer symbolise what the driver allocated instead of reporting the
@@ -12,5 +40,6 @@ int main(int argc, char** argv) {
         }
     }
     ::testing::InitGoogleTest(&argc, argv);
+    ::testing::UnitTest::GetInstance()->listeners().Append(new GLErrorsFailTests());
     return RUN_ALL_TESTS();
 }
