@@ -328,6 +328,14 @@ void State::SetUint64Property(uint32_t device, vr::ETrackedDeviceProperty prop, 
     v.u = value;
 }
 
+void State::SetMatrix34Property(uint32_t device, vr::ETrackedDeviceProperty prop,
+                                const vr::HmdMatrix34_t& value) {
+    PropertyValue& v = devices[device].props[prop];
+    v = PropertyValue();
+    v.type = PropertyValue::Matrix34;
+    v.m = value;
+}
+
 uint32_t CopyString(const std::string& text, char* buffer, uint32_t size) {
     const uint32_t needed = uint32_t(text.size() + 1);
     if (buffer != nullptr && size >= needed) {

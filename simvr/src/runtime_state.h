@@ -155,6 +155,8 @@ public:
     void SetInt32Property(uint32_t device, vr::ETrackedDeviceProperty prop, int32_t value);
     void SetBoolProperty(uint32_t device, vr::ETrackedDeviceProperty prop, bool value);
     void SetUint64Property(uint32_t device, vr::ETrackedDeviceProperty prop, uint64_t value);
+    void SetMatrix34Property(uint32_t device, vr::ETrackedDeviceProperty prop,
+                             const vr::HmdMatrix34_t& value);
 
 private:
     State();

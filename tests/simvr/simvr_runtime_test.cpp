@@ -223,6 +223,52 @@ TEST_F(SimRuntimeTest, PropertiesFollowTheStringAndErrorProtocol) {
     EXPECT_FALSE(simvr_set_property_int32(40, vr::Prop_DeviceClass_Int32, 1));
 }
 
+TEST_F(SimRuntimeTest, MatrixPropertiesAnswerIdentityWhereThereIsNoMatrix) {
+    Connect();
+    const auto expectMatrix = [](const vr::HmdMatrix34_t& m, const float(&expected)[12]) {
+        for (int row = 0; row < 3; ++row) {
+            for (int column = 0; column < 4; ++column) {
+                EXPECT_EQ(m.m[row][column], expected[row * 4 + column])
+                    << "row " << row << " column " << column;
+            }
+        }
+    };
+    const float identity[12] = {1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0};
+    const float cameraToHead[12] = {0, -1, 0, 0.01f, 1, 0, 0, -0.02f, 0, 0, 1, -0.08f};
+    ASSERT_TRUE(
+        simvr_set_property_matrix34(0, vr::Prop_CameraToHeadTransform_Matrix34, cameraToHead));
+    EXPECT_FALSE(simvr_set_property_matrix34(0, vr::Prop_CameraToHeadTransform_Matrix34, nullptr));
+
+    vr::ETrackedPropertyError error = vr::TrackedProp_UnknownProperty;
+    expectMatrix(system->GetMatrix34TrackedDeviceProperty(
+                     0, vr::Prop_CameraToHeadTransform_Matrix34, &error),
+                 cameraToHead);
+    EXPECT_EQ(error, vr::TrackedProp_Success);
+
+    const struct {
+        const char* what;
+        vr::TrackedDeviceIndex_t device;
+        vr::ETrackedDeviceProperty prop;
+        vr::ETrackedPropertyError error;
+    } cases[] = {
+        {"a string property", 0, vr::Prop_TrackingSystemName_String, vr::TrackedProp_WrongDataType},
+        {"an index past the last device", vr::k_unMaxTrackedDeviceCount,
+         vr::Prop_CameraToHeadTransform_Matrix34, vr::TrackedProp_InvalidDevice},
+        {"an empty device slot", 9, vr::Prop_CameraToHeadTransform_Matrix34,
+         vr::TrackedProp_InvalidDevice},
+        {"a matrix the device does not have", 0, vr::Prop_StatusDisplayTransform_Matrix34,
+         vr::TrackedProp_UnknownProperty},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.what);
+        error = vr::TrackedProp_Success;
+        expectMatrix(system->GetMatrix34TrackedDeviceProperty(c.device, c.prop, &error), identity);
+        EXPECT_EQ(error, c.error);
+        // The error out-parameter is optional.
+        expectMatrix(system->GetMatrix34TrackedDeviceProperty(c.device, c.prop, nullptr), identity);
+    }
+}
+
 TEST_F(SimRuntimeTest, ProjectionAndEyesComeFromFieldOfViewAndIpd) {
     Connect();
     ASSERT_TRUE(simvr_set_fov(55.0f, 45.0f, 50.0f, 40.0f));

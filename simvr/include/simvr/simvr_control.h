@@ -193,6 +193,7 @@ SIMVR_API int simvr_set_property_int32(uint32_t device, int prop, int32_t value)
 SIMVR_API int simvr_set_property_float(uint32_t device, int prop, float value);
 SIMVR_API int simvr_set_property_bool(uint32_t device, int prop, int value);
 SIMVR_API int simvr_set_property_uint64(uint32_t device, int prop, uint64_t value);
+SIMVR_API int simvr_set_property_matrix34(uint32_t device, int prop, const float value[12]);
 SIMVR_API int simvr_remove_property(uint32_t device, int prop);
 
 /* ---- Events ------------------------------------------------------------------------------ */
