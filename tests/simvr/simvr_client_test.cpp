@@ -97,6 +97,9 @@ TEST_F(SimClientTest, LoadedThroughThePathRegistryAndTheEnvironment) {
     EXPECT_EQ(SIMVR(Runtime(), simvr_is_initialized)(), 1);
     EXPECT_EQ(SIMVR(Runtime(), simvr_get_init_count)(), 1);
     EXPECT_EQ(SIMVR(Runtime(), simvr_get_application_type)(), vr::VRApplication_Scene);
+    // Asked of the loaded runtime, an error's text is OpenVR's.
+    EXPECT_STREQ(vr::VR_GetVRInitErrorAsEnglishDescription(vr::VRInitError_Driver_HmdInUse),
+                 "HMD already in use by another application (205)");
 
     // With the runtime loaded, presence is asked of it in place.
     SIMVR(Runtime(), simvr_set_hmd_present)(0);
@@ -114,6 +117,8 @@ TEST_F(SimClientTest, LoadedThroughThePathRegistryAndTheEnvironment) {
     vr::EVRInitError error = vr::VRInitError_None;
     EXPECT_EQ(vr::VR_Init(&error, vr::VRApplication_Scene), nullptr);
     EXPECT_EQ(error, vr::VRInitError_Init_PathRegistryNotFound);
+    EXPECT_STREQ(vr::VR_GetVRInitErrorAsEnglishDescription(error),
+                 "Installation path could not be located (110)");
     EXPECT_FALSE(RuntimeLoaded());
     std::string reason;
     ASSERT_TRUE(simvr::UseEnvironment(home_ + "/env", &reason)) << reason;

@@ -121,6 +121,63 @@ TEST_F(SimRuntimeTest, FactoryAndInitAnswerAsTheClientExpects) {
     EXPECT_EQ(simvr_get_cleanup_count(), 1);
 }
 
+TEST_F(SimRuntimeTest, InitErrorTextsAreOpenVrsOwn) {
+    // OpenVR's English texts are not derived from the names: a selection from each group,
+    // with the irregular ones.
+    const struct {
+        int value;
+        const char* text;
+    } texts[] = {
+        {0, "No Error (0)"},
+        {1, "Unknown error (1)"},
+        {100, "Installation Not Found (100)"},
+        {102, "vrclient Shared Lib Not Found (102)"},
+        {104, "Factory Function Not Found (104)"},
+        {108, "Hmd Not Found (108)"},
+        {110, "Installation path could not be located (110)"},
+        {122,
+         "The requested interface is incompatible with the compositor and the compositor is "
+         "running (122)"},
+        {124, "vrserver internal error (124)"},
+        {136, "VR home startup failed (136)"},
+        {201, "Driver Not Known (201)"},
+        {205, "HMD already in use by another application (205)"},
+        {211, "Hmd DriverId is our of bounds (211)"},
+        {301, "Connect to VR Server Failed (301)"},
+        {401, "Compositor failed to find DX11 hardware (401)"},
+        {1000, "Unable to connect to Oculus Runtime (1000)"},
+        {1107, "HMD found, but problems with the data (1107)"},
+        {1113, "HMD found, but failed configuration check (1113)"},
+        {2000, "Unable to find Steam installation (2000)"},
+        {210, "Unknown error (210)"},  // a hole in the enumeration
+        {-7, "Unknown error (-7)"},
+    };
+    for (const auto& t : texts) {
+        EXPECT_STREQ(core->GetEnglishStringForHmdError(vr::EVRInitError(t.value)), t.text);
+    }
+
+    // Every value with a name has a text of its own that ends with the value, and the two
+    // tables agree on which values exist.
+    int named = 0;
+    for (int value = -1; value <= 2100; ++value) {
+        SCOPED_TRACE(value);
+        const std::string symbol = core->GetIDForVRInitError(vr::EVRInitError(value));
+        const std::string text = core->GetEnglishStringForHmdError(vr::EVRInitError(value));
+        const std::string unknown = "Unknown error (" + std::to_string(value) + ")";
+        if (symbol == unknown) {
+            EXPECT_EQ(text, unknown);
+            continue;
+        }
+        ++named;
+        EXPECT_EQ(symbol.rfind("VRInitError_", 0), 0u) << symbol;
+        const std::string suffix = " (" + std::to_string(value) + ")";
+        ASSERT_GT(text.size(), suffix.size());
+        EXPECT_EQ(text.substr(text.size() - suffix.size()), suffix) << text;
+        EXPECT_TRUE(value == vr::VRInitError_Unknown || text != unknown) << symbol;
+    }
+    EXPECT_EQ(named, 84);
+}
+
 TEST_F(SimRuntimeTest, ProfilesNameTheirHeadsetAndControllers) {
     Connect();
     struct Expected {
