@@ -7,6 +7,7 @@
 #include <atomic>
 #include <cstdio>
 #include <cstdlib>
+#include <functional>
 #include <memory>
 #include <string>
 #include <thread>
@@ -465,6 +466,16 @@ TEST_F(SimClientGlTest, AnImageThatCannotBeReadLeavesTheEyeWithoutOne) {
     glBindTexture(GL_TEXTURE_2D_MULTISAMPLE, multisample);
     glTexImage2DMultisample(GL_TEXTURE_2D_MULTISAMPLE, 4, GL_RGBA8, size, size, GL_TRUE);
     glBindTexture(GL_TEXTURE_2D_MULTISAMPLE, 0);
+    // Images with no colour to read as RGBA8: their reads would be GL errors.
+    GLuint integer = 0, depth = 0;
+    glGenTextures(1, &integer);
+    glBindTexture(GL_TEXTURE_2D, integer);
+    glTexStorage2D(GL_TEXTURE_2D, 1, GL_RGBA8UI, size, size);
+    glBindTexture(GL_TEXTURE_2D, 0);
+    glGenRenderbuffers(1, &depth);
+    glBindRenderbuffer(GL_RENDERBUFFER, depth);
+    glRenderbufferStorage(GL_RENDERBUFFER, GL_DEPTH_COMPONENT24, size, size);
+    glBindRenderbuffer(GL_RENDERBUFFER, 0);
     ASSERT_EQ(glGetError(), GLenum(GL_NO_ERROR));
 
     ASSERT_NE(Init(), nullptr);
@@ -493,7 +504,9 @@ TEST_F(SimClientGlTest, AnImageThatCannotBeReadLeavesTheEyeWithoutOne) {
         vr::EVRSubmitFlags flags;
     } cases[] = {{"multisample texture", multisample, vr::Submit_Default},
                  {"name of no texture", good + 1000, vr::Submit_Default},
-                 {"texture flagged as a renderbuffer", good, vr::Submit_GlRenderBuffer}};
+                 {"texture flagged as a renderbuffer", good, vr::Submit_GlRenderBuffer},
+                 {"integer texture", integer, vr::Submit_Default},
+                 {"depth renderbuffer", depth, vr::Submit_GlRenderBuffer}};
     for (const auto& c : cases) {
         SCOPED_TRACE(c.what);
         // A good image first, so that there is one to lose.
@@ -524,6 +537,8 @@ TEST_F(SimClientGlTest, AnImageThatCannotBeReadLeavesTheEyeWithoutOne) {
     EXPECT_TRUE(SIMVR(Runtime(), simvr_get_eye_image_info)(0, nullptr, nullptr, nullptr));
     glDeleteTextures(1, &good);
     glDeleteTextures(1, &multisample);
+    glDeleteTextures(1, &integer);
+    glDeleteRenderbuffers(1, &depth);
 }
 
 TEST_F(SimClientGlTest, RenderbuffersAreReadBackWhenSubmittedAsSuch) {
@@ -566,6 +581,68 @@ TEST_F(SimClientGlTest, RenderbuffersAreReadBackWhenSubmittedAsSuch) {
     EXPECT_FALSE(SIMVR(Runtime(), simvr_get_eye_image_info)(0, nullptr, nullptr, nullptr));
     glBindFramebuffer(GL_FRAMEBUFFER, 0);
     glDeleteFramebuffers(1, &framebuffer);
+    glDeleteRenderbuffers(1, &renderbuffer);
+}
+
+TEST_F(SimClientGlTest, AnErrorTheApplicationLeftPendingOutlivesTheSubmit) {
+    const int size = 4;
+    const GLuint texture =
+        stereon::test::MakeTextureRGBA8(size, size, std::vector<uint8_t>(size * size * 4, 200));
+    ASSERT_NE(texture, 0u);
+    GLuint renderbuffer = 0;
+    glGenRenderbuffers(1, &renderbuffer);
+    glBindRenderbuffer(GL_RENDERBUFFER, renderbuffer);
+    glRenderbufferStorage(GL_RENDERBUFFER, GL_RGBA8, size, size);
+    glBindRenderbuffer(GL_RENDERBUFFER, 0);
+    GLuint multisample = 0;
+    glGenTextures(1, &multisample);
+    glBindTexture(GL_TEXTURE_2D_MULTISAMPLE, multisample);
+    glTexImage2DMultisample(GL_TEXTURE_2D_MULTISAMPLE, 4, GL_RGBA8, size, size, GL_TRUE);
+    glBindTexture(GL_TEXTURE_2D_MULTISAMPLE, 0);
+    ASSERT_EQ(glGetError(), GLenum(GL_NO_ERROR));
+
+    ASSERT_NE(Init(), nullptr);
+    auto* compositor = Get<vr::IVRCompositor>("IVRCompositor_021");
+    ASSERT_NE(compositor, nullptr);
+    SIMVR(Runtime(), simvr_set_readback)(1);
+
+    // Errors an application leaves behind by mistake, each raised just before a submit.
+    const struct {
+        const char* what;
+        GLuint name;
+        vr::EVRSubmitFlags flags;
+        int readBack;
+        GLenum error;
+        std::function<void()> raise;
+    } cases[] = {
+        {"texture", texture, vr::Submit_Default, SIMVR_READBACK_DONE, GL_INVALID_ENUM,
+         [] { glEnable(GL_NONE); }},
+        {"renderbuffer", renderbuffer, vr::Submit_GlRenderBuffer, SIMVR_READBACK_DONE,
+         GL_INVALID_VALUE, [] { glLineWidth(-1.0f); }},
+        {"multisample texture that cannot be read", multisample, vr::Submit_Default,
+         SIMVR_READBACK_FAILED, GL_INVALID_OPERATION,
+         [multisample] { glBindTexture(GL_TEXTURE_2D, multisample); }},
+        {"name of no texture", texture + 1000, vr::Submit_Default, SIMVR_READBACK_FAILED,
+         GL_INVALID_ENUM, [] { glEnable(GL_NONE); }},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.what);
+        ASSERT_EQ(compositor->WaitGetPoses(nullptr, 0, nullptr, 0), vr::VRCompositorError_None);
+        c.raise();
+        const vr::Texture_t eye{reinterpret_cast<void*>(uintptr_t(c.name)), vr::TextureType_OpenGL,
+                                vr::ColorSpace_Gamma};
+        EXPECT_EQ(compositor->Submit(vr::Eye_Left, &eye, nullptr, c.flags),
+                  vr::VRCompositorError_None);
+        EXPECT_EQ(Calls().back().int_value, c.readBack) << Calls().back().text;
+        uint32_t w = 0;
+        EXPECT_EQ(SIMVR(Runtime(), simvr_get_eye_image_info)(0, &w, nullptr, nullptr),
+                  c.readBack == SIMVR_READBACK_DONE ? 1 : 0);
+        EXPECT_EQ(w, c.readBack == SIMVR_READBACK_DONE ? uint32_t(size) : 0u);
+        EXPECT_EQ(glGetError(), c.error) << "the application's error is still there";
+        EXPECT_EQ(glGetError(), GLenum(GL_NO_ERROR)) << "and nothing else";
+    }
+    glDeleteTextures(1, &texture);
+    glDeleteTextures(1, &multisample);
     glDeleteRenderbuffers(1, &renderbuffer);
 }
 
