@@ -82,10 +82,50 @@ private:
     GLint alignment_ = 4, rowLength_ = 0, skipRows_ = 0, skipPixels_ = 0, buffer_ = 0;
 };
 
-// A framebuffer name of our own, gone with the scope.
+// A blit obeys the scissor test; the resolve has to cover the whole image.
+class ScissorOff {
+public:
+    explicit ScissorOff(int version) {
+        // Each viewport has a switch of its own from 4.1 on.
+        GLint viewports = 1;
+        if (version >= 41) {
+            glGetIntegerv(GL_MAX_VIEWPORTS, &viewports);
+            indexed_ = true;
+        }
+        for (GLint i = 0; i < viewports; ++i) {
+            enabled_.push_back(indexed_ ? glIsEnabledi(GL_SCISSOR_TEST, GLuint(i))
+                                        : glIsEnabled(GL_SCISSOR_TEST));
+        }
+        glDisable(GL_SCISSOR_TEST);
+    }
+    ~ScissorOff() {
+        for (size_t i = 0; i < enabled_.size(); ++i) {
+            if (enabled_[i] == GL_FALSE) {
+                continue;
+            }
+            if (indexed_) {
+                glEnablei(GL_SCISSOR_TEST, GLuint(i));
+            } else {
+                glEnable(GL_SCISSOR_TEST);
+            }
+        }
+    }
+    ScissorOff(const ScissorOff&) = delete;
+    ScissorOff& operator=(const ScissorOff&) = delete;
+
+private:
+    bool indexed_ = false;
+    std::vector<GLboolean> enabled_;
+};
+
+// Framebuffer and renderbuffer names of our own, gone with the scope.
 struct OwnObjects {
-    GLuint framebuffers[1] = {0};
-    ~OwnObjects() { glDeleteFramebuffers(1, framebuffers); }
+    GLuint framebuffers[2] = {0, 0};
+    GLuint renderbuffer = 0;
+    ~OwnObjects() {
+        glDeleteFramebuffers(2, framebuffers);
+        glDeleteRenderbuffers(1, &renderbuffer);
+    }
 };
 
 const char* ReadTexture(GLuint name, uint32_t* width, uint32_t* height,
@@ -138,7 +178,7 @@ GLuint ReadingFramebuffer(GLuint renderbuffer, GLuint* framebuffer) {
     return *framebuffer;
 }
 
-const char* ReadRenderbuffer(GLuint name, uint32_t* width, uint32_t* height,
+const char* ReadRenderbuffer(GLuint name, int version, uint32_t* width, uint32_t* height,
                              std::vector<uint8_t>* rgba) {
     if (glIsRenderbuffer(name) == GL_FALSE) {
         return "not a renderbuffer name";
@@ -166,7 +206,19 @@ const char* ReadRenderbuffer(GLuint name, uint32_t* width, uint32_t* height,
 
     GLuint readFrom = source;
     if (samples > 0) {
-        return "a multisample renderbuffer cannot be read as it is";
+        // Resolved as a compositor would, into a single-sample copy of the same format (a
+        // multisample blit between formats is not allowed everywhere).
+        glCreateRenderbuffers(1, &own.renderbuffer);
+        glNamedRenderbufferStorage(own.renderbuffer, GLenum(format), w, h);
+        readFrom = ReadingFramebuffer(own.renderbuffer, &own.framebuffers[1]);
+        glNamedFramebufferDrawBuffer(readFrom, GL_COLOR_ATTACHMENT0);
+        if (glCheckNamedFramebufferStatus(readFrom, GL_DRAW_FRAMEBUFFER) !=
+            GL_FRAMEBUFFER_COMPLETE) {
+            return "no single-sample renderbuffer of the same format to resolve into";
+        }
+        ScissorOff scissor(version);
+        glBlitNamedFramebuffer(source, readFrom, 0, 0, w, h, 0, 0, w, h, GL_COLOR_BUFFER_BIT,
+                               GL_NEAREST);
     }
 
     rgba->resize(size_t(w) * size_t(h) * 4);
@@ -197,7 +249,7 @@ const char* ReadBackGlImage(uint32_t name, bool renderbuffer, uint32_t* width, u
     if (!HasDirectStateAccess(version)) {
         return "the context has neither OpenGL 4.5 nor GL_ARB_direct_state_access";
     }
-    return renderbuffer ? ReadRenderbuffer(name, width, height, rgba)
+    return renderbuffer ? ReadRenderbuffer(name, version, width, height, rgba)
                         : ReadTexture(name, width, height, rgba);
 }
 

@@ -584,6 +584,97 @@ TEST_F(SimClientGlTest, RenderbuffersAreReadBackWhenSubmittedAsSuch) {
     glDeleteRenderbuffers(1, &renderbuffer);
 }
 
+// What a renderer with multisampling submits: a 4-sample renderbuffer, left half red and right
+// half blue, with the application's own scissor box still on.
+class SimClientMultisampleTest : public SimClientGlTest {
+protected:
+    void SetUp() override {
+        SimClientGlTest::SetUp();
+        if (HasFatalFailure()) {
+            return;
+        }
+        GLint maxSamples = 0;
+        glGetIntegerv(GL_MAX_SAMPLES, &maxSamples);
+        if (maxSamples < 4) {
+            GTEST_SKIP() << "the driver offers " << maxSamples << " samples, not 4";
+        }
+        glGenRenderbuffers(1, &renderbuffer);
+        glBindRenderbuffer(GL_RENDERBUFFER, renderbuffer);
+        glRenderbufferStorageMultisample(GL_RENDERBUFFER, 4, GL_RGBA8, kWidth, kHeight);
+        glGenFramebuffers(1, &framebuffer);
+        glBindFramebuffer(GL_FRAMEBUFFER, framebuffer);
+        glFramebufferRenderbuffer(GL_FRAMEBUFFER, GL_COLOR_ATTACHMENT0, GL_RENDERBUFFER,
+                                  renderbuffer);
+        ASSERT_EQ(glCheckFramebufferStatus(GL_FRAMEBUFFER), GLenum(GL_FRAMEBUFFER_COMPLETE));
+        GLint samples = 0;
+        glGetRenderbufferParameteriv(GL_RENDERBUFFER, GL_RENDERBUFFER_SAMPLES, &samples);
+        ASSERT_GE(samples, 4);
+        glEnable(GL_SCISSOR_TEST);
+        glScissor(0, 0, kWidth / 2, kHeight);
+        glClearColor(1.0f, 0.0f, 0.0f, 1.0f);
+        glClear(GL_COLOR_BUFFER_BIT);
+        glScissor(kWidth / 2, 0, kWidth / 2, kHeight);
+        glClearColor(0.0f, 0.0f, 1.0f, 1.0f);
+        glClear(GL_COLOR_BUFFER_BIT);
+        glScissor(1, 1, 1, 1);
+        ASSERT_EQ(glGetError(), GLenum(GL_NO_ERROR));
+    }
+    void TearDown() override {
+        glDisable(GL_SCISSOR_TEST);
+        glBindFramebuffer(GL_FRAMEBUFFER, 0);
+        glDeleteFramebuffers(1, &framebuffer);
+        glDeleteRenderbuffers(1, &renderbuffer);
+        SimClientGlTest::TearDown();
+    }
+
+    static constexpr int kWidth = 8, kHeight = 4;
+    GLuint renderbuffer = 0, framebuffer = 0;
+};
+
+TEST_F(SimClientMultisampleTest, RenderbuffersAreResolvedAsACompositorWould) {
+    ASSERT_NE(Init(), nullptr);
+    auto* compositor = Get<vr::IVRCompositor>("IVRCompositor_021");
+    ASSERT_NE(compositor, nullptr);
+    SIMVR(Runtime(), simvr_set_readback)(1);
+    const vr::Texture_t eye{reinterpret_cast<void*>(uintptr_t(renderbuffer)),
+                            vr::TextureType_OpenGL, vr::ColorSpace_Gamma};
+    ASSERT_EQ(compositor->WaitGetPoses(nullptr, 0, nullptr, 0), vr::VRCompositorError_None);
+    EXPECT_EQ(compositor->Submit(vr::Eye_Left, &eye, nullptr, vr::Submit_GlRenderBuffer),
+              vr::VRCompositorError_None);
+    const simvr_call call = Calls().back();
+    EXPECT_EQ(call.int_value, SIMVR_READBACK_DONE) << call.text;
+
+    uint32_t w = 0, h = 0;
+    ASSERT_TRUE(SIMVR(Runtime(), simvr_get_eye_image_info)(0, &w, &h, nullptr));
+    EXPECT_EQ(w, uint32_t(kWidth));
+    EXPECT_EQ(h, uint32_t(kHeight));
+    for (uint32_t y = 0; y < h; ++y) {
+        for (uint32_t x = 0; x < w; ++x) {
+            uint8_t pixel[4] = {};
+            ASSERT_TRUE(SIMVR(Runtime(), simvr_get_eye_pixel)(0, x, y, pixel));
+            const bool left = x < uint32_t(kWidth / 2);
+            EXPECT_EQ(pixel[0], left ? 255 : 0) << x << "," << y;
+            EXPECT_EQ(pixel[2], left ? 0 : 255) << x << "," << y;
+            EXPECT_EQ(pixel[3], 255) << x << "," << y;
+        }
+    }
+
+    // The caller's context is as it was: scissor, bindings, and no error.
+    EXPECT_TRUE(glIsEnabled(GL_SCISSOR_TEST));
+    GLint box[4] = {};
+    glGetIntegerv(GL_SCISSOR_BOX, box);
+    EXPECT_EQ(box[0], 1);
+    EXPECT_EQ(box[2], 1);
+    GLint read = 0, draw = 0, bound = 0;
+    glGetIntegerv(GL_READ_FRAMEBUFFER_BINDING, &read);
+    glGetIntegerv(GL_DRAW_FRAMEBUFFER_BINDING, &draw);
+    glGetIntegerv(GL_RENDERBUFFER_BINDING, &bound);
+    EXPECT_EQ(GLuint(read), framebuffer);
+    EXPECT_EQ(GLuint(draw), framebuffer);
+    EXPECT_EQ(GLuint(bound), renderbuffer);
+    EXPECT_EQ(glGetError(), GLenum(GL_NO_ERROR));
+}
+
 TEST_F(SimClientGlTest, AnErrorTheApplicationLeftPendingOutlivesTheSubmit) {
     const int size = 4;
     const GLuint texture =
