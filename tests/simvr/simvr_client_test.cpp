@@ -673,6 +673,84 @@ TEST_F(SimClientMultisampleTest, RenderbuffersAreResolvedAsACompositorWould) {
     EXPECT_EQ(GLuint(draw), framebuffer);
     EXPECT_EQ(GLuint(bound), renderbuffer);
     EXPECT_EQ(glGetError(), GLenum(GL_NO_ERROR));
+
+    // Bounds cut the resolved image like any other: the right half is all blue.
+    const vr::VRTextureBounds_t rightHalf{0.5f, 0.0f, 1.0f, 1.0f};
+    EXPECT_EQ(compositor->Submit(vr::Eye_Right, &eye, &rightHalf, vr::Submit_GlRenderBuffer),
+              vr::VRCompositorError_None);
+    ASSERT_TRUE(SIMVR(Runtime(), simvr_get_eye_image_info)(1, &w, &h, nullptr));
+    EXPECT_EQ(w, uint32_t(kWidth / 2));
+    EXPECT_EQ(h, uint32_t(kHeight));
+    uint8_t pixel[4] = {};
+    ASSERT_TRUE(SIMVR(Runtime(), simvr_get_eye_pixel)(1, 0, 0, pixel));
+    EXPECT_EQ(pixel[0], 0);
+    EXPECT_EQ(pixel[2], 255);
+}
+
+TEST_F(SimClientGlTest, TheEyeImageIsThePartTheBoundsSelect) {
+    // Each texel says where it is: red = column, green = row from the bottom.
+    const int w = 8, h = 6;
+    std::vector<uint8_t> texels(w * h * 4);
+    for (int y = 0; y < h; ++y) {
+        for (int x = 0; x < w; ++x) {
+            uint8_t* p = &texels[size_t(y * w + x) * 4];
+            p[0] = uint8_t(x);
+            p[1] = uint8_t(y);
+            p[2] = 100;
+            p[3] = 255;
+        }
+    }
+    const GLuint texture = stereon::test::MakeTextureRGBA8(w, h, texels);
+    ASSERT_NE(texture, 0u);
+    ASSERT_NE(Init(), nullptr);
+    auto* compositor = Get<vr::IVRCompositor>("IVRCompositor_021");
+    ASSERT_NE(compositor, nullptr);
+    SIMVR(Runtime(), simvr_set_readback)(1);
+    const vr::Texture_t eye{reinterpret_cast<void*>(uintptr_t(texture)), vr::TextureType_OpenGL,
+                            vr::ColorSpace_Gamma};
+
+    const struct {
+        const char* what;
+        vr::VRTextureBounds_t bounds;
+        int width, height;
+        int x0, dx;  // texel column of image column i: x0 + dx * i
+        int y0, dy;
+    } cases[] = {
+        {"everything", {0, 0, 1, 1}, 8, 6, 0, 1, 0, 1},
+        {"left half", {0, 0, 0.5f, 1}, 4, 6, 0, 1, 0, 1},
+        {"upper right quarter", {0.5f, 0.5f, 1, 1}, 4, 3, 4, 1, 3, 1},
+        {"mirrored across", {1, 0, 0, 1}, 8, 6, 7, -1, 0, 1},
+        {"middle, upside down", {0.25f, 1, 0.75f, 0}, 4, 6, 2, 1, 5, -1},
+        {"past the edges: what is inside", {-1, -0.5f, 2, 0.5f}, 8, 3, 0, 1, 0, 1},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.what);
+        ASSERT_EQ(compositor->WaitGetPoses(nullptr, 0, nullptr, 0), vr::VRCompositorError_None);
+        ASSERT_EQ(compositor->Submit(vr::Eye_Left, &eye, &c.bounds, vr::Submit_Default),
+                  vr::VRCompositorError_None);
+        uint32_t iw = 0, ih = 0;
+        ASSERT_TRUE(SIMVR(Runtime(), simvr_get_eye_image_info)(0, &iw, &ih, nullptr))
+            << Calls().back().text;
+        ASSERT_EQ(iw, uint32_t(c.width));
+        ASSERT_EQ(ih, uint32_t(c.height));
+        for (int y = 0; y < c.height; ++y) {
+            for (int x = 0; x < c.width; ++x) {
+                uint8_t pixel[4] = {};
+                ASSERT_TRUE(SIMVR(Runtime(), simvr_get_eye_pixel)(0, x, y, pixel));
+                EXPECT_EQ(pixel[0], c.x0 + c.dx * x) << "image pixel " << x << "," << y;
+                EXPECT_EQ(pixel[1], c.y0 + c.dy * y) << "image pixel " << x << "," << y;
+            }
+        }
+    }
+
+    // Bounds that select nothing leave the eye without an image, though the submit is taken.
+    ASSERT_EQ(compositor->WaitGetPoses(nullptr, 0, nullptr, 0), vr::VRCompositorError_None);
+    const vr::VRTextureBounds_t line{0.5f, 0, 0.5f, 1};
+    EXPECT_EQ(compositor->Submit(vr::Eye_Left, &eye, &line, vr::Submit_Default),
+              vr::VRCompositorError_None);
+    EXPECT_EQ(Calls().back().int_value, SIMVR_READBACK_FAILED);
+    EXPECT_FALSE(SIMVR(Runtime(), simvr_get_eye_image_info)(0, nullptr, nullptr, nullptr));
+    glDeleteTextures(1, &texture);
 }
 
 TEST_F(SimClientGlTest, AnErrorTheApplicationLeftPendingOutlivesTheSubmit) {

@@ -236,10 +236,14 @@ SIMVR_API int simvr_get_model_load_calls(const char* name);
  * application had pending is still there for its glGetError, and the read adds none. Reading
  * needs OpenGL 4.5 or GL_ARB_direct_state_access. A multisample renderbuffer submitted with
  * Submit_GlRenderBuffer is resolved first, into a single-sample one of the same format, as a
- * compositor would. A submitted image that cannot be read (no current context, a context
- * without direct state access, a name that is no texture, a multisample or non-2D texture, an
- * integer, depth or stencil format, a non-OpenGL texture) clears that eye's image, so the
- * queries below fail until the next good one; its call record says why. */
+ * compositor would. The image is the part of the texture the submit's bounds select: u runs
+ * across from uMin to uMax, v up the rows from vMin to vMax (v = 0 is the first row, which
+ * OpenGL keeps at the bottom), so bounds the wrong way round mirror it; a pixel is in when its
+ * centre is, and what lies outside the texture is left out. A submitted image that cannot be
+ * read (no current context, a context without direct state access, a name that is no texture,
+ * a multisample or non-2D texture, an integer, depth or stencil format, a non-OpenGL texture,
+ * bounds that select no pixel) clears that eye's image, so the queries below fail until the
+ * next good one; its call record says why. */
 SIMVR_API void simvr_set_readback(int enabled);
 /* Size and frame of the last image of `eye`; 0 when there is none. Pointers may be null. */
 SIMVR_API int simvr_get_eye_image_info(uint32_t eye, uint32_t* width, uint32_t* height,
