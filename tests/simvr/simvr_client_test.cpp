@@ -7,8 +7,12 @@
 #include <atomic>
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
+#include <fstream>
 #include <functional>
+#include <iterator>
 #include <memory>
+#include <nlohmann/json.hpp>
 #include <string>
 #include <thread>
 #include <vector>
@@ -341,6 +345,114 @@ TEST_F(SimClientTest, WindowsMixedRealityControllerModelsLoadByTheirFileNames) {
     EXPECT_EQ(SIMVR(Runtime(), simvr_get_live_model_count)(), 0);
     EXPECT_EQ(SIMVR(Runtime(), simvr_get_live_texture_count)(), 0);
     EXPECT_EQ(SIMVR(Runtime(), simvr_get_invalid_free_count)(), 0);
+}
+
+// The settings file of a config directory as JSON; null when it is missing or no JSON.
+nlohmann::json SettingsFile(const std::string& configDirectory) {
+    std::ifstream file(configDirectory + "/steamvr.vrsettings");
+    if (!file) {
+        return nullptr;
+    }
+    return nlohmann::json::parse(file, nullptr, /*allow_exceptions=*/false);
+}
+
+TEST_F(SimClientTest, SyncWritesTheSettingsWhereTheConfigPathSays) {
+    std::string reason;
+    ASSERT_TRUE(simvr::UseEnvironment(home_ + "/env", &reason)) << reason;
+    const std::string config = home_ + "/env/config";
+    ASSERT_NE(Init(), nullptr);
+    auto* settings = Get<vr::IVRSettings>("IVRSettings_002");
+    ASSERT_NE(settings, nullptr);
+
+    vr::EVRSettingsError error = vr::VRSettingsError_IPCFailed;
+    EXPECT_FALSE(settings->Sync(false, &error)) << "nothing to write yet";
+    EXPECT_EQ(error, vr::VRSettingsError_None);
+    EXPECT_TRUE(SettingsFile(config).is_null());
+
+    settings->SetBool("collisionBounds", "CollisionBoundsPlaySpaceOn", false, nullptr);
+    settings->SetInt32("collisionBounds", "CollisionBoundsColorGammaA", 0, nullptr);
+    settings->SetFloat("steamvr", "renderTargetMultiplier", 1.4f, nullptr);
+    settings->SetString("steamvr", "mirrorViewGeometry", "0 0 1080 600", nullptr);
+    EXPECT_TRUE(settings->Sync(false, &error));
+    EXPECT_EQ(error, vr::VRSettingsError_None);
+    const nlohmann::json written = SettingsFile(config);
+    const nlohmann::json expected = {
+        {"collisionBounds",
+         {{"CollisionBoundsPlaySpaceOn", false}, {"CollisionBoundsColorGammaA", 0}}},
+        {"steamvr", {{"renderTargetMultiplier", 1.4}, {"mirrorViewGeometry", "0 0 1080 600"}}}};
+    EXPECT_EQ(written, expected) << written.dump(1);
+    EXPECT_TRUE(written["collisionBounds"]["CollisionBoundsColorGammaA"].is_number_integer());
+    EXPECT_TRUE(written["steamvr"]["renderTargetMultiplier"].is_number_float());
+    EXPECT_TRUE(SettingsFile(home_ + "/simvr/config").is_null())
+        << "VR_CONFIG_PATH wins over the path registry's directory";
+
+    // Written, the store is clean; forced, Sync writes all the same.
+    EXPECT_FALSE(settings->Sync(false, &error));
+    EXPECT_TRUE(settings->Sync(true, &error));
+    EXPECT_EQ(error, vr::VRSettingsError_None);
+
+    // Without its directory the change cannot be written, Sync says so, and it stays to write.
+    settings->RemoveKeyInSection("steamvr", "mirrorViewGeometry", nullptr);
+    std::filesystem::remove_all(config);
+    EXPECT_FALSE(settings->Sync(false, &error));
+    EXPECT_EQ(error, vr::VRSettingsError_WriteFailed);
+    ASSERT_TRUE(std::filesystem::create_directories(config));
+    EXPECT_TRUE(settings->Sync(false, &error));
+    const nlohmann::json rewritten = SettingsFile(config);
+    EXPECT_FALSE(rewritten["steamvr"].contains("mirrorViewGeometry")) << rewritten.dump(1);
+    EXPECT_EQ(rewritten["steamvr"]["renderTargetMultiplier"], 1.4);
+}
+
+TEST_F(SimClientTest, ALaterConnectionReadsTheSyncedSettings) {
+    std::string reason;
+    ASSERT_TRUE(simvr::UseEnvironment(home_ + "/env", &reason)) << reason;
+    const std::string config = home_ + "/env/config";
+    const std::string path = config + "/steamvr.vrsettings";
+    // As a user or another runtime left it, with a value that no getter hands out.
+    std::ofstream(path) << R"({ "steamvr": { "enableHomeApp": false, "background": [1, 2, 3] },
+                               "dashboard": { "arcadeMode": true } })";
+
+    ASSERT_NE(Init(), nullptr);
+    auto* settings = Get<vr::IVRSettings>("IVRSettings_002");
+    ASSERT_NE(settings, nullptr);
+    vr::EVRSettingsError error = vr::VRSettingsError_IPCFailed;
+    EXPECT_FALSE(settings->GetBool("steamvr", "enableHomeApp", &error));
+    EXPECT_EQ(error, vr::VRSettingsError_None);
+    EXPECT_TRUE(settings->GetBool("dashboard", "arcadeMode", &error));
+    settings->SetInt32("steamvr", "supersampleScale", 2, nullptr);
+    settings->SetFloat("steamvr", "renderTargetMultiplier", 0.1f, nullptr);
+    ASSERT_TRUE(settings->Sync(false, &error));
+    settings->SetInt32("steamvr", "neverSynced", 5, nullptr);
+    ReleaseRuntime();
+    vr::VR_Shutdown();
+    ASSERT_FALSE(RuntimeLoaded());
+
+    // Loaded afresh, the runtime knows what was synced, and only that.
+    ASSERT_NE(Init(), nullptr);
+    settings = Get<vr::IVRSettings>("IVRSettings_002");
+    ASSERT_NE(settings, nullptr);
+    EXPECT_EQ(settings->GetInt32("steamvr", "supersampleScale", &error), 2);
+    EXPECT_EQ(error, vr::VRSettingsError_None);
+    EXPECT_EQ(settings->GetFloat("steamvr", "renderTargetMultiplier", &error), 0.1f);
+    EXPECT_TRUE(settings->GetBool("dashboard", "arcadeMode", &error));
+    settings->GetInt32("steamvr", "neverSynced", &error);
+    EXPECT_EQ(error, vr::VRSettingsError_UnsetSettingHasNoDefault);
+    EXPECT_EQ(SettingsFile(config)["steamvr"]["background"], nlohmann::json({1, 2, 3}))
+        << "the value without a getter was written back as it came";
+    ReleaseRuntime();
+    vr::VR_Shutdown();
+
+    // A file that is no settings object is not overwritten: Sync says it could not parse it.
+    const std::string broken = "{ \"steamvr\": { \"enableHomeApp\": fal";
+    std::ofstream(path, std::ios::trunc) << broken;
+    ASSERT_NE(Init(), nullptr);
+    settings = Get<vr::IVRSettings>("IVRSettings_002");
+    ASSERT_NE(settings, nullptr);
+    settings->SetBool("steamvr", "enableHomeApp", true, nullptr);
+    EXPECT_FALSE(settings->Sync(true, &error));
+    EXPECT_EQ(error, vr::VRSettingsError_JsonParseFailed);
+    std::ifstream file(path);
+    EXPECT_EQ(std::string(std::istreambuf_iterator<char>(file), {}), broken);
 }
 
 // Reads a PNG back into RGBA rows, top row first.

@@ -6,6 +6,7 @@
 #include <cmath>
 #include <cstdio>
 #include <cstring>
+#include <filesystem>
 #include <fstream>
 #include <string>
 #include <thread>
@@ -21,6 +22,11 @@ namespace {
 class SimRuntimeTest : public ::testing::Test {
 protected:
     void SetUp() override {
+        // The runtime reads and writes its settings under the config path: one of the test's own.
+        work = simvr::MakeTempDirectory("simvr-runtime-");
+        ASSERT_FALSE(work.empty());
+        std::string error;
+        ASSERT_TRUE(simvr::UseEnvironment(work, &error)) << error;
         simvr_reset();
         int code = -1;
         core = static_cast<vr::IVRClientCore*>(VRClientCoreFactory("IVRClientCore_003", &code));
@@ -30,6 +36,11 @@ protected:
     void TearDown() override {
         if (core != nullptr) {
             core->Cleanup();
+        }
+        simvr::ClearEnvironment();
+        if (!work.empty()) {
+            std::error_code ignored;
+            std::filesystem::remove_all(work, ignored);
         }
     }
     // Init as a scene application and fetch the interfaces.
@@ -63,6 +74,7 @@ protected:
         return result;
     }
 
+    std::string work;
     vr::IVRClientCore* core = nullptr;
     vr::IVRSystem* system = nullptr;
     vr::IVRCompositor* compositor = nullptr;
@@ -734,7 +746,8 @@ TEST_F(SimRuntimeTest, ComponentsHaveNamesMasksAndMovingStates) {
 TEST_F(SimRuntimeTest, SettingsChaperoneFadesAndHapticsAreRecorded) {
     Connect();
     vr::EVRSettingsError error = vr::VRSettingsError_IPCFailed;
-    EXPECT_TRUE(settings->Sync(false, &error));
+    EXPECT_FALSE(settings->Sync(false, &error)) << "nothing to write yet";
+    EXPECT_EQ(error, vr::VRSettingsError_None);
     settings->SetBool("collisionBounds", "CollisionBoundsPlaySpaceOn", false, &error);
     EXPECT_EQ(error, vr::VRSettingsError_None);
     settings->SetInt32("collisionBounds", "CollisionBoundsColorGammaA", 0, nullptr);

@@ -51,7 +51,7 @@ enum simvr_call_kind {
     SIMVR_CALL_FADE_GRID = 8,        /* values[0]: seconds; int_value: fade in */
     SIMVR_CALL_HAPTIC_PULSE = 9,     /* device, axis, int_value: duration in microseconds */
     SIMVR_CALL_SETTINGS_SET = 10,    /* section, key, value_type, int_value/values[0]/text */
-    SIMVR_CALL_SETTINGS_SYNC = 11,   /* int_value: force */
+    SIMVR_CALL_SETTINGS_SYNC = 11,   /* int_value: force; result: EVRSettingsError */
     SIMVR_CALL_SETTINGS_REMOVE = 12, /* section, key (empty for a whole section) */
     SIMVR_CALL_CHAPERONE = 13,       /* text: "ForceBoundsVisible" (int_value), "ReloadInfo",
                                         "SetSceneColor" (values r, g, b, a) */
@@ -268,7 +268,10 @@ SIMVR_API int simvr_get_call(uint32_t index, simvr_call* call);
 /* Every call of a kind since the last reset or clear, logged or not. */
 SIMVR_API uint64_t simvr_count_calls(int kind);
 
-/* The settings store as IVRSettings left it. Returns 1 when the key is set. */
+/* The settings store as IVRSettings left it. Returns 1 when the key is set. Sync writes the
+ * store to steamvr.vrsettings in the config directory (VR_CONFIG_PATH, else the path registry's),
+ * when forced or changed since the last write, and Init reads it back in: a setting the store
+ * already holds wins over the file's. simvr_reset empties the store, not the file. */
 SIMVR_API int simvr_get_setting(const char* section, const char* key, simvr_setting* value);
 SIMVR_API int simvr_get_bounds_forced_visible(void);
 /* Colour of the last FadeToColor (foreground); 0 when none was made. */
