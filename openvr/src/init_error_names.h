@@ -11,7 +11,8 @@ namespace init_error_names {
 // know, "Unknown error (<value>)" in a per-thread buffer.
 const char* Symbol(vr::EVRInitError error);
 
-// A readable text with the value, e.g. "Hmd Not Found (108)".
+// OpenVR's English text with the value, e.g. "Hmd Not Found (108)"; "Unknown error (<value>)"
+// for a value without one, in the same per-thread buffer as above.
 const char* EnglishDescription(vr::EVRInitError error);
 
 }  // namespace init_error_names

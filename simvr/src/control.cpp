@@ -394,6 +394,16 @@ SIMVR_API int simvr_set_property_uint64(uint32_t device, int prop, uint64_t valu
     return 1;
 }
 
+SIMVR_API int simvr_set_property_matrix34(uint32_t device, int prop, const float value[12]) {
+    State& s = State::Get();
+    Lock lock(s.mutex);
+    if (value == nullptr || !ValidDevice(s, device)) {
+        return 0;
+    }
+    s.SetMatrix34Property(device, vr::ETrackedDeviceProperty(prop), FromFloats(value));
+    return 1;
+}
+
 SIMVR_API int simvr_remove_property(uint32_t device, int prop) {
     State& s = State::Get();
     Lock lock(s.mutex);

@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "model_library.h"
+#include "settings_file.h"
 
 namespace simvr {
 
@@ -128,6 +129,8 @@ void State::Reset() {
     boundsForced = false;
     sceneColor = {0, 0, 0, 1};
     settings.clear();
+    unreadSettings.clear();
+    settingsDirty = false;
     eyes = {};
     modelPollsLeft.clear();
     texturePollsLeft.clear();
@@ -140,6 +143,34 @@ void State::Reset() {
     callSequence = 0;
     callCounts = {};
     ApplyProfile(SIMVR_PROFILE_VIVE);
+}
+
+void State::LoadSettings() {
+    settingsFile = SettingsFilePath();
+    SettingsSections typed;
+    UnreadSettings unread;
+    const SettingsFileRead read = ReadSettingsFile(settingsFile, &typed, &unread);
+    settingsFileUnreadable = read == SettingsFileRead::Unreadable;
+    const auto held = [this](const std::string& section, const std::string& key) {
+        const auto inSettings = settings.find(section);
+        const auto inUnread = unreadSettings.find(section);
+        return (inSettings != settings.end() && inSettings->second.count(key) != 0) ||
+               (inUnread != unreadSettings.end() && inUnread->second.count(key) != 0);
+    };
+    for (const auto& section : typed) {
+        for (const auto& key : section.second) {
+            if (!held(section.first, key.first)) {
+                settings[section.first][key.first] = key.second;
+            }
+        }
+    }
+    for (const auto& section : unread) {
+        for (const auto& key : section.second) {
+            if (!held(section.first, key.first)) {
+                unreadSettings[section.first][key.first] = key.second;
+            }
+        }
+    }
 }
 
 void State::ApplyProfile(int newProfile) {
@@ -326,6 +357,14 @@ void State::SetUint64Property(uint32_t device, vr::ETrackedDeviceProperty prop, 
     v = PropertyValue();
     v.type = PropertyValue::Uint64;
     v.u = value;
+}
+
+void State::SetMatrix34Property(uint32_t device, vr::ETrackedDeviceProperty prop,
+                                const vr::HmdMatrix34_t& value) {
+    PropertyValue& v = devices[device].props[prop];
+    v = PropertyValue();
+    v.type = PropertyValue::Matrix34;
+    v.m = value;
 }
 
 uint32_t CopyString(const std::string& text, char* buffer, uint32_t size) {

@@ -62,6 +62,12 @@ struct Setting {
     std::string s;
 };
 
+// Sections of keys, as IVRSettings addresses them.
+using SettingsSections = std::map<std::string, std::map<std::string, Setting>>;
+// The same for values the settings file held that IVRSettings has no getter for (lists,
+// objects, null, integers past 32 bits): JSON text, written back as it came.
+using UnreadSettings = std::map<std::string, std::map<std::string, std::string>>;
+
 struct HeadScript {
     float yaw = 0, pitch = 0, roll = 0;
     float position[3] = {0, 0, 0};
@@ -122,7 +128,14 @@ public:
     bool boundsForced = false;
     vr::HmdColor_t sceneColor{0, 0, 0, 1};
 
-    std::map<std::string, std::map<std::string, Setting>> settings;
+    SettingsSections settings;
+    UnreadSettings unreadSettings;
+    // Where Sync writes the settings: found at Init, empty when no config directory is known.
+    std::string settingsFile;
+    // Settings changed since they were last written.
+    bool settingsDirty = false;
+    // The file is there but is no settings object: left alone rather than overwritten.
+    bool settingsFileUnreadable = false;
 
     std::array<EyeImage, 2> eyes;
 
@@ -142,6 +155,9 @@ public:
 
     // --- Helpers; the caller holds `mutex`. ---
     void Reset();
+    // Reads the settings file of the config directory into the store; a setting the store
+    // already holds is newer than the file and stays.
+    void LoadSettings();
     void ApplyProfile(int newProfile);
     int AddController(vr::ETrackedControllerRole role);
     double SimulatedSeconds() const { return double(frameIndex) / double(refreshRate); }
@@ -155,6 +171,8 @@ public:
     void SetInt32Property(uint32_t device, vr::ETrackedDeviceProperty prop, int32_t value);
     void SetBoolProperty(uint32_t device, vr::ETrackedDeviceProperty prop, bool value);
     void SetUint64Property(uint32_t device, vr::ETrackedDeviceProperty prop, uint64_t value);
+    void SetMatrix34Property(uint32_t device, vr::ETrackedDeviceProperty prop,
+                             const vr::HmdMatrix34_t& value);
 
 private:
     State();

@@ -75,6 +75,8 @@ vr::EVRInitError SimClientCore::Init(vr::EVRApplicationType eApplicationType,
     s.frameIndex = 0;
     s.submittedThisFrame = {{false, false}};
     s.trackingSpace = vr::TrackingUniverseStanding;
+    // What an earlier connection synced is there for this one.
+    s.LoadSettings();
     return vr::VRInitError_None;
 }
 

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstring>
 
 #include "runtime_state.h"
 #include "sim_interfaces.h"
@@ -46,6 +47,46 @@ void FillPoses(const State& s, vr::TrackedDevicePose_t* poses, uint32_t count) {
     for (uint32_t i = 0; i < count; ++i) {
         poses[i] = i < s.lastPoses.size() ? s.lastPoses[i] : vr::TrackedDevicePose_t{};
     }
+}
+
+// The part of a read image that `bounds` select, as the frame buffer shows it: u runs across
+// from uMin to uMax and v up the rows from vMin to vMax, in the texture's own coordinates (v = 0
+// is its first row, which OpenGL keeps at the bottom), so bounds the wrong way round show the
+// selection mirrored. A pixel is selected when its centre is; what lies outside the texture is
+// left out. Null on success, else why there is no image.
+const char* SelectBounds(const vr::VRTextureBounds_t& bounds, EyeImage* image) {
+    struct Span {
+        uint32_t first, end;
+        bool reversed;
+    };
+    const auto span = [](float from, float to, uint32_t size) {
+        const auto edge = [size](double t) {
+            return uint32_t(std::clamp(std::ceil(t * size - 0.5), 0.0, double(size)));
+        };
+        return Span{edge(std::min(from, to)), edge(std::max(from, to)), from > to};
+    };
+    const Span columns = span(bounds.uMin, bounds.uMax, image->width);
+    const Span rows = span(bounds.vMin, bounds.vMax, image->height);
+    if (columns.first >= columns.end || rows.first >= rows.end) {
+        return "the bounds select no pixels";
+    }
+    const uint32_t width = columns.end - columns.first, height = rows.end - rows.first;
+    if (width == image->width && height == image->height && !columns.reversed && !rows.reversed) {
+        return nullptr;
+    }
+    std::vector<uint8_t> selected(size_t(width) * height * 4);
+    for (uint32_t y = 0; y < height; ++y) {
+        const uint32_t row = rows.reversed ? rows.end - 1 - y : rows.first + y;
+        for (uint32_t x = 0; x < width; ++x) {
+            const uint32_t column = columns.reversed ? columns.end - 1 - x : columns.first + x;
+            std::memcpy(&selected[(size_t(y) * width + x) * 4],
+                        &image->rgba[(size_t(row) * image->width + column) * 4], 4);
+        }
+    }
+    image->rgba.swap(selected);
+    image->width = width;
+    image->height = height;
+    return nullptr;
 }
 
 }  // namespace
@@ -194,6 +235,10 @@ vr::EVRCompositorError SimCompositor::Submit(vr::EVREye eEye, const vr::Texture_
             const uint32_t name = uint32_t(reinterpret_cast<uintptr_t>(pTexture->handle));
             readBackFailure = ReadBackGlImage(name, (nSubmitFlags & vr::Submit_GlRenderBuffer) != 0,
                                               &image.width, &image.height, &image.rgba);
+        }
+        if (readBackFailure == nullptr) {
+            const vr::VRTextureBounds_t whole{0.0f, 0.0f, 1.0f, 1.0f};
+            readBackFailure = SelectBounds(pBounds != nullptr ? *pBounds : whole, &image);
         }
     }
 

@@ -2,6 +2,7 @@
 
 #include "names.h"
 #include "runtime_state.h"
+#include "settings_file.h"
 #include "sim_interfaces.h"
 
 namespace simvr {
@@ -16,6 +17,19 @@ void SetError(vr::EVRSettingsError* out, vr::EVRSettingsError error) {
     }
 }
 
+// Forgets a value of the settings file that had no getter; a null key forgets the section's.
+void EraseUnread(State& s, const char* section, const char* key) {
+    const auto found = s.unreadSettings.find(section);
+    if (found == s.unreadSettings.end()) {
+        return;
+    }
+    if (key == nullptr) {
+        s.unreadSettings.erase(found);
+    } else if (found->second.erase(key) != 0 && found->second.empty()) {
+        s.unreadSettings.erase(found);
+    }
+}
+
 // Stores a value and records the write; false (with WriteFailed) for a missing section or key.
 bool Store(const char* section, const char* key, const Setting& value,
            vr::EVRSettingsError* peError) {
@@ -26,6 +40,8 @@ bool Store(const char* section, const char* key, const Setting& value,
     State& s = State::Get();
     Lock lock(s.mutex);
     s.settings[section][key] = value;
+    EraseUnread(s, section, key);
+    s.settingsDirty = true;
     if (simvr_call* call = s.Record(SIMVR_CALL_SETTINGS_SET)) {
         CopyField(call->section, sizeof(call->section), section);
         CopyField(call->key, sizeof(call->key), key);
@@ -67,11 +83,24 @@ const char* SimSettings::GetSettingsErrorNameFromEnum(vr::EVRSettingsError eErro
 bool SimSettings::Sync(bool bForce, vr::EVRSettingsError* peError) {
     State& s = State::Get();
     Lock lock(s.mutex);
-    if (simvr_call* call = s.Record(SIMVR_CALL_SETTINGS_SYNC)) {
+    // True only when the file was written: forced, or with changes to write.
+    vr::EVRSettingsError error = vr::VRSettingsError_None;
+    bool written = false;
+    if (bForce || s.settingsDirty) {
+        if (s.settingsFileUnreadable) {
+            error = vr::VRSettingsError_JsonParseFailed;
+        } else if (!WriteSettingsFile(s.settingsFile, s.settings, s.unreadSettings)) {
+            error = vr::VRSettingsError_WriteFailed;
+        } else {
+            written = true;
+            s.settingsDirty = false;
+        }
+    }
+    if (simvr_call* call = s.Record(SIMVR_CALL_SETTINGS_SYNC, error)) {
         call->int_value = bForce ? 1 : 0;
     }
-    SetError(peError, vr::VRSettingsError_None);
-    return true;
+    SetError(peError, error);
+    return written;
 }
 
 void SimSettings::SetBool(const char* pchSection, const char* pchSettingsKey, bool bValue,
@@ -152,7 +181,10 @@ void SimSettings::RemoveSection(const char* pchSection, vr::EVRSettingsError* pe
     }
     State& s = State::Get();
     Lock lock(s.mutex);
-    s.settings.erase(pchSection);
+    if (s.settings.erase(pchSection) != 0 || s.unreadSettings.count(pchSection) != 0) {
+        s.settingsDirty = true;
+    }
+    EraseUnread(s, pchSection, nullptr);
     if (simvr_call* call = s.Record(SIMVR_CALL_SETTINGS_REMOVE)) {
         CopyField(call->section, sizeof(call->section), pchSection);
     }
@@ -168,8 +200,16 @@ void SimSettings::RemoveKeyInSection(const char* pchSection, const char* pchSett
     State& s = State::Get();
     Lock lock(s.mutex);
     auto section = s.settings.find(pchSection);
-    if (section != s.settings.end()) {
-        section->second.erase(pchSettingsKey);
+    if (section != s.settings.end() && section->second.erase(pchSettingsKey) != 0) {
+        s.settingsDirty = true;
+        if (section->second.empty()) {
+            s.settings.erase(section);
+        }
+    }
+    const auto unread = s.unreadSettings.find(pchSection);
+    if (unread != s.unreadSettings.end() && unread->second.count(pchSettingsKey) != 0) {
+        s.settingsDirty = true;
+        EraseUnread(s, pchSection, pchSettingsKey);
     }
     if (simvr_call* call = s.Record(SIMVR_CALL_SETTINGS_REMOVE)) {
         CopyField(call->section, sizeof(call->section), pchSection);

@@ -384,7 +384,8 @@ vr::HmdMatrix34_t SimSystem::GetMatrix34TrackedDeviceProperty(
     State& s = State::Get();
     Lock lock(s.mutex);
     const PropertyValue* v = FindProperty(s, unDeviceIndex, prop, PropertyValue::Matrix34, pError);
-    return v != nullptr ? v->m : vr::HmdMatrix34_t{};
+    // Where there is no matrix to give, OpenVR answers identity rather than zeros.
+    return v != nullptr ? v->m : Identity34();
 }
 
 uint32_t SimSystem::GetStringTrackedDeviceProperty(vr::TrackedDeviceIndex_t unDeviceIndex,

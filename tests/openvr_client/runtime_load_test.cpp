@@ -166,9 +166,9 @@ TEST_F(RuntimeLoad, ErrorNamesComeFromTheRuntimeWhenOneIsLoaded) {
                  "VRInitError_Steam_SteamInstallationNotFound");
     EXPECT_STREQ(
         vr::VR_GetVRInitErrorAsEnglishDescription(vr::VRInitError_Init_VRClientDLLNotFound),
-        "VR Client DLL Not Found (102)");
+        "vrclient Shared Lib Not Found (102)");
     EXPECT_STREQ(vr::VR_GetVRInitErrorAsEnglishDescription(vr::VRInitError_Driver_HmdInUse),
-                 "Driver Hmd In Use (205)");
+                 "HMD already in use by another application (205)");
     // 210 is a hole in the enumeration.
     EXPECT_STREQ(vr::VR_GetVRInitErrorAsSymbol(static_cast<vr::EVRInitError>(210)),
                  "Unknown error (210)");

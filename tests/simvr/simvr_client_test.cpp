@@ -7,7 +7,12 @@
 #include <atomic>
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <iterator>
 #include <memory>
+#include <nlohmann/json.hpp>
 #include <string>
 #include <thread>
 #include <vector>
@@ -97,6 +102,9 @@ TEST_F(SimClientTest, LoadedThroughThePathRegistryAndTheEnvironment) {
     EXPECT_EQ(SIMVR(Runtime(), simvr_is_initialized)(), 1);
     EXPECT_EQ(SIMVR(Runtime(), simvr_get_init_count)(), 1);
     EXPECT_EQ(SIMVR(Runtime(), simvr_get_application_type)(), vr::VRApplication_Scene);
+    // Asked of the loaded runtime, an error's text is OpenVR's.
+    EXPECT_STREQ(vr::VR_GetVRInitErrorAsEnglishDescription(vr::VRInitError_Driver_HmdInUse),
+                 "HMD already in use by another application (205)");
 
     // With the runtime loaded, presence is asked of it in place.
     SIMVR(Runtime(), simvr_set_hmd_present)(0);
@@ -114,6 +122,8 @@ TEST_F(SimClientTest, LoadedThroughThePathRegistryAndTheEnvironment) {
     vr::EVRInitError error = vr::VRInitError_None;
     EXPECT_EQ(vr::VR_Init(&error, vr::VRApplication_Scene), nullptr);
     EXPECT_EQ(error, vr::VRInitError_Init_PathRegistryNotFound);
+    EXPECT_STREQ(vr::VR_GetVRInitErrorAsEnglishDescription(error),
+                 "Installation path could not be located (110)");
     EXPECT_FALSE(RuntimeLoaded());
     std::string reason;
     ASSERT_TRUE(simvr::UseEnvironment(home_ + "/env", &reason)) << reason;
@@ -337,6 +347,114 @@ TEST_F(SimClientTest, WindowsMixedRealityControllerModelsLoadByTheirFileNames) {
     EXPECT_EQ(SIMVR(Runtime(), simvr_get_invalid_free_count)(), 0);
 }
 
+// The settings file of a config directory as JSON; null when it is missing or no JSON.
+nlohmann::json SettingsFile(const std::string& configDirectory) {
+    std::ifstream file(configDirectory + "/steamvr.vrsettings");
+    if (!file) {
+        return nullptr;
+    }
+    return nlohmann::json::parse(file, nullptr, /*allow_exceptions=*/false);
+}
+
+TEST_F(SimClientTest, SyncWritesTheSettingsWhereTheConfigPathSays) {
+    std::string reason;
+    ASSERT_TRUE(simvr::UseEnvironment(home_ + "/env", &reason)) << reason;
+    const std::string config = home_ + "/env/config";
+    ASSERT_NE(Init(), nullptr);
+    auto* settings = Get<vr::IVRSettings>("IVRSettings_002");
+    ASSERT_NE(settings, nullptr);
+
+    vr::EVRSettingsError error = vr::VRSettingsError_IPCFailed;
+    EXPECT_FALSE(settings->Sync(false, &error)) << "nothing to write yet";
+    EXPECT_EQ(error, vr::VRSettingsError_None);
+    EXPECT_TRUE(SettingsFile(config).is_null());
+
+    settings->SetBool("collisionBounds", "CollisionBoundsPlaySpaceOn", false, nullptr);
+    settings->SetInt32("collisionBounds", "CollisionBoundsColorGammaA", 0, nullptr);
+    settings->SetFloat("steamvr", "renderTargetMultiplier", 1.4f, nullptr);
+    settings->SetString("steamvr", "mirrorViewGeometry", "0 0 1080 600", nullptr);
+    EXPECT_TRUE(settings->Sync(false, &error));
+    EXPECT_EQ(error, vr::VRSettingsError_None);
+    const nlohmann::json written = SettingsFile(config);
+    const nlohmann::json expected = {
+        {"collisionBounds",
+         {{"CollisionBoundsPlaySpaceOn", false}, {"CollisionBoundsColorGammaA", 0}}},
+        {"steamvr", {{"renderTargetMultiplier", 1.4}, {"mirrorViewGeometry", "0 0 1080 600"}}}};
+    EXPECT_EQ(written, expected) << written.dump(1);
+    EXPECT_TRUE(written["collisionBounds"]["CollisionBoundsColorGammaA"].is_number_integer());
+    EXPECT_TRUE(written["steamvr"]["renderTargetMultiplier"].is_number_float());
+    EXPECT_TRUE(SettingsFile(home_ + "/simvr/config").is_null())
+        << "VR_CONFIG_PATH wins over the path registry's directory";
+
+    // Written, the store is clean; forced, Sync writes all the same.
+    EXPECT_FALSE(settings->Sync(false, &error));
+    EXPECT_TRUE(settings->Sync(true, &error));
+    EXPECT_EQ(error, vr::VRSettingsError_None);
+
+    // Without its directory the change cannot be written, Sync says so, and it stays to write.
+    settings->RemoveKeyInSection("steamvr", "mirrorViewGeometry", nullptr);
+    std::filesystem::remove_all(config);
+    EXPECT_FALSE(settings->Sync(false, &error));
+    EXPECT_EQ(error, vr::VRSettingsError_WriteFailed);
+    ASSERT_TRUE(std::filesystem::create_directories(config));
+    EXPECT_TRUE(settings->Sync(false, &error));
+    const nlohmann::json rewritten = SettingsFile(config);
+    EXPECT_FALSE(rewritten["steamvr"].contains("mirrorViewGeometry")) << rewritten.dump(1);
+    EXPECT_EQ(rewritten["steamvr"]["renderTargetMultiplier"], 1.4);
+}
+
+TEST_F(SimClientTest, ALaterConnectionReadsTheSyncedSettings) {
+    std::string reason;
+    ASSERT_TRUE(simvr::UseEnvironment(home_ + "/env", &reason)) << reason;
+    const std::string config = home_ + "/env/config";
+    const std::string path = config + "/steamvr.vrsettings";
+    // As a user or another runtime left it, with a value that no getter hands out.
+    std::ofstream(path) << R"({ "steamvr": { "enableHomeApp": false, "background": [1, 2, 3] },
+                               "dashboard": { "arcadeMode": true } })";
+
+    ASSERT_NE(Init(), nullptr);
+    auto* settings = Get<vr::IVRSettings>("IVRSettings_002");
+    ASSERT_NE(settings, nullptr);
+    vr::EVRSettingsError error = vr::VRSettingsError_IPCFailed;
+    EXPECT_FALSE(settings->GetBool("steamvr", "enableHomeApp", &error));
+    EXPECT_EQ(error, vr::VRSettingsError_None);
+    EXPECT_TRUE(settings->GetBool("dashboard", "arcadeMode", &error));
+    settings->SetInt32("steamvr", "supersampleScale", 2, nullptr);
+    settings->SetFloat("steamvr", "renderTargetMultiplier", 0.1f, nullptr);
+    ASSERT_TRUE(settings->Sync(false, &error));
+    settings->SetInt32("steamvr", "neverSynced", 5, nullptr);
+    ReleaseRuntime();
+    vr::VR_Shutdown();
+    ASSERT_FALSE(RuntimeLoaded());
+
+    // Loaded afresh, the runtime knows what was synced, and only that.
+    ASSERT_NE(Init(), nullptr);
+    settings = Get<vr::IVRSettings>("IVRSettings_002");
+    ASSERT_NE(settings, nullptr);
+    EXPECT_EQ(settings->GetInt32("steamvr", "supersampleScale", &error), 2);
+    EXPECT_EQ(error, vr::VRSettingsError_None);
+    EXPECT_EQ(settings->GetFloat("steamvr", "renderTargetMultiplier", &error), 0.1f);
+    EXPECT_TRUE(settings->GetBool("dashboard", "arcadeMode", &error));
+    settings->GetInt32("steamvr", "neverSynced", &error);
+    EXPECT_EQ(error, vr::VRSettingsError_UnsetSettingHasNoDefault);
+    EXPECT_EQ(SettingsFile(config)["steamvr"]["background"], nlohmann::json({1, 2, 3}))
+        << "the value without a getter was written back as it came";
+    ReleaseRuntime();
+    vr::VR_Shutdown();
+
+    // A file that is no settings object is not overwritten: Sync says it could not parse it.
+    const std::string broken = "{ \"steamvr\": { \"enableHomeApp\": fal";
+    std::ofstream(path, std::ios::trunc) << broken;
+    ASSERT_NE(Init(), nullptr);
+    settings = Get<vr::IVRSettings>("IVRSettings_002");
+    ASSERT_NE(settings, nullptr);
+    settings->SetBool("steamvr", "enableHomeApp", true, nullptr);
+    EXPECT_FALSE(settings->Sync(true, &error));
+    EXPECT_EQ(error, vr::VRSettingsError_JsonParseFailed);
+    std::ifstream file(path);
+    EXPECT_EQ(std::string(std::istreambuf_iterator<char>(file), {}), broken);
+}
+
 // Reads a PNG back into RGBA rows, top row first.
 bool ReadPng(const std::string& path, uint32_t* width, uint32_t* height,
              std::vector<uint8_t>* rgba) {
@@ -460,6 +578,16 @@ TEST_F(SimClientGlTest, AnImageThatCannotBeReadLeavesTheEyeWithoutOne) {
     glBindTexture(GL_TEXTURE_2D_MULTISAMPLE, multisample);
     glTexImage2DMultisample(GL_TEXTURE_2D_MULTISAMPLE, 4, GL_RGBA8, size, size, GL_TRUE);
     glBindTexture(GL_TEXTURE_2D_MULTISAMPLE, 0);
+    // Images with no colour to read as RGBA8: their reads would be GL errors.
+    GLuint integer = 0, depth = 0;
+    glGenTextures(1, &integer);
+    glBindTexture(GL_TEXTURE_2D, integer);
+    glTexStorage2D(GL_TEXTURE_2D, 1, GL_RGBA8UI, size, size);
+    glBindTexture(GL_TEXTURE_2D, 0);
+    glGenRenderbuffers(1, &depth);
+    glBindRenderbuffer(GL_RENDERBUFFER, depth);
+    glRenderbufferStorage(GL_RENDERBUFFER, GL_DEPTH_COMPONENT24, size, size);
+    glBindRenderbuffer(GL_RENDERBUFFER, 0);
     ASSERT_EQ(glGetError(), GLenum(GL_NO_ERROR));
 
     ASSERT_NE(Init(), nullptr);
@@ -488,7 +616,9 @@ TEST_F(SimClientGlTest, AnImageThatCannotBeReadLeavesTheEyeWithoutOne) {
         vr::EVRSubmitFlags flags;
     } cases[] = {{"multisample texture", multisample, vr::Submit_Default},
                  {"name of no texture", good + 1000, vr::Submit_Default},
-                 {"texture flagged as a renderbuffer", good, vr::Submit_GlRenderBuffer}};
+                 {"texture flagged as a renderbuffer", good, vr::Submit_GlRenderBuffer},
+                 {"integer texture", integer, vr::Submit_Default},
+                 {"depth renderbuffer", depth, vr::Submit_GlRenderBuffer}};
     for (const auto& c : cases) {
         SCOPED_TRACE(c.what);
         // A good image first, so that there is one to lose.
@@ -519,6 +649,8 @@ TEST_F(SimClientGlTest, AnImageThatCannotBeReadLeavesTheEyeWithoutOne) {
     EXPECT_TRUE(SIMVR(Runtime(), simvr_get_eye_image_info)(0, nullptr, nullptr, nullptr));
     glDeleteTextures(1, &good);
     glDeleteTextures(1, &multisample);
+    glDeleteTextures(1, &integer);
+    glDeleteRenderbuffers(1, &depth);
 }
 
 TEST_F(SimClientGlTest, RenderbuffersAreReadBackWhenSubmittedAsSuch) {
@@ -561,6 +693,237 @@ TEST_F(SimClientGlTest, RenderbuffersAreReadBackWhenSubmittedAsSuch) {
     EXPECT_FALSE(SIMVR(Runtime(), simvr_get_eye_image_info)(0, nullptr, nullptr, nullptr));
     glBindFramebuffer(GL_FRAMEBUFFER, 0);
     glDeleteFramebuffers(1, &framebuffer);
+    glDeleteRenderbuffers(1, &renderbuffer);
+}
+
+// What a renderer with multisampling submits: a 4-sample renderbuffer, left half red and right
+// half blue, with the application's own scissor box still on.
+class SimClientMultisampleTest : public SimClientGlTest {
+protected:
+    void SetUp() override {
+        SimClientGlTest::SetUp();
+        if (HasFatalFailure()) {
+            return;
+        }
+        GLint maxSamples = 0;
+        glGetIntegerv(GL_MAX_SAMPLES, &maxSamples);
+        if (maxSamples < 4) {
+            GTEST_SKIP() << "the driver offers " << maxSamples << " samples, not 4";
+        }
+        glGenRenderbuffers(1, &renderbuffer);
+        glBindRenderbuffer(GL_RENDERBUFFER, renderbuffer);
+        glRenderbufferStorageMultisample(GL_RENDERBUFFER, 4, GL_RGBA8, kWidth, kHeight);
+        glGenFramebuffers(1, &framebuffer);
+        glBindFramebuffer(GL_FRAMEBUFFER, framebuffer);
+        glFramebufferRenderbuffer(GL_FRAMEBUFFER, GL_COLOR_ATTACHMENT0, GL_RENDERBUFFER,
+                                  renderbuffer);
+        ASSERT_EQ(glCheckFramebufferStatus(GL_FRAMEBUFFER), GLenum(GL_FRAMEBUFFER_COMPLETE));
+        GLint samples = 0;
+        glGetRenderbufferParameteriv(GL_RENDERBUFFER, GL_RENDERBUFFER_SAMPLES, &samples);
+        ASSERT_GE(samples, 4);
+        glEnable(GL_SCISSOR_TEST);
+        glScissor(0, 0, kWidth / 2, kHeight);
+        glClearColor(1.0f, 0.0f, 0.0f, 1.0f);
+        glClear(GL_COLOR_BUFFER_BIT);
+        glScissor(kWidth / 2, 0, kWidth / 2, kHeight);
+        glClearColor(0.0f, 0.0f, 1.0f, 1.0f);
+        glClear(GL_COLOR_BUFFER_BIT);
+        glScissor(1, 1, 1, 1);
+        ASSERT_EQ(glGetError(), GLenum(GL_NO_ERROR));
+    }
+    void TearDown() override {
+        glDisable(GL_SCISSOR_TEST);
+        glBindFramebuffer(GL_FRAMEBUFFER, 0);
+        glDeleteFramebuffers(1, &framebuffer);
+        glDeleteRenderbuffers(1, &renderbuffer);
+        SimClientGlTest::TearDown();
+    }
+
+    static constexpr int kWidth = 8, kHeight = 4;
+    GLuint renderbuffer = 0, framebuffer = 0;
+};
+
+TEST_F(SimClientMultisampleTest, RenderbuffersAreResolvedAsACompositorWould) {
+    ASSERT_NE(Init(), nullptr);
+    auto* compositor = Get<vr::IVRCompositor>("IVRCompositor_021");
+    ASSERT_NE(compositor, nullptr);
+    SIMVR(Runtime(), simvr_set_readback)(1);
+    const vr::Texture_t eye{reinterpret_cast<void*>(uintptr_t(renderbuffer)),
+                            vr::TextureType_OpenGL, vr::ColorSpace_Gamma};
+    ASSERT_EQ(compositor->WaitGetPoses(nullptr, 0, nullptr, 0), vr::VRCompositorError_None);
+    EXPECT_EQ(compositor->Submit(vr::Eye_Left, &eye, nullptr, vr::Submit_GlRenderBuffer),
+              vr::VRCompositorError_None);
+    const simvr_call call = Calls().back();
+    EXPECT_EQ(call.int_value, SIMVR_READBACK_DONE) << call.text;
+
+    uint32_t w = 0, h = 0;
+    ASSERT_TRUE(SIMVR(Runtime(), simvr_get_eye_image_info)(0, &w, &h, nullptr));
+    EXPECT_EQ(w, uint32_t(kWidth));
+    EXPECT_EQ(h, uint32_t(kHeight));
+    for (uint32_t y = 0; y < h; ++y) {
+        for (uint32_t x = 0; x < w; ++x) {
+            uint8_t pixel[4] = {};
+            ASSERT_TRUE(SIMVR(Runtime(), simvr_get_eye_pixel)(0, x, y, pixel));
+            const bool left = x < uint32_t(kWidth / 2);
+            EXPECT_EQ(pixel[0], left ? 255 : 0) << x << "," << y;
+            EXPECT_EQ(pixel[2], left ? 0 : 255) << x << "," << y;
+            EXPECT_EQ(pixel[3], 255) << x << "," << y;
+        }
+    }
+
+    // The caller's context is as it was: scissor, bindings, and no error.
+    EXPECT_TRUE(glIsEnabled(GL_SCISSOR_TEST));
+    GLint box[4] = {};
+    glGetIntegerv(GL_SCISSOR_BOX, box);
+    EXPECT_EQ(box[0], 1);
+    EXPECT_EQ(box[2], 1);
+    GLint read = 0, draw = 0, bound = 0;
+    glGetIntegerv(GL_READ_FRAMEBUFFER_BINDING, &read);
+    glGetIntegerv(GL_DRAW_FRAMEBUFFER_BINDING, &draw);
+    glGetIntegerv(GL_RENDERBUFFER_BINDING, &bound);
+    EXPECT_EQ(GLuint(read), framebuffer);
+    EXPECT_EQ(GLuint(draw), framebuffer);
+    EXPECT_EQ(GLuint(bound), renderbuffer);
+    EXPECT_EQ(glGetError(), GLenum(GL_NO_ERROR));
+
+    // Bounds cut the resolved image like any other: the right half is all blue.
+    const vr::VRTextureBounds_t rightHalf{0.5f, 0.0f, 1.0f, 1.0f};
+    EXPECT_EQ(compositor->Submit(vr::Eye_Right, &eye, &rightHalf, vr::Submit_GlRenderBuffer),
+              vr::VRCompositorError_None);
+    ASSERT_TRUE(SIMVR(Runtime(), simvr_get_eye_image_info)(1, &w, &h, nullptr));
+    EXPECT_EQ(w, uint32_t(kWidth / 2));
+    EXPECT_EQ(h, uint32_t(kHeight));
+    uint8_t pixel[4] = {};
+    ASSERT_TRUE(SIMVR(Runtime(), simvr_get_eye_pixel)(1, 0, 0, pixel));
+    EXPECT_EQ(pixel[0], 0);
+    EXPECT_EQ(pixel[2], 255);
+}
+
+TEST_F(SimClientGlTest, TheEyeImageIsThePartTheBoundsSelect) {
+    // Each texel says where it is: red = column, green = row from the bottom.
+    const int w = 8, h = 6;
+    std::vector<uint8_t> texels(w * h * 4);
+    for (int y = 0; y < h; ++y) {
+        for (int x = 0; x < w; ++x) {
+            uint8_t* p = &texels[size_t(y * w + x) * 4];
+            p[0] = uint8_t(x);
+            p[1] = uint8_t(y);
+            p[2] = 100;
+            p[3] = 255;
+        }
+    }
+    const GLuint texture = stereon::test::MakeTextureRGBA8(w, h, texels);
+    ASSERT_NE(texture, 0u);
+    ASSERT_NE(Init(), nullptr);
+    auto* compositor = Get<vr::IVRCompositor>("IVRCompositor_021");
+    ASSERT_NE(compositor, nullptr);
+    SIMVR(Runtime(), simvr_set_readback)(1);
+    const vr::Texture_t eye{reinterpret_cast<void*>(uintptr_t(texture)), vr::TextureType_OpenGL,
+                            vr::ColorSpace_Gamma};
+
+    const struct {
+        const char* what;
+        vr::VRTextureBounds_t bounds;
+        int width, height;
+        int x0, dx;  // texel column of image column i: x0 + dx * i
+        int y0, dy;
+    } cases[] = {
+        {"everything", {0, 0, 1, 1}, 8, 6, 0, 1, 0, 1},
+        {"left half", {0, 0, 0.5f, 1}, 4, 6, 0, 1, 0, 1},
+        {"upper right quarter", {0.5f, 0.5f, 1, 1}, 4, 3, 4, 1, 3, 1},
+        {"mirrored across", {1, 0, 0, 1}, 8, 6, 7, -1, 0, 1},
+        {"middle, upside down", {0.25f, 1, 0.75f, 0}, 4, 6, 2, 1, 5, -1},
+        {"past the edges: what is inside", {-1, -0.5f, 2, 0.5f}, 8, 3, 0, 1, 0, 1},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.what);
+        ASSERT_EQ(compositor->WaitGetPoses(nullptr, 0, nullptr, 0), vr::VRCompositorError_None);
+        ASSERT_EQ(compositor->Submit(vr::Eye_Left, &eye, &c.bounds, vr::Submit_Default),
+                  vr::VRCompositorError_None);
+        uint32_t iw = 0, ih = 0;
+        ASSERT_TRUE(SIMVR(Runtime(), simvr_get_eye_image_info)(0, &iw, &ih, nullptr))
+            << Calls().back().text;
+        ASSERT_EQ(iw, uint32_t(c.width));
+        ASSERT_EQ(ih, uint32_t(c.height));
+        for (int y = 0; y < c.height; ++y) {
+            for (int x = 0; x < c.width; ++x) {
+                uint8_t pixel[4] = {};
+                ASSERT_TRUE(SIMVR(Runtime(), simvr_get_eye_pixel)(0, x, y, pixel));
+                EXPECT_EQ(pixel[0], c.x0 + c.dx * x) << "image pixel " << x << "," << y;
+                EXPECT_EQ(pixel[1], c.y0 + c.dy * y) << "image pixel " << x << "," << y;
+            }
+        }
+    }
+
+    // Bounds that select nothing leave the eye without an image, though the submit is taken.
+    ASSERT_EQ(compositor->WaitGetPoses(nullptr, 0, nullptr, 0), vr::VRCompositorError_None);
+    const vr::VRTextureBounds_t line{0.5f, 0, 0.5f, 1};
+    EXPECT_EQ(compositor->Submit(vr::Eye_Left, &eye, &line, vr::Submit_Default),
+              vr::VRCompositorError_None);
+    EXPECT_EQ(Calls().back().int_value, SIMVR_READBACK_FAILED);
+    EXPECT_FALSE(SIMVR(Runtime(), simvr_get_eye_image_info)(0, nullptr, nullptr, nullptr));
+    glDeleteTextures(1, &texture);
+}
+
+TEST_F(SimClientGlTest, AnErrorTheApplicationLeftPendingOutlivesTheSubmit) {
+    const int size = 4;
+    const GLuint texture =
+        stereon::test::MakeTextureRGBA8(size, size, std::vector<uint8_t>(size * size * 4, 200));
+    ASSERT_NE(texture, 0u);
+    GLuint renderbuffer = 0;
+    glGenRenderbuffers(1, &renderbuffer);
+    glBindRenderbuffer(GL_RENDERBUFFER, renderbuffer);
+    glRenderbufferStorage(GL_RENDERBUFFER, GL_RGBA8, size, size);
+    glBindRenderbuffer(GL_RENDERBUFFER, 0);
+    GLuint multisample = 0;
+    glGenTextures(1, &multisample);
+    glBindTexture(GL_TEXTURE_2D_MULTISAMPLE, multisample);
+    glTexImage2DMultisample(GL_TEXTURE_2D_MULTISAMPLE, 4, GL_RGBA8, size, size, GL_TRUE);
+    glBindTexture(GL_TEXTURE_2D_MULTISAMPLE, 0);
+    ASSERT_EQ(glGetError(), GLenum(GL_NO_ERROR));
+
+    ASSERT_NE(Init(), nullptr);
+    auto* compositor = Get<vr::IVRCompositor>("IVRCompositor_021");
+    ASSERT_NE(compositor, nullptr);
+    SIMVR(Runtime(), simvr_set_readback)(1);
+
+    // Errors an application leaves behind by mistake, each raised just before a submit.
+    const struct {
+        const char* what;
+        GLuint name;
+        vr::EVRSubmitFlags flags;
+        int readBack;
+        GLenum error;
+        std::function<void()> raise;
+    } cases[] = {
+        {"texture", texture, vr::Submit_Default, SIMVR_READBACK_DONE, GL_INVALID_ENUM,
+         [] { glEnable(GL_NONE); }},
+        {"renderbuffer", renderbuffer, vr::Submit_GlRenderBuffer, SIMVR_READBACK_DONE,
+         GL_INVALID_VALUE, [] { glLineWidth(-1.0f); }},
+        {"multisample texture that cannot be read", multisample, vr::Submit_Default,
+         SIMVR_READBACK_FAILED, GL_INVALID_OPERATION,
+         [multisample] { glBindTexture(GL_TEXTURE_2D, multisample); }},
+        {"name of no texture", texture + 1000, vr::Submit_Default, SIMVR_READBACK_FAILED,
+         GL_INVALID_ENUM, [] { glEnable(GL_NONE); }},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.what);
+        ASSERT_EQ(compositor->WaitGetPoses(nullptr, 0, nullptr, 0), vr::VRCompositorError_None);
+        c.raise();
+        const vr::Texture_t eye{reinterpret_cast<void*>(uintptr_t(c.name)), vr::TextureType_OpenGL,
+                                vr::ColorSpace_Gamma};
+        EXPECT_EQ(compositor->Submit(vr::Eye_Left, &eye, nullptr, c.flags),
+                  vr::VRCompositorError_None);
+        EXPECT_EQ(Calls().back().int_value, c.readBack) << Calls().back().text;
+        uint32_t w = 0;
+        EXPECT_EQ(SIMVR(Runtime(), simvr_get_eye_image_info)(0, &w, nullptr, nullptr),
+                  c.readBack == SIMVR_READBACK_DONE ? 1 : 0);
+        EXPECT_EQ(w, c.readBack == SIMVR_READBACK_DONE ? uint32_t(size) : 0u);
+        EXPECT_EQ(glGetError(), c.error) << "the application's error is still there";
+        EXPECT_EQ(glGetError(), GLenum(GL_NO_ERROR)) << "and nothing else";
+    }
+    glDeleteTextures(1, &texture);
+    glDeleteTextures(1, &multisample);
     glDeleteRenderbuffers(1, &renderbuffer);
 }
 

@@ -6,6 +6,7 @@
 #include <cmath>
 #include <cstdio>
 #include <cstring>
+#include <filesystem>
 #include <fstream>
 #include <string>
 #include <thread>
@@ -21,6 +22,11 @@ namespace {
 class SimRuntimeTest : public ::testing::Test {
 protected:
     void SetUp() override {
+        // The runtime reads and writes its settings under the config path: one of the test's own.
+        work = simvr::MakeTempDirectory("simvr-runtime-");
+        ASSERT_FALSE(work.empty());
+        std::string error;
+        ASSERT_TRUE(simvr::UseEnvironment(work, &error)) << error;
         simvr_reset();
         int code = -1;
         core = static_cast<vr::IVRClientCore*>(VRClientCoreFactory("IVRClientCore_003", &code));
@@ -30,6 +36,11 @@ protected:
     void TearDown() override {
         if (core != nullptr) {
             core->Cleanup();
+        }
+        simvr::ClearEnvironment();
+        if (!work.empty()) {
+            std::error_code ignored;
+            std::filesystem::remove_all(work, ignored);
         }
     }
     // Init as a scene application and fetch the interfaces.
@@ -63,6 +74,7 @@ protected:
         return result;
     }
 
+    std::string work;
     vr::IVRClientCore* core = nullptr;
     vr::IVRSystem* system = nullptr;
     vr::IVRCompositor* compositor = nullptr;
@@ -119,6 +131,63 @@ TEST_F(SimRuntimeTest, FactoryAndInitAnswerAsTheClientExpects) {
     EXPECT_FALSE(simvr_is_initialized());
     EXPECT_EQ(simvr_get_init_count(), 1);
     EXPECT_EQ(simvr_get_cleanup_count(), 1);
+}
+
+TEST_F(SimRuntimeTest, InitErrorTextsAreOpenVrsOwn) {
+    // OpenVR's English texts are not derived from the names: a selection from each group,
+    // with the irregular ones.
+    const struct {
+        int value;
+        const char* text;
+    } texts[] = {
+        {0, "No Error (0)"},
+        {1, "Unknown error (1)"},
+        {100, "Installation Not Found (100)"},
+        {102, "vrclient Shared Lib Not Found (102)"},
+        {104, "Factory Function Not Found (104)"},
+        {108, "Hmd Not Found (108)"},
+        {110, "Installation path could not be located (110)"},
+        {122,
+         "The requested interface is incompatible with the compositor and the compositor is "
+         "running (122)"},
+        {124, "vrserver internal error (124)"},
+        {136, "VR home startup failed (136)"},
+        {201, "Driver Not Known (201)"},
+        {205, "HMD already in use by another application (205)"},
+        {211, "Hmd DriverId is our of bounds (211)"},
+        {301, "Connect to VR Server Failed (301)"},
+        {401, "Compositor failed to find DX11 hardware (401)"},
+        {1000, "Unable to connect to Oculus Runtime (1000)"},
+        {1107, "HMD found, but problems with the data (1107)"},
+        {1113, "HMD found, but failed configuration check (1113)"},
+        {2000, "Unable to find Steam installation (2000)"},
+        {210, "Unknown error (210)"},  // a hole in the enumeration
+        {-7, "Unknown error (-7)"},
+    };
+    for (const auto& t : texts) {
+        EXPECT_STREQ(core->GetEnglishStringForHmdError(vr::EVRInitError(t.value)), t.text);
+    }
+
+    // Every value with a name has a text of its own that ends with the value, and the two
+    // tables agree on which values exist.
+    int named = 0;
+    for (int value = -1; value <= 2100; ++value) {
+        SCOPED_TRACE(value);
+        const std::string symbol = core->GetIDForVRInitError(vr::EVRInitError(value));
+        const std::string text = core->GetEnglishStringForHmdError(vr::EVRInitError(value));
+        const std::string unknown = "Unknown error (" + std::to_string(value) + ")";
+        if (symbol == unknown) {
+            EXPECT_EQ(text, unknown);
+            continue;
+        }
+        ++named;
+        EXPECT_EQ(symbol.rfind("VRInitError_", 0), 0u) << symbol;
+        const std::string suffix = " (" + std::to_string(value) + ")";
+        ASSERT_GT(text.size(), suffix.size());
+        EXPECT_EQ(text.substr(text.size() - suffix.size()), suffix) << text;
+        EXPECT_TRUE(value == vr::VRInitError_Unknown || text != unknown) << symbol;
+    }
+    EXPECT_EQ(named, 84);
 }
 
 TEST_F(SimRuntimeTest, ProfilesNameTheirHeadsetAndControllers) {
@@ -221,6 +290,52 @@ TEST_F(SimRuntimeTest, PropertiesFollowTheStringAndErrorProtocol) {
     EXPECT_FALSE(simvr_set_refresh_rate(0.0f));
     EXPECT_FALSE(simvr_set_refresh_rate(1e12f));  // a period shorter than the clock can count
     EXPECT_FALSE(simvr_set_property_int32(40, vr::Prop_DeviceClass_Int32, 1));
+}
+
+TEST_F(SimRuntimeTest, MatrixPropertiesAnswerIdentityWhereThereIsNoMatrix) {
+    Connect();
+    const auto expectMatrix = [](const vr::HmdMatrix34_t& m, const float(&expected)[12]) {
+        for (int row = 0; row < 3; ++row) {
+            for (int column = 0; column < 4; ++column) {
+                EXPECT_EQ(m.m[row][column], expected[row * 4 + column])
+                    << "row " << row << " column " << column;
+            }
+        }
+    };
+    const float identity[12] = {1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0};
+    const float cameraToHead[12] = {0, -1, 0, 0.01f, 1, 0, 0, -0.02f, 0, 0, 1, -0.08f};
+    ASSERT_TRUE(
+        simvr_set_property_matrix34(0, vr::Prop_CameraToHeadTransform_Matrix34, cameraToHead));
+    EXPECT_FALSE(simvr_set_property_matrix34(0, vr::Prop_CameraToHeadTransform_Matrix34, nullptr));
+
+    vr::ETrackedPropertyError error = vr::TrackedProp_UnknownProperty;
+    expectMatrix(system->GetMatrix34TrackedDeviceProperty(
+                     0, vr::Prop_CameraToHeadTransform_Matrix34, &error),
+                 cameraToHead);
+    EXPECT_EQ(error, vr::TrackedProp_Success);
+
+    const struct {
+        const char* what;
+        vr::TrackedDeviceIndex_t device;
+        vr::ETrackedDeviceProperty prop;
+        vr::ETrackedPropertyError error;
+    } cases[] = {
+        {"a string property", 0, vr::Prop_TrackingSystemName_String, vr::TrackedProp_WrongDataType},
+        {"an index past the last device", vr::k_unMaxTrackedDeviceCount,
+         vr::Prop_CameraToHeadTransform_Matrix34, vr::TrackedProp_InvalidDevice},
+        {"an empty device slot", 9, vr::Prop_CameraToHeadTransform_Matrix34,
+         vr::TrackedProp_InvalidDevice},
+        {"a matrix the device does not have", 0, vr::Prop_StatusDisplayTransform_Matrix34,
+         vr::TrackedProp_UnknownProperty},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.what);
+        error = vr::TrackedProp_Success;
+        expectMatrix(system->GetMatrix34TrackedDeviceProperty(c.device, c.prop, &error), identity);
+        EXPECT_EQ(error, c.error);
+        // The error out-parameter is optional.
+        expectMatrix(system->GetMatrix34TrackedDeviceProperty(c.device, c.prop, nullptr), identity);
+    }
 }
 
 TEST_F(SimRuntimeTest, ProjectionAndEyesComeFromFieldOfViewAndIpd) {
@@ -631,7 +746,8 @@ TEST_F(SimRuntimeTest, ComponentsHaveNamesMasksAndMovingStates) {
 TEST_F(SimRuntimeTest, SettingsChaperoneFadesAndHapticsAreRecorded) {
     Connect();
     vr::EVRSettingsError error = vr::VRSettingsError_IPCFailed;
-    EXPECT_TRUE(settings->Sync(false, &error));
+    EXPECT_FALSE(settings->Sync(false, &error)) << "nothing to write yet";
+    EXPECT_EQ(error, vr::VRSettingsError_None);
     settings->SetBool("collisionBounds", "CollisionBoundsPlaySpaceOn", false, &error);
     EXPECT_EQ(error, vr::VRSettingsError_None);
     settings->SetInt32("collisionBounds", "CollisionBoundsColorGammaA", 0, nullptr);

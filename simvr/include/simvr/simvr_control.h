@@ -51,7 +51,7 @@ enum simvr_call_kind {
     SIMVR_CALL_FADE_GRID = 8,        /* values[0]: seconds; int_value: fade in */
     SIMVR_CALL_HAPTIC_PULSE = 9,     /* device, axis, int_value: duration in microseconds */
     SIMVR_CALL_SETTINGS_SET = 10,    /* section, key, value_type, int_value/values[0]/text */
-    SIMVR_CALL_SETTINGS_SYNC = 11,   /* int_value: force */
+    SIMVR_CALL_SETTINGS_SYNC = 11,   /* int_value: force; result: EVRSettingsError */
     SIMVR_CALL_SETTINGS_REMOVE = 12, /* section, key (empty for a whole section) */
     SIMVR_CALL_CHAPERONE = 13,       /* text: "ForceBoundsVisible" (int_value), "ReloadInfo",
                                         "SetSceneColor" (values r, g, b, a) */
@@ -193,6 +193,7 @@ SIMVR_API int simvr_set_property_int32(uint32_t device, int prop, int32_t value)
 SIMVR_API int simvr_set_property_float(uint32_t device, int prop, float value);
 SIMVR_API int simvr_set_property_bool(uint32_t device, int prop, int value);
 SIMVR_API int simvr_set_property_uint64(uint32_t device, int prop, uint64_t value);
+SIMVR_API int simvr_set_property_matrix34(uint32_t device, int prop, const float value[12]);
 SIMVR_API int simvr_remove_property(uint32_t device, int prop);
 
 /* ---- Events ------------------------------------------------------------------------------ */
@@ -231,9 +232,18 @@ SIMVR_API int simvr_get_model_load_calls(const char* name);
 /* ---- Submitted images -------------------------------------------------------------------- */
 
 /* 1: Submit reads each OpenGL eye texture back (RGBA8) with the caller's context, keeping the
- * last image per eye. A submitted image that cannot be read (no current context, a name that
- * is no texture, a multisample or non-2D texture, a non-OpenGL texture) clears that eye's
- * image, so the queries below fail until the next good one; its call record says why. */
+ * last image per eye. The context is left as it was, its GL error state included: an error the
+ * application had pending is still there for its glGetError, and the read adds none. Reading
+ * needs OpenGL 4.5 or GL_ARB_direct_state_access. A multisample renderbuffer submitted with
+ * Submit_GlRenderBuffer is resolved first, into a single-sample one of the same format, as a
+ * compositor would. The image is the part of the texture the submit's bounds select: u runs
+ * across from uMin to uMax, v up the rows from vMin to vMax (v = 0 is the first row, which
+ * OpenGL keeps at the bottom), so bounds the wrong way round mirror it; a pixel is in when its
+ * centre is, and what lies outside the texture is left out. A submitted image that cannot be
+ * read (no current context, a context without direct state access, a name that is no texture,
+ * a multisample or non-2D texture, an integer, depth or stencil format, a non-OpenGL texture,
+ * bounds that select no pixel) clears that eye's image, so the queries below fail until the
+ * next good one; its call record says why. */
 SIMVR_API void simvr_set_readback(int enabled);
 /* Size and frame of the last image of `eye`; 0 when there is none. Pointers may be null. */
 SIMVR_API int simvr_get_eye_image_info(uint32_t eye, uint32_t* width, uint32_t* height,
@@ -258,7 +268,10 @@ SIMVR_API int simvr_get_call(uint32_t index, simvr_call* call);
 /* Every call of a kind since the last reset or clear, logged or not. */
 SIMVR_API uint64_t simvr_count_calls(int kind);
 
-/* The settings store as IVRSettings left it. Returns 1 when the key is set. */
+/* The settings store as IVRSettings left it. Returns 1 when the key is set. Sync writes the
+ * store to steamvr.vrsettings in the config directory (VR_CONFIG_PATH, else the path registry's),
+ * when forced or changed since the last write, and Init reads it back in: a setting the store
+ * already holds wins over the file's. simvr_reset empties the store, not the file. */
 SIMVR_API int simvr_get_setting(const char* section, const char* key, simvr_setting* value);
 SIMVR_API int simvr_get_bounds_forced_visible(void);
 /* Colour of the last FadeToColor (foreground); 0 when none was made. */
