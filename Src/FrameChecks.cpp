@@ -43,11 +43,16 @@ CpuFrameRoad ChooseCpuFrameRoad(std::int32_t width, std::int32_t height, PixelFo
     return format.code == kHostFrameFormatCode ? CpuFrameRoad::kHostMemory : CpuFrameRoad::kRefused;
 }
 
-bool HostFrameRowsReadable(std::int32_t width, std::int32_t rowBytes, const void* pixels) {
+bool HostFrameRowsReadable(std::int32_t width, std::int32_t height, std::int32_t rowBytes,
+                           const void* pixels, std::size_t sizeInBytes) {
     // GL would read past the frame's rows: rows shorter than the picture, or bottom-up.
-    return pixels != nullptr && rowBytes > 0 &&
-           static_cast<std::uint64_t>(rowBytes) >=
-               static_cast<std::uint64_t>(width) * kHostFrameBytesPerPixel;
+    if (pixels == nullptr || rowBytes <= 0 || height <= 0 ||
+        static_cast<std::uint64_t>(rowBytes) <
+            static_cast<std::uint64_t>(width) * kHostFrameBytesPerPixel) {
+        return false;
+    }
+    // Or past the frame's memory, whose size the rows need not agree with.
+    return static_cast<std::uint64_t>(rowBytes) * static_cast<std::uint64_t>(height) <= sizeInBytes;
 }
 
 std::size_t ReadBackBytes(std::int32_t height, std::int32_t rowBytes, const void* deviceBuffer) {

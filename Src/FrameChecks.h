@@ -20,9 +20,10 @@ enum class CpuFrameRoad { kRefused, kHostMemory, kReadBack };
 CpuFrameRoad ChooseCpuFrameRoad(std::int32_t width, std::int32_t height,
                                 hostmediatypes::PixelFormat format);
 
-// Whether GL may read a host-memory frame's rows: there are pixels, and the rows run top-down
-// and hold at least the picture's 4 bytes a pixel.
-bool HostFrameRowsReadable(std::int32_t width, std::int32_t rowBytes, const void* pixels);
+// Whether GL may read a host-memory frame's rows: there are pixels, the rows run top-down and
+// hold at least the picture's 4 bytes a pixel, and the frame's memory holds all of them.
+bool HostFrameRowsReadable(std::int32_t width, std::int32_t height, std::int32_t rowBytes,
+                           const void* pixels, std::size_t sizeInBytes);
 
 // Bytes a GPU frame's read-back copies into host memory: its rows times its height; 0 when it
 // cannot be read back (no buffer, or rows that do not run top-down).

@@ -93,7 +93,8 @@ bool VideoFrameUploader::UploadCpuFrame(const VideoFrameRef& frame, bool& vertic
             QueryFrame<VF::IVideoFrame2DPixelMemoryAccess>(frame);
         const void* pixels = memory->GetPixels();
         const std::int32_t rowBytes = rows->GetRowBytes();
-        if (!HostFrameRowsReadable(bounds.width, rowBytes, pixels)) {
+        if (!HostFrameRowsReadable(bounds.width, bounds.height, rowBytes, pixels,
+                                   memory->GetSizeInBytes())) {
             return false;
         }
         UploadBufferToTexture(pixels, width, height, format, static_cast<std::uint32_t>(rowBytes));

@@ -356,7 +356,8 @@ void Upload(const FrameRef& frame) {
     if (road == STN::CpuFrameRoad::kHostMemory) {
         const auto memory = frame.QueryInterface<VF::IVideoFrameMemoryAccess>();
         const void* pixels = memory->GetPixels();
-        if (!STN::HostFrameRowsReadable(bounds.width, rowBytes, pixels)) {
+        if (!STN::HostFrameRowsReadable(bounds.width, bounds.height, rowBytes, pixels,
+                                        memory->GetSizeInBytes())) {
             return;
         }
         ReadLikeGL(pixels, width, height, format, static_cast<std::uint32_t>(rowBytes),
