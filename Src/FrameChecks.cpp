@@ -1,5 +1,7 @@
 #include "FrameChecks.h"
 
+#include "OpenGL/TextureOGL.h"
+
 namespace STN {
 
 namespace {
@@ -8,7 +10,6 @@ using hostmediatypes::PixelFormat;
 
 // The one host-memory format taken: 'a', 'r', 'g', 'b' from the high byte down.
 constexpr std::uint32_t kHostFrameFormatCode = 0x61726762u;
-constexpr std::uint32_t kHostFrameBytesPerPixel = 4;
 
 }  // namespace
 
@@ -43,20 +44,31 @@ CpuFrameRoad ChooseCpuFrameRoad(std::int32_t width, std::int32_t height, PixelFo
     return format.code == kHostFrameFormatCode ? CpuFrameRoad::kHostMemory : CpuFrameRoad::kRefused;
 }
 
-bool HostFrameRowsReadable(std::int32_t width, std::int32_t height, std::int32_t rowBytes,
-                           const void* pixels, std::size_t sizeInBytes) {
-    // GL would read past the frame's rows: rows shorter than the picture, or bottom-up.
-    if (pixels == nullptr || rowBytes <= 0 || height <= 0 ||
-        static_cast<std::uint64_t>(rowBytes) <
-            static_cast<std::uint64_t>(width) * kHostFrameBytesPerPixel) {
+namespace {
+
+// Whether the texture's Upload takes top-down rows `rowBytes` apart of a picture this wide.
+bool TextureTakesRows(std::int32_t width, PixelFormat format, std::int32_t rowBytes) {
+    std::int32_t rowLength = 0;
+    return rowBytes > 0 && width > 0 &&
+           TextureOGL::UnpackRowLength(format, static_cast<std::uint32_t>(width),
+                                       static_cast<unsigned>(rowBytes), rowLength);
+}
+
+}  // namespace
+
+bool HostFrameRowsReadable(std::int32_t width, std::int32_t height, PixelFormat format,
+                           std::int32_t rowBytes, const void* pixels, std::size_t sizeInBytes) {
+    // GL would read past the frame's rows (short, or bottom-up) or shift them.
+    if (pixels == nullptr || height <= 0 || !TextureTakesRows(width, format, rowBytes)) {
         return false;
     }
     // Or past the frame's memory, whose size the rows need not agree with.
     return static_cast<std::uint64_t>(rowBytes) * static_cast<std::uint64_t>(height) <= sizeInBytes;
 }
 
-std::size_t ReadBackBytes(std::int32_t height, std::int32_t rowBytes, const void* deviceBuffer) {
-    if (rowBytes <= 0 || height <= 0 || deviceBuffer == nullptr) {
+std::size_t ReadBackBytes(std::int32_t width, std::int32_t height, PixelFormat format,
+                          std::int32_t rowBytes, const void* deviceBuffer) {
+    if (height <= 0 || deviceBuffer == nullptr || !TextureTakesRows(width, format, rowBytes)) {
         return 0;
     }
     return static_cast<std::size_t>(rowBytes) * static_cast<std::size_t>(height);

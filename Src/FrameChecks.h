@@ -20,13 +20,17 @@ enum class CpuFrameRoad { kRefused, kHostMemory, kReadBack };
 CpuFrameRoad ChooseCpuFrameRoad(std::int32_t width, std::int32_t height,
                                 hostmediatypes::PixelFormat format);
 
-// Whether GL may read a host-memory frame's rows: there are pixels, the rows run top-down and
-// hold at least the picture's 4 bytes a pixel, and the frame's memory holds all of them.
-bool HostFrameRowsReadable(std::int32_t width, std::int32_t height, std::int32_t rowBytes,
+// Whether GL may read a host-memory frame's rows: there are pixels, the rows run top-down, the
+// texture can take them (TextureOGL::UnpackRowLength), and the frame's memory holds all of them.
+bool HostFrameRowsReadable(std::int32_t width, std::int32_t height,
+                           hostmediatypes::PixelFormat format, std::int32_t rowBytes,
                            const void* pixels, std::size_t sizeInBytes);
 
 // Bytes a GPU frame's read-back copies into host memory: its rows times its height; 0 when it
-// cannot be read back (no buffer, or rows that do not run top-down).
-std::size_t ReadBackBytes(std::int32_t height, std::int32_t rowBytes, const void* deviceBuffer);
+// cannot be read back (no buffer, rows that do not run top-down, or rows the texture cannot
+// take from host memory).
+std::size_t ReadBackBytes(std::int32_t width, std::int32_t height,
+                          hostmediatypes::PixelFormat format, std::int32_t rowBytes,
+                          const void* deviceBuffer);
 
 }  // namespace STN

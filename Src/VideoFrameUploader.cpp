@@ -93,7 +93,7 @@ bool VideoFrameUploader::UploadCpuFrame(const VideoFrameRef& frame, bool& vertic
             QueryFrame<VF::IVideoFrame2DPixelMemoryAccess>(frame);
         const void* pixels = memory->GetPixels();
         const std::int32_t rowBytes = rows->GetRowBytes();
-        if (!HostFrameRowsReadable(bounds.width, bounds.height, rowBytes, pixels,
+        if (!HostFrameRowsReadable(bounds.width, bounds.height, format, rowBytes, pixels,
                                    memory->GetSizeInBytes())) {
             return false;
         }
@@ -109,7 +109,8 @@ bool VideoFrameUploader::UploadCpuFrame(const VideoFrameRef& frame, bool& vertic
     const std::int32_t rowBytes = rows->GetRowBytes();
     void* deviceBuffer = gpuMemory->GetDeviceBuffer();
     const boost::shared_ptr<GB::ComputeContext>& compute = device->GetComputeContext();
-    const std::size_t bytes = ReadBackBytes(bounds.height, rowBytes, deviceBuffer);
+    const std::size_t bytes =
+        ReadBackBytes(bounds.width, bounds.height, format, rowBytes, deviceBuffer);
     if (bytes == 0 || !compute) {
         return false;
     }

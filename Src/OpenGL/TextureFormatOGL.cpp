@@ -39,8 +39,11 @@ std::uint32_t TextureOGL::RowBytesFor(hostmediatypes::PixelFormat format, std::u
 bool TextureOGL::UnpackRowLength(hostmediatypes::PixelFormat format, std::uint32_t width,
                                  unsigned rowBytes, std::int32_t& rowLength) {
     const TextureFormatGL gl = MapFormat(format);
-    // Rows shorter than the image would make GL read past the caller's memory.
-    if (rowBytes != 0 && rowBytes < static_cast<std::uint64_t>(width) * gl.bytesPerPixel) {
+    // Rows shorter than the image would make GL read past the caller's memory. GL counts a row
+    // in pixels: rows that are not a whole number of them would be read shifted, each one by
+    // more than the last.
+    if (rowBytes != 0 && (rowBytes < static_cast<std::uint64_t>(width) * gl.bytesPerPixel ||
+                          rowBytes % gl.bytesPerPixel != 0)) {
         return false;
     }
     rowLength = static_cast<std::int32_t>(rowBytes / gl.bytesPerPixel);

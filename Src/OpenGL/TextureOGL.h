@@ -29,7 +29,8 @@ public:
     // Bytes per pixel times width, rounded up to a multiple of 64.
     static std::uint32_t RowBytesFor(hostmediatypes::PixelFormat format, std::uint32_t width);
     // GL_UNPACK_ROW_LENGTH for Upload's rows `rowBytes` apart (0: packed) of `width` pixels of
-    // `format`; false when the rows are shorter than the picture and GL would read past them.
+    // `format`; false when GL cannot read them as they are: rows shorter than the picture, or
+    // not a whole number of pixels long.
     static bool UnpackRowLength(hostmediatypes::PixelFormat format, std::uint32_t width,
                                 unsigned rowBytes, std::int32_t& rowLength);
 

@@ -316,10 +316,10 @@ FrameRef MakeFactoryFrame(PixelFormat format, std::int32_t width, std::int32_t h
 // row must be the frame's row (`rowBytes` apart) when the frame's memory is known to hold it.
 void ReadLikeGL(const void* data, std::uint32_t width, std::uint32_t height, PixelFormat format,
                 std::uint32_t rowBytes, std::size_t knownBytes) {
+    // A frame the upload takes must be one the texture takes: the host is told it is shown.
     std::int32_t rowLength = 0;
-    if (data == nullptr || !STN::TextureOGL::UnpackRowLength(format, width, rowBytes, rowLength)) {
-        return;  // Upload refuses; the texture keeps its picture
-    }
+    Check(data != nullptr && STN::TextureOGL::UnpackRowLength(format, width, rowBytes, rowLength),
+          "the upload took a frame the texture refuses");
     if (width > kMaxTextureSize || height > kMaxTextureSize) {
         return;  // no texture of this size exists
     }
@@ -356,7 +356,7 @@ void Upload(const FrameRef& frame) {
     if (road == STN::CpuFrameRoad::kHostMemory) {
         const auto memory = frame.QueryInterface<VF::IVideoFrameMemoryAccess>();
         const void* pixels = memory->GetPixels();
-        if (!STN::HostFrameRowsReadable(bounds.width, bounds.height, rowBytes, pixels,
+        if (!STN::HostFrameRowsReadable(bounds.width, bounds.height, format, rowBytes, pixels,
                                         memory->GetSizeInBytes())) {
             return;
         }
@@ -367,7 +367,8 @@ void Upload(const FrameRef& frame) {
 
     const auto gpuMemory = frame.QueryInterface<VF::IGPUVideoFrameMemoryAccess>();
     void* deviceBuffer = gpuMemory->GetDeviceBuffer();
-    const std::size_t bytes = STN::ReadBackBytes(bounds.height, rowBytes, deviceBuffer);
+    const std::size_t bytes =
+        STN::ReadBackBytes(bounds.width, bounds.height, format, rowBytes, deviceBuffer);
     if (bytes == 0) {
         return;
     }

@@ -193,14 +193,18 @@ void CheckTextureFormat(PixelFormat format, std::uint64_t v, std::uint32_t width
               "texture rows are not the pixels rounded up to 64", v);
     }
 
+    // GL reads rows rowLength pixels apart (the picture's width for 0): they must be the
+    // caller's rows, whole.
     std::int32_t rowLength = -1;
     if (STN::TextureOGL::UnpackRowLength(format, width, rowBytes, rowLength)) {
         Check(rowLength >= 0, "negative row length", v);
         const std::uint64_t stride = static_cast<std::uint64_t>(rowLength) * gl.bytesPerPixel;
-        Check(stride <= rowBytes, "GL's rows run past the caller's", v);
+        Check(rowBytes == 0 ? rowLength == 0 : stride == rowBytes, "GL's rows are not the caller's",
+              v);
         Check(rowBytes == 0 || stride >= packed, "GL's rows are shorter than the picture", v);
     } else {
-        Check(rowBytes != 0 && rowBytes < packed, "rows that hold the picture refused", v);
+        Check(rowBytes != 0 && (rowBytes < packed || rowBytes % gl.bytesPerPixel != 0),
+              "rows GL can read were refused", v);
     }
 }
 
