@@ -17,6 +17,9 @@ namespace {
 
 using hostcore::debug::DebugDatabase;
 
+// A file without a name, reached through its descriptor, so that nothing is left behind
+// however the run ends.
+int fileDescriptor = -1;
 std::string keyFile;
 
 void Check(bool condition, const char* what, const std::string& detail = std::string()) {
@@ -35,10 +38,9 @@ bool Trimmed(const std::string& s) {
 }
 
 void WriteKeyFile(const std::uint8_t* data, std::size_t size) {
-    std::FILE* file = std::fopen(keyFile.c_str(), "wb");
-    Check(file != nullptr, "cannot write the key file");
-    Check(size == 0 || std::fwrite(data, 1, size, file) == size, "cannot write the key file");
-    std::fclose(file);
+    Check(ftruncate(fileDescriptor, 0) == 0 &&
+              pwrite(fileDescriptor, data, size, 0) == static_cast<ssize_t>(size),
+          "cannot write the key file");
 }
 
 }  // namespace
@@ -49,11 +51,10 @@ extern "C" int LLVMFuzzerInitialize(int*, char***) {
     // In memory where there is a place for it: the file is written for every input.
     std::string name = access("/dev/shm", W_OK) == 0 ? "/dev/shm" : "/tmp";
     name += "/stereon-debugdb-fuzz-XXXXXX";
-    const int fd = mkstemp(&name[0]);
-    Check(fd >= 0, "cannot make the key file");
-    close(fd);
-    keyFile = name;
-    std::atexit([] { std::remove(keyFile.c_str()); });
+    fileDescriptor = mkstemp(&name[0]);
+    Check(fileDescriptor >= 0, "cannot make the key file");
+    unlink(name.c_str());
+    keyFile = "/proc/self/fd/" + std::to_string(fileDescriptor);
     return 0;
 }
 
