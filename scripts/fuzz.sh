@@ -58,7 +58,7 @@ for target in "${targets[@]}"; do
     "$binary" -max_total_time="$seconds" -timeout=10 -print_final_stats=1 \
         -artifact_prefix="$work/$target/artifacts/" "$work/$target/corpus" "$seeds" \
         >"$work/$target/log" 2>&1 || status=$?
-    grep -E '^(#[0-9]+ +DONE|stat::number_of_executed_units|stat::peak_rss_mb|Done )' \
+    grep -E '^(#[0-9]+[[:space:]]+DONE|stat::number_of_executed_units|stat::peak_rss_mb|Done )' \
         "$work/$target/log" || true
     if [ $status -ne 0 ]; then
         tail -n 60 "$work/$target/log" >&2

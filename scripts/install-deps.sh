@@ -8,7 +8,7 @@ packages=(
     cmake ninja-build g++ pkg-config git clang-format
     # clang checks the OpenVR record layouts for the Windows x64 target; with its sanitizer and
     # libFuzzer runtimes and LLVM's symbolizer it builds and runs the fuzz targets
-    clang libclang-rt-14-dev llvm
+    clang libclang-rt-14-dev llvm-14
     # Boost: shared_ptr, function, bind, thread, date_time, interprocess
     libboost-dev libboost-thread-dev libboost-date-time-dev libboost-system-dev
     # OpenGL through EGL on Mesa (llvmpipe without a display)
