@@ -9,6 +9,7 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "FrameChecks.h"
 #include "GB/CudaDriver.h"
 #include "GB/Device.h"
 #include "GB/PixelConversion.h"
@@ -29,10 +30,6 @@ namespace {
 
 using hostcore::classref::InterfaceRef;
 using hostmediatypes::PixelFormat;
-
-// The one host-memory format taken: 'a', 'r', 'g', 'b' from the high byte down.
-constexpr std::uint32_t kHostFrameFormatCode = 0x61726762u;
-constexpr std::uint32_t kHostFrameBytesPerPixel = 4;
 
 const hostcore::utility::ImmutableString kGLEventExtension("cl_khr_gl_event");
 
@@ -63,22 +60,6 @@ private:
 
 }  // namespace
 
-bool IsGPUPixelFormat(PixelFormat format) {
-    static const PixelFormat kFormats[] = {
-        GB::kPixelFormat_GPU_BGRA_4444_16f, GB::kPixelFormat_GPU_BGRX_4444_16f,
-        GB::kPixelFormat_GPU_BGRA_4444_32f, GB::kPixelFormat_GPU_BGRX_4444_32f,
-        GB::kPixelFormat_GPU_UV_32f,        GB::kPixelFormat_RGB_444_12u_PQ_709,
-        GB::kPixelFormat_RGB_444_12u_PQ_P3, GB::kPixelFormat_RGB_444_12u_PQ_2020,
-        GB::kPixelFormat_RGB_444_10u_HLG,   GB::kPixelFormat_RGB_444_12u_HLG,
-    };
-    for (const PixelFormat& gpuFormat : kFormats) {
-        if (format == gpuFormat) {
-            return true;
-        }
-    }
-    return false;
-}
-
 VideoFrameUploader::VideoFrameUploader(const boost::shared_ptr<IGraphicsContext>& uploadContext,
                                        const boost::shared_ptr<GB::Device>& device,
                                        UploadSynchronizer& synchronizer,
@@ -98,26 +79,22 @@ bool VideoFrameUploader::UploadCpuFrame(const VideoFrameRef& frame, bool& vertic
     redBlueSwap = false;
     const MF::Rect bounds = frame->GetBounds();
     const PixelFormat format = frame->GetPixelFormat();
-    if (bounds.width <= 0 || bounds.height <= 0 || !device) {
+    const CpuFrameRoad road = ChooseCpuFrameRoad(bounds.width, bounds.height, format);
+    if (road == CpuFrameRoad::kRefused || !device) {
         return false;
     }
     const std::uint32_t width = static_cast<std::uint32_t>(bounds.width);
     const std::uint32_t height = static_cast<std::uint32_t>(bounds.height);
 
-    if (!IsGPUPixelFormat(format)) {
-        if (format.code != kHostFrameFormatCode) {
-            return false;
-        }
+    if (road == CpuFrameRoad::kHostMemory) {
         const InterfaceRef<VF::IVideoFrameMemoryAccess> memory =
             QueryFrame<VF::IVideoFrameMemoryAccess>(frame);
         const InterfaceRef<VF::IVideoFrame2DPixelMemoryAccess> rows =
             QueryFrame<VF::IVideoFrame2DPixelMemoryAccess>(frame);
         const void* pixels = memory->GetPixels();
         const std::int32_t rowBytes = rows->GetRowBytes();
-        // GL would read past the frame's rows: rows shorter than the picture, or bottom-up.
-        if (pixels == nullptr || rowBytes <= 0 ||
-            static_cast<std::uint64_t>(rowBytes) <
-                static_cast<std::uint64_t>(width) * kHostFrameBytesPerPixel) {
+        if (!HostFrameRowsReadable(bounds.width, bounds.height, format, rowBytes, pixels,
+                                   memory->GetSizeInBytes())) {
             return false;
         }
         UploadBufferToTexture(pixels, width, height, format, static_cast<std::uint32_t>(rowBytes));
@@ -132,10 +109,11 @@ bool VideoFrameUploader::UploadCpuFrame(const VideoFrameRef& frame, bool& vertic
     const std::int32_t rowBytes = rows->GetRowBytes();
     void* deviceBuffer = gpuMemory->GetDeviceBuffer();
     const boost::shared_ptr<GB::ComputeContext>& compute = device->GetComputeContext();
-    if (rowBytes <= 0 || deviceBuffer == nullptr || !compute) {
+    const std::size_t bytes =
+        ReadBackBytes(bounds.width, bounds.height, format, rowBytes, deviceBuffer);
+    if (bytes == 0 || !compute) {
         return false;
     }
-    const std::size_t bytes = static_cast<std::size_t>(rowBytes) * height;
     HostStagingBuffer staging(device, bytes);
     if (!staging.HasMemory()) {
         return false;

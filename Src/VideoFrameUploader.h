@@ -8,6 +8,7 @@
 
 #include <cstdint>
 
+#include "FrameChecks.h"
 #include "hostcore/classref.h"
 #include "hostmediatypes/PixelFormat.h"
 
@@ -26,9 +27,6 @@ class ITexture;
 class UploadSynchronizer;
 
 typedef hostcore::classref::InterfaceRef<MF::IVideoFrame> VideoFrameRef;
-
-// The ten device-memory formats the GPU road takes.
-bool IsGPUPixelFormat(hostmediatypes::PixelFormat format);
 
 class VideoFrameUploader {
 public:

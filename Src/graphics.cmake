@@ -11,6 +11,7 @@ target_sources(stereon_internal PRIVATE
     ${CMAKE_CURRENT_LIST_DIR}/OpenGL/RenderTextureOGL.cpp
     ${CMAKE_CURRENT_LIST_DIR}/OpenGL/ShaderOGL.cpp
     ${CMAKE_CURRENT_LIST_DIR}/OpenGL/ShaderSources.cpp
+    ${CMAKE_CURRENT_LIST_DIR}/OpenGL/TextureFormatOGL.cpp
     ${CMAKE_CURRENT_LIST_DIR}/OpenGL/TextureOGL.cpp)
 # The context is WGL on Windows and EGL everywhere else.
 if(WIN32)

@@ -6,8 +6,9 @@ set -euo pipefail
 packages=(
     # toolchain
     cmake ninja-build g++ pkg-config git clang-format
-    # clang checks the OpenVR record layouts for the Windows x64 target
-    clang
+    # clang checks the OpenVR record layouts for the Windows x64 target; with its sanitizer and
+    # libFuzzer runtimes and LLVM's symbolizer it builds and runs the fuzz targets
+    clang libclang-rt-14-dev llvm-14
     # Boost: shared_ptr, function, bind, thread, date_time, interprocess
     libboost-dev libboost-thread-dev libboost-date-time-dev libboost-system-dev
     # OpenGL through EGL on Mesa (llvmpipe without a display)

@@ -20,8 +20,6 @@ namespace STN {
 
 namespace {
 
-constexpr unsigned kRowAlignment = 64;
-
 // The level-of-detail bias of trilinear textures, read on every call so it can be changed live.
 float ReadLodBias() {
     char defaultText[64];
@@ -32,29 +30,6 @@ float ReadLodBias() {
 }
 
 }  // namespace
-
-TextureFormatGL TextureOGL::MapFormat(hostmediatypes::PixelFormat format) {
-    const std::uint64_t value = format.Value();
-    const unsigned depthCode = static_cast<unsigned>((value >> 33) & 7u);
-    const bool isFloat = ((value >> 36) & 1u) != 0;
-    const bool rgbOrder = ((value >> 45) & 1u) != 0;
-    if (depthCode == 0 && !isFloat && rgbOrder) {
-        return {GL_RGBA8, GL_RGBA, GL_UNSIGNED_BYTE, 4};
-    }
-    if (depthCode == 3 && isFloat && !rgbOrder) {
-        return {GL_RGBA16F, GL_BGRA, GL_HALF_FLOAT, 8};
-    }
-    if (depthCode == 5 && isFloat && !rgbOrder) {
-        return {GL_RGBA32F, GL_BGRA, GL_FLOAT, 16};
-    }
-    // 8-bit BGRA, and every combination the mapping does not name.
-    return {GL_RGBA8, GL_BGRA, GL_UNSIGNED_BYTE, 4};
-}
-
-std::uint32_t TextureOGL::RowBytesFor(hostmediatypes::PixelFormat format, std::uint32_t width) {
-    const std::uint64_t bytes = static_cast<std::uint64_t>(MapFormat(format).bytesPerPixel) * width;
-    return static_cast<std::uint32_t>((bytes + kRowAlignment - 1) / kRowAlignment * kRowAlignment);
-}
 
 TextureOGL::TextureOGL(const std::string& name) : name(name), target(GL_TEXTURE_2D) {}
 
@@ -264,16 +239,15 @@ void TextureOGL::GenerateMipmaps() {
 
 void TextureOGL::Upload(const void* data, hostmediatypes::PixelFormat format, unsigned rowBytes) {
     const TextureFormatGL gl = MapFormat(format);
-    // Rows shorter than the image would make GL read past the caller's memory.
-    if (data == nullptr || texture == 0 ||
-        (rowBytes != 0 && rowBytes < static_cast<std::uint64_t>(width) * gl.bytesPerPixel)) {
+    std::int32_t rowLength = 0;
+    if (data == nullptr || texture == 0 || !UnpackRowLength(format, width, rowBytes, rowLength)) {
         return;
     }
     glActiveTexture(GL_TEXTURE0);
     glBindTexture(target, texture);
     // Left in force on this context for later transfers.
     glPixelStorei(GL_UNPACK_ALIGNMENT, 1);
-    glPixelStorei(GL_UNPACK_ROW_LENGTH, static_cast<GLint>(rowBytes / gl.bytesPerPixel));
+    glPixelStorei(GL_UNPACK_ROW_LENGTH, rowLength);
     glTexSubImage2D(target, 0, 0, 0, static_cast<GLsizei>(width), static_cast<GLsizei>(height),
                     gl.transferFormat, gl.transferType, data);
     if (IsMipmapped()) {

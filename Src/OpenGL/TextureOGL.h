@@ -28,6 +28,11 @@ public:
     static TextureFormatGL MapFormat(hostmediatypes::PixelFormat format);
     // Bytes per pixel times width, rounded up to a multiple of 64.
     static std::uint32_t RowBytesFor(hostmediatypes::PixelFormat format, std::uint32_t width);
+    // GL_UNPACK_ROW_LENGTH for Upload's rows `rowBytes` apart (0: packed) of `width` pixels of
+    // `format`; false when GL cannot read them as they are: rows shorter than the picture, or
+    // not a whole number of pixels long.
+    static bool UnpackRowLength(hostmediatypes::PixelFormat format, std::uint32_t width,
+                                unsigned rowBytes, std::int32_t& rowLength);
 
     const std::string& GetName() override { return name; }
     unsigned GetWidth() override { return width; }

@@ -256,6 +256,22 @@ TEST_F(TextureTest, EmptyTextureAndBadUploadsChangeNothing) {
     EXPECT_EQ(texture.GetPixelFormat(), hmt::kPixelFormat_Any);
 }
 
+TEST_F(TextureTest, RowsThatAreNotWholePixelsAreRefused) {
+    // GL counts a row's length in pixels, so rows 9 bytes apart would be read 8 bytes apart and
+    // every row after the first would be shifted.
+    TextureOGL texture("Rows");
+    texture.Create(kNoDevice, 2, 2, hmt::kPixelFormat_RGBA_4444_8u);
+    const std::uint8_t first[16] = {1, 1, 1, 255, 2, 2, 2, 255, 3, 3, 3, 255, 4, 4, 4, 255};
+    texture.Upload(first, hmt::kPixelFormat_RGBA_4444_8u, 8);
+    const std::vector<std::uint8_t> shown(first, first + 16);
+    ASSERT_EQ(stereon::test::ReadTextureRGBA8(texture.GetTexture(), 2, 2), shown);
+
+    const std::uint8_t oddRows[17] = {5, 5, 5, 255, 6, 6, 6, 255, 0xEE, 7, 7, 7, 255, 8, 8, 8, 255};
+    texture.Upload(oddRows, hmt::kPixelFormat_RGBA_4444_8u, 9);
+    DrainErrors();
+    EXPECT_EQ(stereon::test::ReadTextureRGBA8(texture.GetTexture(), 2, 2), shown);
+}
+
 TEST_F(TextureTest, NearestAndLinearFiltersSampleAsTheTableSays) {
     TextureOGL texture("Filter");
     MakeBlackWhite(texture);

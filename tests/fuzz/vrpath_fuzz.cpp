@@ -1,0 +1,98 @@
+// The OpenVR client's reader of openvrpaths.vrpath. The input is the file's text. It is parsed
+// as text, and read again as a file through GetPaths, which must come to the same paths: the file
+// reader only turns CRLF into LF, which JSON cannot tell apart. The paths then go through the
+// path arithmetic the loader applies to a runtime root.
+#include <unistd.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <string>
+#include <vector>
+
+#include "path_tools.h"
+#include "platform_paths.h"
+#include "vr_path_registry.h"
+
+namespace {
+
+using stnvr::VRPathRegistry;
+namespace path_tools = stnvr::path_tools;
+
+// A file without a name, reached through its descriptor, so that nothing is left behind
+// however the run ends.
+int fileDescriptor = -1;
+std::string registryFile;
+
+void Check(bool condition, const char* what) {
+    if (!condition) {
+        std::fprintf(stderr, "vrpath_fuzz: %s\n", what);
+        std::abort();
+    }
+}
+
+std::string FirstOf(const std::vector<std::string>& list) {
+    return list.empty() ? std::string() : list.front();
+}
+
+void WriteRegistryFile(const std::uint8_t* data, std::size_t size) {
+    Check(ftruncate(fileDescriptor, 0) == 0 &&
+              pwrite(fileDescriptor, data, size, 0) == static_cast<ssize_t>(size),
+          "cannot write the registry file");
+}
+
+void CheckRuntimeRoot(const std::string& runtime) {
+    const std::string root = path_tools::FixSlashes(runtime);
+    Check(root.size() == runtime.size(), "FixSlashes changed the length");
+    Check(root.find('\\') == std::string::npos, "FixSlashes left a backslash");
+    const std::string bin = stnvr::platform_paths::RuntimeBinaryDirectory(root);
+    Check(bin.compare(0, root.size(), root) == 0, "the binary directory is not under the root");
+    const std::string tail = "bin/linux64";
+    // An empty root gives "bin/linux64" itself; the loader never gets that far with one.
+    Check(
+        bin.size() >= tail.size() && bin.compare(bin.size() - tail.size(), tail.size(), tail) == 0,
+        "the binary directory is not bin/linux64");
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerInitialize(int*, char***) {
+    // The environment would override what the file says.
+    unsetenv("VR_OVERRIDE");
+    unsetenv("VR_CONFIG_PATH");
+    unsetenv("VR_LOG_PATH");
+    // In memory where there is a place for it: the file is written for every input.
+    std::string name = access("/dev/shm", W_OK) == 0 ? "/dev/shm" : "/tmp";
+    name += "/stereon-vrpath-fuzz-XXXXXX";
+    fileDescriptor = mkstemp(&name[0]);
+    Check(fileDescriptor >= 0, "cannot make the registry file");
+    unlink(name.c_str());
+    registryFile = "/proc/self/fd/" + std::to_string(fileDescriptor);
+    return 0;
+}
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    const std::string text(reinterpret_cast<const char*>(data), size);
+
+    VRPathRegistry registry;
+    const bool loaded = registry.LoadFromText(text);
+    if (!loaded) {
+        Check(registry.RuntimePaths().empty() && registry.ConfigPaths().empty() &&
+                  registry.LogPaths().empty() && registry.ExternalDrivers().empty(),
+              "a refused registry kept paths");
+    }
+
+    WriteRegistryFile(data, size);
+    VRPathRegistry::Paths paths;
+    const bool read = VRPathRegistry::GetPaths(registryFile, paths);
+    Check(read == loaded, "the file and its text disagree on whether it is a registry");
+    Check(paths.runtime == FirstOf(registry.RuntimePaths()), "runtime path differs");
+    Check(paths.config == FirstOf(registry.ConfigPaths()), "config path differs");
+    Check(paths.log == FirstOf(registry.LogPaths()), "log path differs");
+
+    for (const std::string& runtime : registry.RuntimePaths()) {
+        CheckRuntimeRoot(runtime);
+    }
+    return 0;
+}

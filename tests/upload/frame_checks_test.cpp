@@ -1,0 +1,63 @@
+// The checks a host frame passes before the upload reads it, with the frames that once got
+// through them: GL must never be handed rows it would read past the frame with, or shifted.
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <limits>
+
+#include "FrameChecks.h"
+#include "hostmediatypes/PixelFormat.h"
+
+namespace {
+
+namespace hmt = hostmediatypes;
+using STN::HostFrameRowsReadable;
+using STN::ReadBackBytes;
+
+const std::uint8_t kPixels[64] = {};
+const hmt::PixelFormat kArgb = hmt::kPixelFormat_ARGB_4444_8u;
+
+TEST(FrameChecksTest, HostRowsAreTakenWhenTheFrameHoldsThem) {
+    EXPECT_TRUE(HostFrameRowsReadable(2, 2, kArgb, 8, kPixels, 16));
+    EXPECT_TRUE(HostFrameRowsReadable(2, 2, kArgb, 12, kPixels, 24));  // padded rows
+    EXPECT_TRUE(HostFrameRowsReadable(2, 2, kArgb, 8, kPixels, 64));   // more memory than rows
+}
+
+TEST(FrameChecksTest, HostRowsThatGLWouldReadPastAreRefused) {
+    EXPECT_FALSE(HostFrameRowsReadable(2, 2, kArgb, 8, nullptr, 16));
+    EXPECT_FALSE(HostFrameRowsReadable(2, 2, kArgb, 7, kPixels, 16));  // shorter than the picture
+    EXPECT_FALSE(HostFrameRowsReadable(2, 2, kArgb, 0, kPixels, 16));
+    EXPECT_FALSE(HostFrameRowsReadable(2, 0, kArgb, 8, kPixels, 16));
+}
+
+TEST(FrameChecksTest, HostRowsBeyondTheFramesMemoryAreRefused) {
+    // The memory a frame reports is all there is: rows it cannot hold were once read anyway.
+    EXPECT_FALSE(HostFrameRowsReadable(2, 2, kArgb, 8, kPixels, 15));
+    EXPECT_FALSE(HostFrameRowsReadable(2, 2, kArgb, 0x08000000, kPixels, 16));
+    EXPECT_FALSE(HostFrameRowsReadable(2, 2, kArgb, 8, kPixels, 0));
+    const std::int32_t most = std::numeric_limits<std::int32_t>::max();
+    EXPECT_FALSE(HostFrameRowsReadable(4, most, kArgb, most & ~3, kPixels, sizeof(kPixels)));
+}
+
+TEST(FrameChecksTest, RowsThatAreNotWholePixelsAreRefused) {
+    // GL would read them a pixel's multiple apart, each row shifted more than the last; the
+    // host frames of the stand-in allow such rows for 8-bit formats.
+    EXPECT_FALSE(HostFrameRowsReadable(2, 2, kArgb, 9, kPixels, 18));
+    EXPECT_FALSE(HostFrameRowsReadable(2, 2, kArgb, 10, kPixels, 20));
+    EXPECT_EQ(ReadBackBytes(2, 2, hmt::kPixelFormat_GPU_BGRA_4444_16f, 22, kPixels), 0u);
+    EXPECT_EQ(ReadBackBytes(2, 2, hmt::kPixelFormat_GPU_BGRA_4444_32f, 36, kPixels), 0u);
+    EXPECT_EQ(ReadBackBytes(2, 2, hmt::kPixelFormat_GPU_BGRA_4444_16f, 24, kPixels), 48u);
+    EXPECT_EQ(ReadBackBytes(2, 2, hmt::kPixelFormat_GPU_BGRA_4444_32f, 32, kPixels), 64u);
+}
+
+TEST(FrameChecksTest, AnArgbCodeIsReadAsItsFlagsSay) {
+    // The host road goes by the code, the texture by the flags: rows too short for what the
+    // texture reads are refused here rather than there, where the host would not hear of it.
+    const hmt::PixelFormat argbFloat(
+        kArgb.code,
+        hmt::pixelformat::MakeFlags(hmt::pixelformat::kDepth_32, true, 4, true, false, false));
+    EXPECT_FALSE(HostFrameRowsReadable(2, 2, argbFloat, 8, kPixels, 16));
+    EXPECT_TRUE(HostFrameRowsReadable(2, 2, argbFloat, 32, kPixels, 64));
+}
+
+}  // namespace
