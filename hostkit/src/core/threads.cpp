@@ -9,9 +9,11 @@
 #include <cerrno>
 #include <chrono>
 #include <condition_variable>
+#include <cstdlib>
 #include <deque>
 #include <map>
 #include <memory>
+#include <mutex>
 #include <thread>
 #include <vector>
 
@@ -316,6 +318,43 @@ struct PoolState {
     }
 };
 
+// Workers of a pool that its own worker let go (it cannot join itself). They finish their last
+// job and leave on their own; the process joins them when it exits, so that none is still
+// leaving while the libraries' exit handlers run (a thread that had used GL freeing its state
+// while the GL library's own handler frees it too crashed a host at exit).
+std::mutex& OrphanMutex() {
+    static std::mutex* mutex = new std::mutex();
+    return *mutex;
+}
+
+std::vector<boost::thread>& Orphans() {
+    static std::vector<boost::thread>* orphans = new std::vector<boost::thread>();
+    return *orphans;
+}
+
+void JoinOrphans() {
+    std::vector<boost::thread> leaving;
+    {
+        std::lock_guard<std::mutex> lock(OrphanMutex());
+        leaving.swap(Orphans());
+    }
+    const boost::thread::id self = boost::this_thread::get_id();
+    for (boost::thread& t : leaving) {
+        if (t.get_id() == self) {
+            t.detach();
+        } else if (t.joinable()) {
+            t.join();
+        }
+    }
+}
+
+void KeepOrphan(boost::thread&& thread) {
+    static const bool registered = std::atexit(&JoinOrphans) == 0;
+    (void)registered;
+    std::lock_guard<std::mutex> lock(OrphanMutex());
+    Orphans().push_back(std::move(thread));
+}
+
 class WorkerPool : public Executor {
 public:
     explicit WorkerPool(int threadCount) : state(std::make_shared<PoolState>()) {
@@ -332,11 +371,12 @@ public:
             state->stopping = true;
         }
         state->wake.notify_all();
-        // The last holder may be a job on one of our own workers; that worker finishes on its own.
+        // The last holder may be a job on one of our own workers; that worker finishes on its own
+        // and is joined at exit.
         const boost::thread::id self = boost::this_thread::get_id();
         for (boost::thread& t : workers) {
             if (t.get_id() == self) {
-                t.detach();
+                KeepOrphan(std::move(t));
             } else if (t.joinable()) {
                 t.join();
             }
