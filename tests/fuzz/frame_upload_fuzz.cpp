@@ -13,7 +13,8 @@
 // The frame goes through the steps UploadCpuFrame takes, with the GL upload replaced by a copy
 // of exactly the bytes glTexSubImage2D reads with the unpack state TextureOGL sets, into rows of
 // a stand-in texture. AddressSanitizer sees every byte read outside the frame or the staging
-// buffer; each texture row must be the frame's row.
+// buffer; a frame the upload takes must be one the texture takes, and each texture row must be
+// the frame's row.
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
@@ -36,7 +37,6 @@
 
 namespace {
 
-namespace pf = hostmediatypes::pixelformat;
 using hostcore::classref::InterfaceID;
 using hostcore::classref::InterfaceRef;
 using hostcore::classref::RefCountedObject;
