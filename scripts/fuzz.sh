@@ -1,9 +1,9 @@
 #!/usr/bin/env bash
 # Installs what is missing, builds the libFuzzer targets (clang, in build-fuzz/) and runs each
-# over its seed corpus for a while.
+# over its starting inputs for a while.
 #   scripts/fuzz.sh [seconds-per-target] [target...]
-# Default: 600 seconds each, every target with a seed corpus in tests/fuzz/corpus/ (target
-# <name> is build-fuzz/bin/<name>_fuzz). The seed corpus is only read: what the fuzzer finds
+# Default: 600 seconds each, every target with starting inputs in tests/fuzz/corpus/ (target
+# <name> is build-fuzz/bin/<name>_fuzz). The starting inputs are only read: what the fuzzer finds
 # worth keeping goes to a work directory outside the repository, $STEREON_FUZZ_WORK or
 # ${TMPDIR:-/tmp}/stereon-fuzz, one folder a target (corpus/, artifacts/ and the run's log), kept
 # so that a later run goes on from there. A crash, a leak, undefined behaviour or a broken
