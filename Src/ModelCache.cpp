@@ -132,6 +132,22 @@ boost::shared_ptr<Model> ModelCache::PollModel(ModelCacheEntry& entry) {
     return model;
 }
 
+namespace {
+
+// Whether an asynchronous load has delivered. Loading is not yet; any other answer, and a
+// finished load that delivered nothing, is a failure of the whole model.
+bool Arrived(vr::EVRRenderModelError result, bool delivered, Model& model) {
+    if (result == vr::VRRenderModelError_None && delivered) {
+        return true;
+    }
+    if (result != vr::VRRenderModelError_Loading) {
+        model.SetFailed();
+    }
+    return false;
+}
+
+}  // namespace
+
 bool ModelCache::LoadComponent(ModelCacheEntry& entry, std::size_t index,
                                vr::IVRRenderModels& renderModels) {
     boost::shared_ptr<vr::RenderModel_t>& slot = entry.renderModels[index];
@@ -153,15 +169,7 @@ bool ModelCache::LoadComponent(ModelCacheEntry& entry, std::size_t index,
     const vr::EVRRenderModelError result =
         renderModels.LoadRenderModel_Async(loadName.c_str(), &loaded);
     slot = boost::shared_ptr<vr::RenderModel_t>(loaded, OVRModelDestroyer());
-    if (result == vr::VRRenderModelError_None && loaded != nullptr) {
-        return true;
-    }
-    if (result == vr::VRRenderModelError_Loading) {
-        return false;
-    }
-    // Any other answer, and a finished load without a model, is a failure of the whole model.
-    entry.model->SetFailed();
-    return false;
+    return Arrived(result, loaded != nullptr, *entry.model);
 }
 
 bool ModelCache::LoadTexture(ModelCacheEntry& entry, vr::IVRRenderModels& renderModels) {
@@ -184,14 +192,7 @@ bool ModelCache::LoadTexture(ModelCacheEntry& entry, vr::IVRRenderModels& render
         renderModels.LoadTexture_Async(first->diffuseTextureId, &loaded);
     entry.renderTexture =
         boost::shared_ptr<vr::RenderModel_TextureMap_t>(loaded, OVRTextureDestroyer());
-    if (result == vr::VRRenderModelError_None && loaded != nullptr) {
-        return true;
-    }
-    if (result == vr::VRRenderModelError_Loading) {
-        return false;
-    }
-    entry.model->SetFailed();
-    return false;
+    return Arrived(result, loaded != nullptr, *entry.model);
 }
 
 void ModelCache::Clear() {
