@@ -224,19 +224,4 @@ TEST(MatrixConversion, PoseBecomesColumnMajorWithAffineBottomRow) {
     }
 }
 
-TEST(MatrixConversion, ProjectionIsTransposed) {
-    vr::HmdMatrix44_t projection;
-    for (int row = 0; row < 4; ++row) {
-        for (int column = 0; column < 4; ++column) {
-            projection.m[row][column] = static_cast<float>(row * 10 + column);
-        }
-    }
-    const STN::Matrix4 m = STN::ToMatrix4(projection);
-    for (int row = 0; row < 4; ++row) {
-        for (int column = 0; column < 4; ++column) {
-            EXPECT_EQ(m.m[column * 4 + row], projection.m[row][column]);
-        }
-    }
-}
-
 }  // namespace

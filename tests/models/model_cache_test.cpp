@@ -238,26 +238,6 @@ TEST_F(ModelCacheTest, TableModelLoadsOnePollAtATimeAndGivesTheRuntimeItsMemoryB
     EXPECT_EQ(cache.GetEntryCount(), 1u);
 }
 
-TEST_F(ModelCacheTest, EachTableRowLoadsItsComponentsInOrder) {
-    const std::vector<std::pair<const char*, std::vector<std::string>>> rows = {
-        {kVive, {"body", "button", "lgrip", "rgrip", "sys_button", "trackpad", "trigger"}},
-        {kRiftLeft, {"body", "enter_button", "grip", "thumbstick", "trigger"}},
-        {kRiftRight, {"body", "home_button", "grip", "thumbstick", "trigger"}},
-    };
-    for (const auto& row : rows) {
-        const boost::shared_ptr<Model> model = Settle(row.first);
-        ASSERT_TRUE(model) << row.first;
-        EXPECT_EQ(model->GetState(), ModelState::Loaded) << row.first;
-        EXPECT_EQ(ComponentNames(*model), row.second) << row.first;
-        // Each component is its own runtime model, and the whole model is never asked for.
-        EXPECT_EQ(simvr_get_model_load_calls(row.first), 0) << row.first;
-        EXPECT_GT(simvr_get_model_load_calls((std::string(row.first) + "_trigger").c_str()), 0);
-    }
-    EXPECT_EQ(cache.GetEntryCount(), 3u);
-    EXPECT_NE(cache.GetModel(kRiftLeft), cache.GetModel(kRiftRight));
-    ExpectRuntimeMemoryReturned();
-}
-
 TEST_F(ModelCacheTest, NameOutsideTheTableLoadsWholeAndAFailureGetsOneSecondChance) {
     // A model without a table row loads as one component named after the model.
     const boost::shared_ptr<Model> whole = Settle(kGeneric);
@@ -446,111 +426,6 @@ TEST_F(ModelCacheTest, MissingRemappedFileFallsBackToTheDriversModel) {
     EXPECT_EQ(ComponentNames(*model), std::vector<std::string>{kWinMRRight});
     EXPECT_EQ(simvr_get_model_load_calls(missing.c_str()), 1);
     ExpectRuntimeMemoryReturned();
-}
-
-class ModelDrawTest : public ModelCacheTest {
-protected:
-    static const int kSize = 64;
-
-    // Looks at the Vive controller from its right side (+X), orthographically, with the
-    // trigger's centre (y -0.025, z -0.03 in the simulated model) in the middle of the picture
-    // and 0.08 m across it.
-    static Matrix4 SideView() {
-        Matrix4 m = Matrix4::Identity();
-        const float scale = 25.0f;
-        m.At(0, 0) = 0.0f;
-        m.At(0, 2) = -scale;
-        m.At(0, 3) = scale * -0.03f;
-        m.At(1, 1) = scale;
-        m.At(1, 3) = scale * 0.025f;
-        m.At(2, 0) = -10.0f;  // nearer the camera, lower depth
-        m.At(2, 2) = 0.0f;
-        return m;
-    }
-
-    std::vector<std::uint8_t> Picture(Model& model, const vr::VRControllerState_t& state) {
-        target->Bind();
-        glClearColor(0.0f, 0.0f, 0.0f, 1.0f);
-        glClearDepth(1.0);
-        glClear(GL_COLOR_BUFFER_BIT | GL_DEPTH_BUFFER_BIT);
-        context->SetDepthTest(true, 0);
-        context->SetDepthWrite(true);
-        context->SetBlending(false);
-        model.Draw(state, SideView());
-        target->Resolve();
-        const vr::Texture_t resolved = target->GetVRTexture();
-        return stereon::test::ReadTextureRGBA8(
-            static_cast<GLuint>(reinterpret_cast<std::uintptr_t>(resolved.handle)), kSize, kSize);
-    }
-
-    // Pixels whose colour differs by more than the tolerance in any channel.
-    static std::vector<std::pair<int, int>> Changed(const std::vector<std::uint8_t>& a,
-                                                    const std::vector<std::uint8_t>& b) {
-        std::vector<std::pair<int, int>> changed;
-        for (int y = 0; y < kSize; ++y) {
-            for (int x = 0; x < kSize; ++x) {
-                const std::size_t at = static_cast<std::size_t>((y * kSize + x) * 4);
-                for (int c = 0; c < 3; ++c) {
-                    if (std::abs(int(a[at + c]) - int(b[at + c])) > 24) {
-                        changed.emplace_back(x, y);
-                        break;
-                    }
-                }
-            }
-        }
-        return changed;
-    }
-
-    static int Covered(const std::vector<std::uint8_t>& picture) {
-        int covered = 0;
-        for (std::size_t at = 0; at < picture.size(); at += 4) {
-            if (picture[at] + picture[at + 1] + picture[at + 2] > 24) {
-                ++covered;
-            }
-        }
-        return covered;
-    }
-
-    boost::shared_ptr<STN::IRenderTarget> target;
-};
-
-TEST_F(ModelDrawTest, PulledTriggerMovesOnlyTheTrigger) {
-    const boost::shared_ptr<Model> model = Settle(kVive);
-    ASSERT_TRUE(model);
-    ASSERT_EQ(model->GetState(), ModelState::Loaded);
-    target = context->CreateRenderTarget("ModelTarget");
-    target->Create(kSize, kSize);
-
-    vr::VRControllerState_t released = {};
-    vr::VRControllerState_t pulled = {};
-    pulled.rAxis[1].x = 1.0f;  // the trigger's axis
-    pulled.ulButtonPressed = vr::ButtonMaskFromId(vr::k_EButton_SteamVR_Trigger);
-
-    const std::vector<std::uint8_t> before = Picture(*model, released);
-    ASSERT_EQ(before.size(), static_cast<std::size_t>(kSize * kSize * 4));
-    EXPECT_GT(Covered(before), kSize * kSize / 8) << "the controller was not drawn";
-    EXPECT_TRUE(Changed(before, Picture(*model, released)).empty()) << "drawing is repeatable";
-
-    const std::vector<std::uint8_t> after = Picture(*model, pulled);
-    const std::vector<std::pair<int, int>> changed = Changed(before, after);
-    EXPECT_GE(changed.size(), 8u) << "the trigger did not move";
-    // The trigger turns about its centre, in the middle of the picture: its corners are 0.0156 m
-    // (about 12.5 pixels) from it, and nothing else moves.
-    for (const auto& pixel : changed) {
-        const int dx = pixel.first - kSize / 2;
-        const int dy = pixel.second - kSize / 2;
-        EXPECT_LE(dx * dx + dy * dy, 15 * 15) << pixel.first << "," << pixel.second;
-    }
-
-    // Without a runtime to place them, the parts are drawn where their geometry lies: the
-    // released picture, whatever the state says.
-    openVR->Shutdown();
-    EXPECT_TRUE(Changed(before, Picture(*model, pulled)).empty());
-
-    // A model that is not Loaded draws nothing.
-    model->ReleaseResources();
-    EXPECT_EQ(Covered(Picture(*model, released)), 0);
-    target->Release();
 }
 
 TEST_F(ModelCacheTest, ClearFreesEverythingAndTheNextRequestStartsAfresh) {

@@ -96,33 +96,4 @@ TEST_F(HeadsetServiceTest, EachHeadsetIsClassifiedAtStart) {
     }
 }
 
-TEST_F(HeadsetServiceTest, ServiceReachesTheScene) {
-    boost::shared_ptr<STN::IStereonService> service = STN::StereonService::Instance();
-    float yaw = 1.0f, pitch = 2.0f;
-    service->SetViewOrientation(30.0f, 40.0f);  // no scene: nowhere to go
-    service->GetViewOrientation(yaw, pitch);
-    EXPECT_EQ(yaw, 0.0f);
-    EXPECT_EQ(pitch, 0.0f);
-
-    ASSERT_TRUE(service->Init(device));
-    service->SetViewOrientation(30.0f, -10.0f);
-    service->GetViewOrientation(yaw, pitch);
-    EXPECT_EQ(yaw, 30.0f);
-    EXPECT_EQ(pitch, -10.0f);
-
-    // The host's listener is the one the scene's manager hands out.
-    struct Listener : STN::IHMDListener {
-        void OnHMDPose(const STN::Matrix4&) override {}
-        void OnRuntimeQuit() override {}
-    };
-    boost::shared_ptr<STN::IHMDListener> listener(new Listener);
-    service->GetHMDManager()->SetHMDListener(listener);
-    const boost::shared_ptr<STN::Scene> scene = STN::RenderThread::CurrentScene();
-    ASSERT_TRUE(scene);
-    EXPECT_EQ(scene->GetHMDManager()->GetHMDListener(), listener);
-
-    STN::RenderThread::Instance()->Stop();
-    EXPECT_FALSE(STN::RenderThread::CurrentScene());
-}
-
 }  // namespace

@@ -187,24 +187,4 @@ TEST_F(HeadsetClassificationTest, UnknownNamesCountAsRiftWithATraceLine) {
     EXPECT_EQ(lines.size(), 4u);
 }
 
-TEST(HMDManagerTest, HoldsTypeAndReplaceableListener) {
-    struct Listener : STN::IHMDListener {
-        void OnHMDPose(const Matrix4&) override {}
-        void OnRuntimeQuit() override {}
-    };
-    STN::HMDManager manager;
-    EXPECT_EQ(manager.GetHMDType(), STN::kHMDTypeUnknown);
-    EXPECT_FALSE(manager.GetHMDListener());
-    manager.SetHMDType(STN::kHMDTypeVive);
-    EXPECT_EQ(manager.GetHMDType(), STN::kHMDTypeVive);
-    boost::shared_ptr<STN::IHMDListener> first(new Listener), second(new Listener);
-    manager.SetHMDListener(first);
-    EXPECT_EQ(manager.GetHMDListener(), first);
-    manager.SetHMDListener(second);
-    EXPECT_EQ(manager.GetHMDListener(), second);
-    EXPECT_EQ(first.use_count(), 1);
-    manager.SetHMDListener(boost::shared_ptr<STN::IHMDListener>());
-    EXPECT_FALSE(manager.GetHMDListener());
-}
-
 }  // namespace

@@ -17,13 +17,6 @@ public:
     std::atomic<bool> complete{false};
 };
 
-TEST(UploadSynchronizerTest, NothingPendingTakesNothingOver) {
-    STN::UploadSynchronizer sync;
-    EXPECT_FALSE(sync.TakeOverFrame());
-    EXPECT_EQ(sync.frontIndex, 0u);
-    EXPECT_EQ(sync.backIndex, 1u);
-}
-
 TEST(UploadSynchronizerTest, WaitsForTheCopyWithoutBlockingThenSwaps) {
     STN::UploadSynchronizer sync;
     boost::shared_ptr<ControlledEvent> event(new ControlledEvent());
