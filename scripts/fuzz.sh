@@ -41,6 +41,9 @@ if [ -z "${ASAN_SYMBOLIZER_PATH:-}" ]; then
     done
 fi
 export UBSAN_OPTIONS=${UBSAN_OPTIONS:-print_stacktrace=1}
+# As in scripts/test.sh: clang 14's __tls_get_addr interceptor can hand the leak check a bogus
+# dynamic TLS range that kills its tracer.
+export ASAN_OPTIONS=${ASAN_OPTIONS:-intercept_tls_get_addr=0}
 
 work=${STEREON_FUZZ_WORK:-${TMPDIR:-/tmp}/stereon-fuzz}
 for target in "${targets[@]}"; do
