@@ -1,5 +1,7 @@
 #include "FrameChecks.h"
 
+#include <limits>
+
 #include "OpenGL/TextureOGL.h"
 
 namespace STN {
@@ -56,14 +58,27 @@ bool TextureTakesRows(std::int32_t width, PixelFormat format, std::int32_t rowBy
 
 }  // namespace
 
-bool HostFrameRowsReadable(std::int32_t width, std::int32_t height, PixelFormat format,
-                           std::int32_t rowBytes, const void* pixels, std::size_t sizeInBytes) {
-    // GL would read past the frame's rows (short, or bottom-up) or shift them.
-    if (pixels == nullptr || height <= 0 || !TextureTakesRows(width, format, rowBytes)) {
-        return false;
+HostFrameRows ReadableHostFrameRows(std::int32_t width, std::int32_t height, PixelFormat format,
+                                    std::int32_t rowBytes, const void* pixels,
+                                    std::size_t sizeInBytes) {
+    const std::int64_t apart = rowBytes < 0 ? -static_cast<std::int64_t>(rowBytes) : rowBytes;
+    // GL would read past the frame's rows (short) or shift them.
+    if (pixels == nullptr || height <= 0 || apart > std::numeric_limits<std::int32_t>::max() ||
+        !TextureTakesRows(width, format, static_cast<std::int32_t>(apart))) {
+        return HostFrameRows();
     }
     // Or past the frame's memory, whose size the rows need not agree with.
-    return static_cast<std::uint64_t>(rowBytes) * static_cast<std::uint64_t>(height) <= sizeInBytes;
+    if (static_cast<std::uint64_t>(apart) * static_cast<std::uint64_t>(height) > sizeInBytes) {
+        return HostFrameRows();
+    }
+    HostFrameRows rows;
+    rows.rowBytes = static_cast<std::uint32_t>(apart);
+    rows.bottomUp = rowBytes < 0;
+    rows.lowest = rows.bottomUp
+                      ? static_cast<const std::uint8_t*>(pixels) -
+                            static_cast<std::size_t>(apart) * static_cast<std::size_t>(height - 1)
+                      : pixels;
+    return rows;
 }
 
 std::size_t ReadBackBytes(std::int32_t width, std::int32_t height, PixelFormat format,
@@ -72,6 +87,12 @@ std::size_t ReadBackBytes(std::int32_t width, std::int32_t height, PixelFormat f
         return 0;
     }
     return static_cast<std::size_t>(rowBytes) * static_cast<std::size_t>(height);
+}
+
+bool DeviceFrameRowsUsable(std::int32_t width, PixelFormat format, std::int32_t rowBytes) {
+    return width > 0 && rowBytes > 0 &&
+           static_cast<std::uint64_t>(width) * hostmediatypes::pixelformat::BytesPerPixel(format) <=
+               static_cast<std::uint64_t>(rowBytes);
 }
 
 }  // namespace STN

@@ -20,17 +20,31 @@ enum class CpuFrameRoad { kRefused, kHostMemory, kReadBack };
 CpuFrameRoad ChooseCpuFrameRoad(std::int32_t width, std::int32_t height,
                                 hostmediatypes::PixelFormat format);
 
-// Whether GL may read a host-memory frame's rows: there are pixels, the rows run top-down, the
-// texture can take them (TextureOGL::UnpackRowLength), and the frame's memory holds all of them.
-bool HostFrameRowsReadable(std::int32_t width, std::int32_t height,
-                           hostmediatypes::PixelFormat format, std::int32_t rowBytes,
-                           const void* pixels, std::size_t sizeInBytes);
+// Where GL reads a host-memory frame's rows from. Rows stored bottom up (negative row bytes)
+// start at `pixels`, the picture's top row, and run down through memory; GL reads them from the
+// lowest address, so the texture holds the picture upside down and is drawn turned over.
+struct HostFrameRows {
+    const void* lowest = nullptr;  // null when GL may not read the frame
+    std::uint32_t rowBytes = 0;    // apart in memory, always positive
+    bool bottomUp = false;
+};
+
+// The frame's rows when GL may read them: there are pixels, the texture can take rows this far
+// apart (TextureOGL::UnpackRowLength), and the frame's memory holds all of them.
+HostFrameRows ReadableHostFrameRows(std::int32_t width, std::int32_t height,
+                                    hostmediatypes::PixelFormat format, std::int32_t rowBytes,
+                                    const void* pixels, std::size_t sizeInBytes);
 
 // Bytes a GPU frame's read-back copies into host memory: its rows times its height; 0 when it
-// cannot be read back (no buffer, rows that do not run top-down, or rows the texture cannot
-// take from host memory).
+// cannot be read back (no buffer, rows that are not stored first to last, or rows the texture
+// cannot take from host memory).
 std::size_t ReadBackBytes(std::int32_t width, std::int32_t height,
                           hostmediatypes::PixelFormat format, std::int32_t rowBytes,
                           const void* deviceBuffer);
+
+// Whether a device frame's rows are stored first to last and each holds a row of the picture;
+// the copies to the texture take no other.
+bool DeviceFrameRowsUsable(std::int32_t width, hostmediatypes::PixelFormat format,
+                           std::int32_t rowBytes);
 
 }  // namespace STN

@@ -41,6 +41,7 @@ public:
     virtual unsigned GetRowBytes() = 0;
     virtual bool IsRectangle() = 0;
     virtual void CreateFromRenderModel(const vr::RenderModel_TextureMap_t& map) = 0;
+    // An empty texture (size 0 by 0) when GL cannot hold one of this size.
     virtual void Create(const boost::shared_ptr<GB::Device>& device, unsigned width,
                         unsigned height, hostmediatypes::PixelFormat format) = 0;
     virtual void Create(const boost::shared_ptr<GB::Device>& device, unsigned width,

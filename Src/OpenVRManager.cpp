@@ -77,9 +77,10 @@ bool OpenVRManager::Init(vr::EVRInitError& error) {
 void OpenVRManager::Shutdown() {
     hostcore::threads::RecursiveMutex::ScopedLock lock(mutex, "OpenVRManager::Shutdown");
     if (system != nullptr) {
+        // Cleared first: a thread that the shutdown lets out of the runtime finds no connection.
+        Clear();
         vr::VR_Shutdown();
     }
-    Clear();
 }
 
 void OpenVRManager::Lock() {

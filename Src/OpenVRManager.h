@@ -5,6 +5,7 @@
 
 #include <boost/shared_ptr.hpp>
 
+#include <atomic>
 #include <string>
 
 #include "StereonTypes.h"
@@ -52,7 +53,8 @@ public:
         OpenVRManager& manager;
     };
 
-    // Plain reads, no lock: null while disconnected.
+    // No lock: null while disconnected. Atomic, because `Stop` may end a connection while the
+    // render thread is still inside the runtime's wait for poses.
     vr::IVRSystem* GetSystem() const { return system; }
     vr::IVRRenderModels* GetRenderModels() const { return renderModels; }
     vr::IVRCompositor* GetCompositor() const { return compositor; }
@@ -71,9 +73,9 @@ private:
 
     void Clear();
 
-    vr::IVRSystem* system = nullptr;
-    vr::IVRRenderModels* renderModels = nullptr;
-    vr::IVRCompositor* compositor = nullptr;
+    std::atomic<vr::IVRSystem*> system{nullptr};
+    std::atomic<vr::IVRRenderModels*> renderModels{nullptr};
+    std::atomic<vr::IVRCompositor*> compositor{nullptr};
     hostcore::threads::RecursiveMutex mutex;
 };
 

@@ -47,6 +47,10 @@ const bool skipRendering = false;
 
 const char kInitFunction[] = "STN::RenderThread::Init";
 
+// How long Stop lets the compositor's wait for poses run before it ends the connection. A
+// compositor answers every frame, a few milliseconds apart; five seconds is one that has stopped.
+constexpr int kStalledCompositorMs = 5000;
+
 RenderThread* instanceRaw = nullptr;
 boost::weak_ptr<RenderThread> instanceWeak;
 
@@ -111,11 +115,13 @@ void RenderLoop(boost::shared_ptr<IGraphicsContext> renderContext, boost::shared
             }
             frameScene.RenderFrame();
         }
-        // The only place where Stop takes effect.
+        // Where Stop takes effect; and after the wait for poses, which Stop ends by shutting
+        // the runtime down when the compositor has stopped answering.
         boost::this_thread::interruption_point();
         // Host callbacks run from here on, outside frameMutex.
         frameScene.UpdateFade();
         frameScene.UpdatePoses();
+        boost::this_thread::interruption_point();
         frameScene.PollEvents();
     }
 }
@@ -366,7 +372,20 @@ void RenderThread::Stop() {
     }
     if (threadStarted) {
         thread.interrupt();
-        thread.join();
+        // A compositor that has stopped answering holds the thread in its wait for poses for
+        // good. After kStalledCompositorMs the connection is ended, which fails the wait; the
+        // host's Stop is bounded by that, not by the runtime. A thread that is merely drawing
+        // a slow frame is waited for.
+        if (!thread.try_join_for(boost::chrono::milliseconds(kStalledCompositorMs))) {
+            if (scene && scene->WaitingForPoses()) {
+                static hostcore::debug::TraceSite site("STN", 4);
+                site.Write("Warning: the compositor has not answered for " +
+                           std::to_string(kStalledCompositorMs) +
+                           " ms; ending the connection to free the render thread.");
+                openVR->Shutdown();
+            }
+            thread.join();
+        }
         threadStarted = false;
     }
 

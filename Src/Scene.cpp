@@ -531,7 +531,9 @@ void Scene::UpdatePoses() {
     }
     vr::TrackedDevicePose_t poses[vr::k_unMaxTrackedDeviceCount] = {};
     if (vr::IVRCompositor* compositor = openVR->GetCompositor()) {
+        waitingForPoses = true;
         compositor->WaitGetPoses(poses, vr::k_unMaxTrackedDeviceCount, nullptr, 0);
+        waitingForPoses = false;
     }
     for (std::uint32_t i = 0; i < vr::k_unMaxTrackedDeviceCount && i < devices.size(); ++i) {
         TrackedDeviceState& device = devices[i];

@@ -91,14 +91,14 @@ bool VideoFrameUploader::UploadCpuFrame(const VideoFrameRef& frame, bool& vertic
             QueryFrame<VF::IVideoFrameMemoryAccess>(frame);
         const InterfaceRef<VF::IVideoFrame2DPixelMemoryAccess> rows =
             QueryFrame<VF::IVideoFrame2DPixelMemoryAccess>(frame);
-        const void* pixels = memory->GetPixels();
-        const std::int32_t rowBytes = rows->GetRowBytes();
-        if (!HostFrameRowsReadable(bounds.width, bounds.height, format, rowBytes, pixels,
-                                   memory->GetSizeInBytes())) {
+        const HostFrameRows readable =
+            ReadableHostFrameRows(bounds.width, bounds.height, format, rows->GetRowBytes(),
+                                  memory->GetPixels(), memory->GetSizeInBytes());
+        if (readable.lowest == nullptr) {
             return false;
         }
-        UploadBufferToTexture(pixels, width, height, format, static_cast<std::uint32_t>(rowBytes));
-        return true;
+        verticalFlip = readable.bottomUp;
+        return UploadBufferToTexture(readable.lowest, width, height, format, readable.rowBytes);
     }
 
     // A GPU frame on a device that cannot share with OpenGL: read it back through host memory.
@@ -130,30 +130,35 @@ bool VideoFrameUploader::UploadCpuFrame(const VideoFrameRef& frame, bool& vertic
     if (address == nullptr) {
         return false;
     }
-    UploadBufferToTexture(address, width, height, format, static_cast<std::uint32_t>(rowBytes));
+    const bool uploaded =
+        UploadBufferToTexture(address, width, height, format, static_cast<std::uint32_t>(rowBytes));
     staging.Unmap();
     verticalFlip = true;
-    return true;
+    return uploaded;
 }
 
-void VideoFrameUploader::UploadBufferToTexture(const void* data, std::uint32_t width,
+bool VideoFrameUploader::UploadBufferToTexture(const void* data, std::uint32_t width,
                                                std::uint32_t height, PixelFormat format,
                                                std::uint32_t rowBytes) {
     if (!uploadContext) {
-        return;
+        return false;
     }
     ScopedContextLock scope(uploadContext);
     const boost::shared_ptr<ITexture>& texture = synchronizer.videoTextures[synchronizer.backIndex];
     if (!texture) {
-        return;
+        return false;
     }
     if (texture->GetWidth() != width || texture->GetHeight() != height) {
         texture->Create(device, width, height);
+        if (texture->GetWidth() != width) {
+            return false;  // larger than GL takes
+        }
         texture->SetFilter(static_cast<TextureFilter>(filterMode));
     }
     texture->Upload(data, format, rowBytes);
     uploadContext->Flush();
     uploadContext->CheckErrors();
+    return true;
 }
 
 bool VideoFrameUploader::UploadGpuFrame(const VideoFrameRef& frame, bool& verticalFlip,
@@ -166,6 +171,11 @@ bool VideoFrameUploader::UploadGpuFrame(const VideoFrameRef& frame, bool& vertic
     const PixelFormat format = frame->GetPixelFormat();
     ++UsageMetrics::Get().GPUFramesPlayed;
     if (bounds.width <= 0 || bounds.height <= 0 || !device || !uploadContext) {
+        return false;
+    }
+    if (!DeviceFrameRowsUsable(
+            bounds.width, format,
+            QueryFrame<VF::IVideoFrame2DPixelMemoryAccess>(frame)->GetRowBytes())) {
         return false;
     }
     const std::uint32_t width = static_cast<std::uint32_t>(bounds.width);
@@ -184,6 +194,9 @@ bool VideoFrameUploader::UploadGpuFrame(const VideoFrameRef& frame, bool& vertic
         if (texture->GetWidth() != width || texture->GetHeight() != height ||
             (texture->GetPixelFormat() != format && !staged)) {
             texture->Create(device, width, height, format);
+            if (texture->GetWidth() != width) {
+                return false;  // larger than GL takes
+            }
             if (!staged) {
                 texture->SetWrap(kWrapRepeatS);
             }

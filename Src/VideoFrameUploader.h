@@ -45,7 +45,7 @@ public:
     bool UploadGpuFrame(const VideoFrameRef& frame, bool& verticalFlip, bool& redBlueSwap,
                         boost::shared_ptr<GB::CompletionEvent>& completion);
     // Host pixels into the back texture, resized to the frame first when needed.
-    void UploadBufferToTexture(const void* data, std::uint32_t width, std::uint32_t height,
+    bool UploadBufferToTexture(const void* data, std::uint32_t width, std::uint32_t height,
                                hostmediatypes::PixelFormat format, std::uint32_t rowBytes);
     // The device-kind specific copy of a GPU frame into the texture's compute-shared image.
     // False when the device failed the copy and the texture's content is undefined.

@@ -17,5 +17,5 @@ function(stereon_strict_warnings target)
 endfunction()
 
 find_package(Threads REQUIRED)
-find_package(Boost 1.74 REQUIRED COMPONENTS thread date_time system)
+find_package(Boost 1.74 REQUIRED COMPONENTS thread date_time system chrono)
 find_package(PkgConfig REQUIRED)

@@ -9,8 +9,8 @@ packages=(
     # clang checks the OpenVR record layouts for the Windows x64 target; with its sanitizer and
     # libFuzzer runtimes and LLVM's symbolizer it builds and runs the fuzz targets
     clang libclang-rt-14-dev llvm-14
-    # Boost: shared_ptr, function, bind, thread, date_time, interprocess
-    libboost-dev libboost-thread-dev libboost-date-time-dev libboost-system-dev
+    # Boost: shared_ptr, function, bind, thread, chrono, date_time, interprocess
+    libboost-dev libboost-thread-dev libboost-date-time-dev libboost-system-dev libboost-chrono-dev
     # OpenGL through EGL on Mesa (llvmpipe without a display)
     libglew-dev libegl-dev libegl-mesa0 libgl1-mesa-dri libgl-dev libgles-dev
     # OpenCL: headers, ICD loader and PoCL as the CPU device

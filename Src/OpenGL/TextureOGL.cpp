@@ -57,6 +57,14 @@ void TextureOGL::Create(const boost::shared_ptr<GB::Device>& device, unsigned wi
 void TextureOGL::Create(const boost::shared_ptr<GB::Device>& device, unsigned width,
                         unsigned height, hostmediatypes::PixelFormat format) {
     Release();
+    // Past the driver's limit GL would make nothing and raise an error; the texture stays empty
+    // instead, which its owner sees in its size.
+    GLint maxSize = 0;
+    glGetIntegerv(GL_MAX_TEXTURE_SIZE, &maxSize);
+    if (width == 0 || height == 0 || width > static_cast<unsigned>(maxSize) ||
+        height > static_cast<unsigned>(maxSize)) {
+        return;
+    }
     const TextureFormatGL gl = MapFormat(format);
     pixelFormat = format;
     this->width = width;

@@ -243,7 +243,15 @@ public:
         return hostmediatypes::color::ColorSpace();
     }
     MF::FieldType GetFieldType() const override { return MF::kFieldType_Progressive; }
-    void* GetPixels() const override { return memory; }
+    // Bottom-up rows start at the top row, the last in memory, as hosts hand them.
+    void* GetPixels() const override {
+        const std::int64_t apart = rowBytes < 0 ? -static_cast<std::int64_t>(rowBytes) : 0;
+        const std::int64_t top = apart * (bounds.height > 0 ? bounds.height - 1 : 0);
+        if (memory == nullptr || top >= static_cast<std::int64_t>(size)) {
+            return memory;
+        }
+        return static_cast<std::uint8_t*>(memory) + top;
+    }
     std::size_t GetSizeInBytes() const override { return memory != nullptr ? size : 0; }
     std::int32_t GetRowBytes() const override { return rowBytes; }
     void* GetDeviceBuffer() const override { return memory; }
@@ -355,12 +363,13 @@ void Upload(const FrameRef& frame) {
 
     if (road == STN::CpuFrameRoad::kHostMemory) {
         const auto memory = frame.QueryInterface<VF::IVideoFrameMemoryAccess>();
-        const void* pixels = memory->GetPixels();
-        if (!STN::HostFrameRowsReadable(bounds.width, bounds.height, format, rowBytes, pixels,
-                                        memory->GetSizeInBytes())) {
+        const STN::HostFrameRows readable =
+            STN::ReadableHostFrameRows(bounds.width, bounds.height, format, rowBytes,
+                                       memory->GetPixels(), memory->GetSizeInBytes());
+        if (readable.lowest == nullptr) {
             return;
         }
-        ReadLikeGL(pixels, width, height, format, static_cast<std::uint32_t>(rowBytes),
+        ReadLikeGL(readable.lowest, width, height, format, readable.rowBytes,
                    memory->GetSizeInBytes());
         return;
     }

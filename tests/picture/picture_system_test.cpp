@@ -5,6 +5,7 @@
 #include <algorithm>
 
 #include "IHMDManager.h"
+#include "frame_bottom_up.h"
 #include "frame_without.h"
 
 namespace picturetest {
@@ -13,6 +14,8 @@ namespace {
 using hostcore::classref::InterfaceID;
 using hostcore::classref::NullInterfaceException;
 
+using stereon::test::BottomUpFrame;
+using stereon::test::EmptyBoundsFrame;
 using stereon::test::FrameWithout;
 
 // Quarter centres: 45 and 135 degrees either side of ahead across the width, 22.5 and 67.5
@@ -366,6 +369,29 @@ TEST_F(PictureTest, BadFramesPublishNothingAndLeaveTheThreadRunning) {
     EXPECT_TRUE(service->IsInitialized());
 }
 
+TEST_F(PictureTest, BottomUpFramesShowUprightAndFramesGLCannotHoldAreRefused) {
+    service->SetVideoLayout(1, 0, 360, 180);
+    Look(45.0f, -67.5f);
+    Show(PatternFrame(95));
+    ASSERT_EQ(CentrePixel(0), PatternColor(2, 0, 95));
+    // The same picture stored bottom up: the same cell in view, not its mirror.
+    Show(FrameRef::Retain(new BottomUpFrame(PatternFrame(96))));
+    EXPECT_EQ(CentrePixel(0), PatternColor(2, 0, 96));
+    Show(PatternFrame(97));
+    EXPECT_EQ(CentrePixel(0), PatternColor(2, 0, 97)) << "a top-down frame after it is upright";
+
+    // Wider than any GL texture, and no width at all: refused, the picture kept, no GL error.
+    FrameRef wide;
+    ASSERT_EQ(VF::CreateHostVideoFrame(wide, hostmediatypes::kPixelFormat_ARGB_4444_8u, 1 << 17, 2),
+              VF::kCreateResult_OK);
+    EXPECT_FALSE(Send(wide));
+    EXPECT_FALSE(Send(FrameRef::Retain(new EmptyBoundsFrame(PatternFrame(98)))));
+    Passes(2);
+    EXPECT_EQ(CentrePixel(0), PatternColor(2, 0, 97));
+    Show(PatternFrame(99));
+    EXPECT_EQ(CentrePixel(0), PatternColor(2, 0, 99));
+}
+
 TEST_F(PictureTest, QuitShutsTheRuntimeDownAndStopStillReturns) {
     struct Listener : STN::IHMDListener {
         void OnHMDPose(const STN::Matrix4&) override { ++poses; }
@@ -401,21 +427,30 @@ TEST_F(PictureTest, QuitShutsTheRuntimeDownAndStopStillReturns) {
     EXPECT_EQ(listener->quits, 1);
 }
 
-TEST_F(PictureTest, StopWaitsForACompositorThatHasStoppedReturning) {
+TEST_F(PictureTest, StopEndsTheConnectionOfACompositorThatNeverAnswersAgain) {
     HoldRenderLoop();
-    std::atomic<bool> stopped{false};
+    // The test never lets the wait go: only the library can end it.
+    std::promise<void> stopped;
+    std::future<void> done = stopped.get_future();
     std::thread stopper([&] {
         service->RemoveClient(kClient);
-        stopped = true;
+        stopped.set_value();
     });
-    // However long this takes, the stop cannot end while the wait does not return.
-    std::this_thread::sleep_for(std::chrono::milliseconds(100));
-    EXPECT_FALSE(stopped);
-    ReleaseRenderLoop();
+    const bool returned = done.wait_for(std::chrono::seconds(120)) == std::future_status::ready;
+    if (!returned) {
+        ReleaseRenderLoop();  // so that a failure ends here rather than in a hang
+    }
     stopper.join();
-    EXPECT_TRUE(stopped);
+    ASSERT_TRUE(returned) << "Stop waited for good on a compositor that never answers";
     EXPECT_FALSE(service->IsInitialized());
     EXPECT_EQ(simvr_is_initialized(), 0);
+    EXPECT_EQ(simvr_get_waiting_count(), 0);
+
+    // The host carries on: a new start against an answering compositor shows frames.
+    ReleaseRenderLoop();
+    StartHost();
+    Show(PatternFrame(41));
+    EXPECT_TRUE(service->IsInitialized());
 }
 
 TEST_F(PictureTest, FramesAtFullSpeedWhileClientsComeAndGo) {

@@ -11,11 +11,16 @@
 namespace {
 
 namespace hmt = hostmediatypes;
-using STN::HostFrameRowsReadable;
 using STN::ReadBackBytes;
 
 const std::uint8_t kPixels[64] = {};
 const hmt::PixelFormat kArgb = hmt::kPixelFormat_ARGB_4444_8u;
+
+bool HostFrameRowsReadable(std::int32_t width, std::int32_t height, hmt::PixelFormat format,
+                           std::int32_t rowBytes, const void* pixels, std::size_t size) {
+    return STN::ReadableHostFrameRows(width, height, format, rowBytes, pixels, size).lowest !=
+           nullptr;
+}
 
 TEST(FrameChecksTest, HostRowsAreTakenWhenTheFrameHoldsThem) {
     EXPECT_TRUE(HostFrameRowsReadable(2, 2, kArgb, 8, kPixels, 16));
@@ -37,6 +42,32 @@ TEST(FrameChecksTest, HostRowsBeyondTheFramesMemoryAreRefused) {
     EXPECT_FALSE(HostFrameRowsReadable(2, 2, kArgb, 8, kPixels, 0));
     const std::int32_t most = std::numeric_limits<std::int32_t>::max();
     EXPECT_FALSE(HostFrameRowsReadable(4, most, kArgb, most & ~3, kPixels, sizeof(kPixels)));
+}
+
+TEST(FrameChecksTest, BottomUpRowsAreReadFromTheirLowestRow) {
+    // The top row is at the pixels, the others below it in memory, 12 bytes apart.
+    const STN::HostFrameRows rows = STN::ReadableHostFrameRows(2, 3, kArgb, -12, kPixels + 24, 36);
+    EXPECT_EQ(rows.lowest, static_cast<const void*>(kPixels));
+    EXPECT_EQ(rows.rowBytes, 12u);
+    EXPECT_TRUE(rows.bottomUp);
+    const STN::HostFrameRows topDown = STN::ReadableHostFrameRows(2, 3, kArgb, 12, kPixels, 36);
+    EXPECT_EQ(topDown.lowest, static_cast<const void*>(kPixels));
+    EXPECT_FALSE(topDown.bottomUp);
+    // The same limits as rows stored top down.
+    EXPECT_FALSE(HostFrameRowsReadable(2, 3, kArgb, -12, kPixels + 24, 35));
+    EXPECT_FALSE(HostFrameRowsReadable(2, 3, kArgb, -7, kPixels + 14, 36));
+    EXPECT_FALSE(HostFrameRowsReadable(2, 3, kArgb, -9, kPixels + 18, 36));
+    EXPECT_FALSE(
+        HostFrameRowsReadable(2, 3, kArgb, std::numeric_limits<std::int32_t>::min(), kPixels, 36));
+}
+
+TEST(FrameChecksTest, DeviceRowsMustHoldARowOfThePicture) {
+    const hmt::PixelFormat half = hmt::kPixelFormat_GPU_BGRA_4444_16f;
+    EXPECT_TRUE(STN::DeviceFrameRowsUsable(2, half, 16));
+    EXPECT_TRUE(STN::DeviceFrameRowsUsable(2, half, 20));
+    EXPECT_FALSE(STN::DeviceFrameRowsUsable(2, half, 15));
+    EXPECT_FALSE(STN::DeviceFrameRowsUsable(2, half, -16));  // the copies go first to last
+    EXPECT_FALSE(STN::DeviceFrameRowsUsable(2, half, 0));
 }
 
 TEST(FrameChecksTest, RowsThatAreNotWholePixelsAreRefused) {
