@@ -200,13 +200,18 @@ bool RenderThread::Init(boost::shared_ptr<GB::Device> newDevice) {
         std::call_once(cudaLoaded,
                        [] { GB::cuda::LoadCudaDriver(GB::cuda::kRequestedDriverVersion); });
     }
-    device = newDevice;
-
     if (!MachineLock().Acquire()) {
-        return false;
+        // Held by another process, or by another of this host's threads starting the library
+        // at the same moment, in which case the library may be running by now.
+        return initialized;
     }
 
     hostcore::threads::RecursiveMutex::ScopedLock lifecycle(lifecycleMutex, "Init.");
+    if (initialized) {
+        return true;  // another thread's Init got here first
+    }
+    device = newDevice;
+    deviceKind = device->DeviceKind;
     UsageMetrics::Get().GPUDeviceName = device->GetName();
 
     if (!skipOpenVR) {
@@ -429,6 +434,7 @@ void RenderThread::Stop() {
 }
 
 void RenderThread::AddClient(ClientHandle handle) {
+    std::lock_guard<std::mutex> lock(clientsMutex);
     if (std::find(clients.begin(), clients.end(), handle) != clients.end()) {
         return;
     }
@@ -440,12 +446,17 @@ void RenderThread::RemoveClient(ClientHandle handle) {
     if (activeClient == handle) {
         activeClient = 0;
     }
-    const auto found = std::find(clients.begin(), clients.end(), handle);
-    if (found != clients.end()) {
-        clients.erase(found);
-        ++UsageMetrics::Get().InstancesRemoved;
+    bool last = false;
+    {
+        std::lock_guard<std::mutex> lock(clientsMutex);
+        const auto found = std::find(clients.begin(), clients.end(), handle);
+        if (found != clients.end()) {
+            clients.erase(found);
+            ++UsageMetrics::Get().InstancesRemoved;
+        }
+        last = clients.empty();
     }
-    if (clients.empty()) {
+    if (last) {
         Stop();
     }
 }
@@ -488,7 +499,14 @@ void RenderThread::Clear() {
 
 bool RenderThread::EnsureDevice(const boost::shared_ptr<GB::Device>& newDevice) {
     // Without a device of our own there is nothing to restart: only Init starts the thread.
-    if (!newDevice || !device || newDevice->DeviceKind == device->DeviceKind) {
+    // The kind is compared without a lock on every frame; a switch is made under the lifecycle
+    // lock, where another frame thread may have made it already.
+    const std::int32_t currentKind = deviceKind;
+    if (!newDevice || currentKind < 0 || newDevice->DeviceKind == currentKind) {
+        return true;
+    }
+    hostcore::threads::RecursiveMutex::ScopedLock lifecycle(lifecycleMutex, "EnsureDevice.");
+    if (newDevice->DeviceKind == deviceKind) {
         return true;
     }
     Stop();

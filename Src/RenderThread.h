@@ -17,6 +17,7 @@
 
 #include <atomic>
 #include <cstdint>
+#include <mutex>
 
 #include "IStereonService.h"
 #include "StereonTypes.h"
@@ -136,7 +137,11 @@ private:
     // Host threads, the render thread and the deferred stop read these two without a common lock.
     std::atomic<bool> initialized{false};
     std::atomic<int> uploadsInFlight{0};
+    // Set by Init under lifecycleMutex; the kind is also read on the host's frame threads.
     boost::shared_ptr<GB::Device> device;
+    std::atomic<std::int32_t> deviceKind{-1};
+    // Host threads add and remove clients at once.
+    std::mutex clientsMutex;
     hostcore::utility::SmallBlockVector<ClientHandle> clients;
     std::atomic<ClientHandle> activeClient{0};
     boost::shared_ptr<OpenVRManager> openVR;

@@ -1,8 +1,11 @@
 // CUDA frames from the host to the eyes, on the driver the loader finds: the project's stand-in
 // unless STEREON_CUDA_DRIVER names another. The cases that read the stand-in's call record skip
 // on any other driver.
+#include <atomic>
+#include <chrono>
 #include <set>
 #include <string>
+#include <thread>
 
 #include "cudasim/cudasim_control.h"
 #include "gpu_frame_support.h"
@@ -163,6 +166,37 @@ TEST_F(CudaFrameTest, StopUnregistersEveryTexture) {
     Show(GpuPatternFrame(device, 23));
     ExpectCentre(23);
     EXPECT_EQ(cudasim_registered_resources(), 1);
+}
+
+// The host's frame thread holds the device's exclusive access inside UpdateVideoTexture while
+// another thread stops and starts the library. Stop waits only for an upload under way, which
+// needs nothing Stop holds, so neither waits for good; every registration is undone each time.
+TEST_F(CudaFrameTest, StopsAndStartsWhileAnotherThreadSendsFrames) {
+    const FrameRef frame = GpuPatternFrame(device, 31);
+    std::atomic<bool> done{false};
+    std::atomic<int> accepted{0};
+    std::thread sender([&] {
+        while (!done) {
+            accepted += Send(frame) ? 1 : 0;
+        }
+    });
+    for (int cycle = 0; cycle < 5; ++cycle) {
+        const int before = accepted;
+        for (int i = 0; i < 60000 && accepted == before; ++i) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        }
+        EXPECT_GT(accepted, before) << "cycle " << cycle;
+        service->RemoveClient(kClient);
+        EXPECT_FALSE(service->IsInitialized());
+        if (StandIn()) {
+            EXPECT_EQ(cudasim_registered_resources(), 0) << "cycle " << cycle;
+        }
+        StartHost();
+    }
+    done = true;
+    sender.join();
+    Show(GpuPatternFrame(device, 32));
+    ExpectCentre(32);
 }
 
 // A driver that fails to map the texture or to copy into it: the frame is refused, the picture

@@ -12,6 +12,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
@@ -25,7 +26,10 @@
 #include <tuple>
 #include <vector>
 
+#include <boost/make_shared.hpp>
+
 #include "GB/Device.h"
+#include "IControllerManager.h"
 #include "MF/VideoFrame.h"
 #include "MachineLock.h"
 #include "VF/VideoFrame.h"
@@ -364,6 +368,70 @@ TEST_F(ServiceSystemTest, ExportsAreTheOnlyWayIn) {
     EXPECT_FALSE(Library().isVRPossible());
 }
 
+// Every call of a service whose library is not running, before the first Init and after a Stop:
+// the answers of a service without a scene, and nothing handed over then is used later.
+TEST_F(ServiceSystemTest, CallsWhileStoppedGiveTheirAnswersAndKeepNothing) {
+    struct AddedCounter : STN::IControllerAddedCallback {
+        void OnControllerAdded(boost::shared_ptr<STN::IControllerManager>) override { ++calls; }
+        std::atomic<int> calls{0};
+    };
+    const auto added = boost::make_shared<AddedCounter>();
+    const auto fadeQuestions = std::make_shared<std::atomic<int>>(0);
+    boost::shared_ptr<STN::IStereonService> service = Library().getService();
+    ASSERT_TRUE(service);
+    const auto callWhileStopped = [&](const char* when) {
+        SCOPED_TRACE(when);
+        EXPECT_FALSE(service->IsInitialized());
+        EXPECT_FALSE(service->SetHMDPoseCallback(7, [](float, float, float) {}));
+        EXPECT_FALSE(service->ResetHMDPoseCallback(7));
+        EXPECT_FALSE(service->UpdateVideoTexture(7, HostFrame()));
+        EXPECT_FALSE(service->GetHMDManager());
+        EXPECT_FALSE(service->GetController(0));
+        EXPECT_FALSE(service->GetController(0xffffffffu));
+        EXPECT_EQ(service->GetHMDType(), 3);
+        EXPECT_FALSE(service->GetPanelManager());
+        EXPECT_TRUE(service->GetControllerFeedback());
+        service->SetControllerAddedCallback(added);
+        service->SetFadeCallback([fadeQuestions](float&, float&, float&, float&, float&) {
+            ++*fadeQuestions;
+            return false;
+        });
+        service->SetViewOrientation(30.0f, 40.0f);
+        float yaw = 1.0f, pitch = 1.0f;
+        service->GetViewOrientation(yaw, pitch);
+        EXPECT_EQ(yaw, 0.0f);
+        EXPECT_EQ(pitch, 0.0f);
+        service->SetVideoLayout(1, 2, 180, 180);
+        service->AddClient(7);
+        service->RemoveClient(7);
+        EXPECT_FALSE(service->IsInitialized());
+        ExpectNothingRunning();
+    };
+
+    callWhileStopped("before Init");
+    for (int run = 0; run < 2; ++run) {
+        ASSERT_TRUE(service->Init(device));
+        service->AddClient(1);
+        ASSERT_TRUE(service->SetHMDPoseCallback(1, [](float, float, float) {}));
+        EXPECT_TRUE(service->UpdateVideoTexture(1, HostFrame()));
+        const std::uint64_t waits = simvr_count_calls(SIMVR_CALL_WAIT_GET_POSES);
+        for (int i = 0; i < 60000 && simvr_count_calls(SIMVR_CALL_WAIT_GET_POSES) < waits + 3;
+             ++i) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        }
+        ASSERT_GE(simvr_count_calls(SIMVR_CALL_WAIT_GET_POSES), waits + 3);
+        // Three frames on, nothing given while stopped has been used.
+        EXPECT_EQ(*fadeQuestions, 0);
+        EXPECT_EQ(added->calls, 0);
+        float yaw = 1.0f, pitch = 1.0f;
+        service->GetViewOrientation(yaw, pitch);
+        EXPECT_EQ(yaw, 0.0f);
+        EXPECT_EQ(pitch, 0.0f);
+        service->RemoveClient(1);
+        callWhileStopped("after Stop");
+    }
+}
+
 TEST_F(ServiceSystemTest, HostCallingSequence) {
     const LockRecorder locks;
     boost::shared_ptr<STN::IStereonService> service = Library().getService();
@@ -610,6 +678,15 @@ TEST_F(ServiceSystemTest, StartFailuresReportAndLeaveNothingRunning) {
          [] { simvr_set_interface_enabled("IVRSystem_017", 1); }, -1, false, "VR_Init"},
         {"no headset", [] { simvr_set_hmd_present(0); }, [] { simvr_set_hmd_present(1); }, -1,
          false, "VR_Init"},
+        {"path file corrupt",
+         [&] {
+             std::ofstream(home + "/openvr/openvrpaths.vrpath", std::ios::trunc)
+                 << "{\"runtime\": [";
+         },
+         [&] { ASSERT_TRUE(simvr::InstallVrPathFile(home)); }, -1, false, "VR_Init"},
+        {"headset in use by another application",
+         // VRInitError_Driver_HmdInUse
+         [] { simvr_set_init_error(205); }, [] { simvr_set_init_error(0); }, -1, false, "VR_Init"},
         {"compositor missing", [] { simvr_set_interface_enabled("IVRCompositor_021", 0); },
          [] { simvr_set_interface_enabled("IVRCompositor_021", 1); }, -1, false, "VRCompositor"},
         {"context on an OpenCL device", [] {}, [] {}, GB::kDeviceKind_OpenCL, true,
@@ -646,8 +723,10 @@ TEST_F(ServiceSystemTest, StartFailuresReportAndLeaveNothingRunning) {
         EXPECT_EQ(record.file, "Src/RenderThread.cpp");
     }
 
-    // Nothing was left behind that keeps the next start from working.
+    // Nothing was left behind that keeps the next start from working, even on a runtime
+    // without render models.
     UsageLogger::Get()->Clear();
+    simvr_set_interface_enabled("IVRRenderModels_005", 0);
     EXPECT_TRUE(service->Init(device));
     EXPECT_EQ(InitializationReasons(), std::vector<std::string>{"Success:Success"});
     service->RemoveClient(1);

@@ -392,6 +392,34 @@ TEST_F(PictureTest, BottomUpFramesShowUprightAndFramesGLCannotHoldAreRefused) {
     EXPECT_EQ(CentrePixel(0), PatternColor(2, 0, 99));
 }
 
+TEST_F(PictureTest, HeadsetThatDisconnectsAndReturnsIsFollowedAgain) {
+    service->SetVideoLayout(1, 0, 360, 180);
+    Look(45.0f, -67.5f);
+    Show(PatternFrame(61));
+    const auto poseCalls = [this] {
+        std::lock_guard<std::mutex> lock(poses->mutex);
+        return poses->calls;
+    };
+
+    // Gone: no pose reaches the host, but the loop, the frames and the picture go on.
+    simvr_set_device_pose_valid(SIMVR_DEVICE_HMD, 0);
+    simvr_set_device_connected(SIMVR_DEVICE_HMD, 0);
+    simvr_push_event(101 /* VREvent_TrackedDeviceDeactivated */, SIMVR_DEVICE_HMD, nullptr, 0);
+    Passes(2);
+    const int whileGone = poseCalls();
+    Show(PatternFrame(62));
+    EXPECT_EQ(poseCalls(), whileGone);
+    EXPECT_TRUE(service->IsInitialized());
+
+    // Back, looking elsewhere: followed from its new pose.
+    simvr_set_device_connected(SIMVR_DEVICE_HMD, 1);
+    simvr_set_device_pose_valid(SIMVR_DEVICE_HMD, 1);
+    simvr_push_event(100 /* VREvent_TrackedDeviceActivated */, SIMVR_DEVICE_HMD, nullptr, 0);
+    LookAndWait(45.0f + 90.0f, -67.5f);
+    EXPECT_GT(poseCalls(), whileGone);
+    EXPECT_EQ(CentrePixel(0), PatternColor(3, 0, 62));
+}
+
 TEST_F(PictureTest, QuitShutsTheRuntimeDownAndStopStillReturns) {
     struct Listener : STN::IHMDListener {
         void OnHMDPose(const STN::Matrix4&) override { ++poses; }
