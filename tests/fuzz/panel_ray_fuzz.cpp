@@ -1,0 +1,101 @@
+// The panels' ray test (PanelBase::IntersectRay), which answers the host's pointer rays with a
+// panel pixel. The input is, as little-endian 32-bit values (missing bytes read as zero): the
+// panel's placement (16 floats, column-major), its scale (a float), its width and height in
+// pixels, the ray's origin and direction (4 floats each), and a last word whose low bit asks for
+// the placement to go through the bounds limit. Whatever the numbers, a hit names a pixel inside
+// the panel at a distance that is a number, and asking again gives the same answer.
+#include <cmath>
+#include <cstddef>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+#include "PanelBase.h"
+
+namespace {
+
+void Check(bool condition, const char* what) {
+    if (!condition) {
+        std::fprintf(stderr, "panel_ray_fuzz: %s\n", what);
+        std::abort();
+    }
+}
+
+class Reader {
+public:
+    Reader(const std::uint8_t* data, std::size_t size) : data(data), size(size) {}
+    std::uint32_t Word() {
+        std::uint8_t bytes[4] = {};
+        if (offset < size) {
+            std::memcpy(bytes, data + offset, size - offset < 4 ? size - offset : 4);
+        }
+        offset += 4;
+        return static_cast<std::uint32_t>(bytes[0]) | static_cast<std::uint32_t>(bytes[1]) << 8 |
+               static_cast<std::uint32_t>(bytes[2]) << 16 |
+               static_cast<std::uint32_t>(bytes[3]) << 24;
+    }
+    float Float() {
+        const std::uint32_t word = Word();
+        float value = 0.0f;
+        std::memcpy(&value, &word, sizeof(value));
+        return value;
+    }
+
+private:
+    const std::uint8_t* data;
+    std::size_t size;
+    std::size_t offset = 0;
+};
+
+// A panel with nothing to draw: the ray test and the placement are the shared part's.
+class BarePanel : public STN::PanelBase {
+public:
+    explicit BarePanel(float panelScale) : PanelBase("fuzz") { scale = panelScale; }
+    void Draw(const STN::Matrix4&, const boost::shared_ptr<STN::IShader>&) override {}
+    void Shutdown() override {}
+    boost::shared_ptr<hostvirtualui::vr::VRQuad> GetQuad() override {
+        return boost::shared_ptr<hostvirtualui::vr::VRQuad>();
+    }
+};
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    Reader in(data, size);
+    STN::Matrix4 placement;
+    for (float& element : placement.m) {
+        element = in.Float();
+    }
+    BarePanel panel(in.Float());
+    const std::uint32_t width = in.Word();
+    const std::uint32_t height = in.Word();
+    float origin[4];
+    float direction[4];
+    for (float& value : origin) {
+        value = in.Float();
+    }
+    for (float& value : direction) {
+        value = in.Float();
+    }
+    const bool limited = (in.Word() & 1u) != 0;
+
+    panel.SetSize(width, height);
+    panel.SetBoundsLimit(limited, STN::Vector3{0.0f, 0.0f, -2.0f});
+    panel.SetTransform(placement, true);
+
+    float distance = -1.0f;
+    float pixel[2] = {-1.0f, -1.0f};
+    const bool hit = panel.IntersectRay(origin, direction, &distance, pixel);
+    if (hit) {
+        Check(pixel[0] >= 0.0f && pixel[0] < static_cast<float>(width), "column outside the panel");
+        Check(pixel[1] >= 0.0f && pixel[1] < static_cast<float>(height), "row outside the panel");
+        Check(!std::isnan(distance), "a hit at no distance");
+    } else {
+        Check(distance == -1.0f && pixel[0] == -1.0f && pixel[1] == -1.0f,
+              "a miss wrote its answers");
+    }
+    // Null answers are allowed, and the question has one answer.
+    Check(panel.IntersectRay(origin, direction, nullptr, nullptr) == hit, "a second answer");
+    return 0;
+}
