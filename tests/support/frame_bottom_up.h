@@ -16,13 +16,12 @@ namespace test {
 
 // The picture of a top-down host-memory frame, stored bottom up: the last row first in memory,
 // the pixels at the top row and negative row bytes, as some hosts hand their frames.
-class BottomUpFrame : public hostcore::classref::RefCountedObject,
-                      public MF::IVideoFrame,
+class BottomUpFrame : public FrameWithout,
                       public VF::IVideoFrameMemoryAccess,
                       public VF::IVideoFrame2DPixelMemoryAccess {
 public:
     explicit BottomUpFrame(const hostcore::classref::InterfaceRef<MF::IVideoFrame>& topDown)
-        : inner(topDown) {
+        : FrameWithout(topDown, hostcore::classref::InterfaceID()) {
         const auto memory = topDown.QueryInterface<VF::IVideoFrameMemoryAccess>();
         const auto rows = topDown.QueryInterface<VF::IVideoFrame2DPixelMemoryAccess>();
         rowBytes = rows->GetRowBytes();
@@ -38,41 +37,29 @@ public:
     }
     HOSTCORE_IMPLEMENT_REFCOUNT
 
+    // Its own memory and rows; everything else is the wrapped frame's.
     void* QueryInterface(const hostcore::classref::InterfaceID& id) const override {
         BottomUpFrame* self = const_cast<BottomUpFrame*>(this);
-        void* found = nullptr;
-        if (id == MF::IVideoFrame::kInterfaceID) {
-            found = static_cast<MF::IVideoFrame*>(self);
-        } else if (id == VF::IVideoFrameMemoryAccess::kInterfaceID) {
-            found = static_cast<VF::IVideoFrameMemoryAccess*>(self);
-        } else if (id == VF::IVideoFrame2DPixelMemoryAccess::kInterfaceID) {
-            found = static_cast<VF::IVideoFrame2DPixelMemoryAccess*>(self);
-        }
-        if (found != nullptr) {
+        if (id == VF::IVideoFrameMemoryAccess::kInterfaceID) {
             AddRef();
+            return static_cast<VF::IVideoFrameMemoryAccess*>(self);
         }
-        return found;
+        if (id == VF::IVideoFrame2DPixelMemoryAccess::kInterfaceID) {
+            AddRef();
+            return static_cast<VF::IVideoFrame2DPixelMemoryAccess*>(self);
+        }
+        return FrameWithout::QueryInterface(id);
     }
     std::int32_t QueryFrameInterface(const hostcore::classref::InterfaceID& id,
                                      void** out) const override {
         *out = QueryInterface(id);
         return *out != nullptr ? MF::kFrameResult_OK : MF::kFrameResult_NoInterface;
     }
-    MF::Rect GetBounds() const override { return inner->GetBounds(); }
-    hostmediatypes::PixelAspectRatio GetPixelAspectRatio() const override {
-        return inner->GetPixelAspectRatio();
-    }
-    hostmediatypes::PixelFormat GetPixelFormat() const override { return inner->GetPixelFormat(); }
-    hostmediatypes::color::ColorSpace GetColorSpace() const override {
-        return inner->GetColorSpace();
-    }
-    MF::FieldType GetFieldType() const override { return inner->GetFieldType(); }
     void* GetPixels() const override { return top; }
     std::size_t GetSizeInBytes() const override { return bytes.size(); }
     std::int32_t GetRowBytes() const override { return -rowBytes; }
 
 private:
-    hostcore::classref::InterfaceRef<MF::IVideoFrame> inner;
     std::vector<std::uint8_t> bytes;
     std::uint8_t* top = nullptr;
     std::int32_t rowBytes = 0;
