@@ -494,116 +494,129 @@ TEST_F(StereonPlayTest, StatusPanelShowsBelowThePictureAndAnswersThePointer) {
     EXPECT_GT(picture[1], picture[2] + 40) << Describe(picture);
 }
 
+// A headset and the controller family it comes with.
+struct Family {
+    const char* headset;
+    const char* family;
+};
+void PrintTo(const Family& family, std::ostream* out) {
+    *out << family.headset;
+}
+
+// One case a family: each runs the tool twice, which takes minutes under a sanitizer.
+class StereonPlayControllersTest : public StereonPlayTest,
+                                   public ::testing::WithParamInterface<Family> {};
+
 // With --controllers the simulated headset's right controller (device 2) sweeps its pointer and
 // presses its trigger, primary and secondary buttons, and the left one (device 1) its trigger.
 // The player listens to each controller the library lists, draws its pointer ray, and answers
 // each press with two pulses of 2000 us on the controller pressed. Without the option the
 // headset has no controllers and the player hears nothing.
-TEST_F(StereonPlayTest, ControllersOfEachFamilyAreHeardDrawnAndBuzzed) {
-    struct Family {
-        const char* headset;
-        const char* family;
-    };
-    const Family families[] = {{"vive", "vive"}, {"rift", "rift"}, {"wmr", "windows-mr"}};
+TEST_P(StereonPlayControllersTest, AreHeardDrawnAndBuzzed) {
+    const Family& f = GetParam();
     const std::vector<std::string> rightHeard = {"down trigger", "up trigger",     "down primary",
                                                  "up primary",   "down secondary", "up secondary"};
     const std::vector<std::string> leftHeard = {"down trigger", "up trigger"};
     const auto lightness = [](const std::uint8_t* pixel) { return pixel[0] + pixel[1] + pixel[2]; };
-    for (const Family& f : families) {
-        SCOPED_TRACE(f.headset);
-        const std::string options = std::string("--headset ") + f.headset +
-                                    " --frames 12 --rate headset --eye-size 128x128 --no-panel";
-        const std::string bare = dir + "/" + f.headset + "-bare";
-        RunResult run = Play(options + " --out '" + bare + "'");
-        ASSERT_EQ(run.exitCode, 0) << run.out << run.err;
-        const nlohmann::json none = Summary(bare)["controllers"];
-        EXPECT_EQ(none["listed"], nlohmann::json::array()) << none.dump();
-        EXPECT_EQ(none["haptic_pulses"], nlohmann::json::array()) << none.dump();
+    const std::string options = std::string("--headset ") + f.headset +
+                                " --frames 12 --rate headset --eye-size 128x128 --no-panel";
+    const std::string bare = dir + "/" + f.headset + "-bare";
+    RunResult run = Play(options + " --out '" + bare + "'");
+    ASSERT_EQ(run.exitCode, 0) << run.out << run.err;
+    const nlohmann::json none = Summary(bare)["controllers"];
+    EXPECT_EQ(none["listed"], nlohmann::json::array()) << none.dump();
+    EXPECT_EQ(none["haptic_pulses"], nlohmann::json::array()) << none.dump();
 
-        const std::string out = dir + "/" + f.headset;
-        run = Play(options + " --controllers --out '" + out + "'");
-        ASSERT_EQ(run.exitCode, 0) << run.out << run.err;
-        EXPECT_EQ(run.err.find("warning"), std::string::npos) << run.err;
-        const nlohmann::json controllers = Summary(out)["controllers"];
-        const nlohmann::json& listed = controllers["listed"];
-        ASSERT_EQ(listed.size(), 2u) << controllers.dump();
+    const std::string out = dir + "/" + f.headset;
+    run = Play(options + " --controllers --out '" + out + "'");
+    ASSERT_EQ(run.exitCode, 0) << run.out << run.err;
+    EXPECT_EQ(run.err.find("warning"), std::string::npos) << run.err;
+    const nlohmann::json controllers = Summary(out)["controllers"];
+    const nlohmann::json& listed = controllers["listed"];
+    ASSERT_EQ(listed.size(), 2u) << controllers.dump();
 
-        Picture plain;
-        ASSERT_TRUE(ReadPng(bare + "/left.png", plain));
-        Picture left;
-        ASSERT_TRUE(ReadPng(out + "/left.png", left));
-        std::vector<double> origins[2];
-        for (const nlohmann::json& controller : listed) {
-            const std::string hand = controller["hand"];
-            SCOPED_TRACE(hand);
-            ASSERT_TRUE(hand == "right" || hand == "left") << controller.dump();
-            EXPECT_EQ(controller["family"], f.family);
-            EXPECT_GT(controller["pose_updates"].get<int>(), 0);
-            std::vector<std::string> heard;
-            for (const nlohmann::json& event : controller["buttons"]) {
-                heard.push_back(event["event"].get<std::string>() + " " +
-                                event["button"].get<std::string>());
-                EXPECT_EQ(event["hand"], hand) << event.dump();
-            }
-            EXPECT_EQ(heard, hand == "right" ? rightHeard : leftHeard);
+    Picture plain;
+    ASSERT_TRUE(ReadPng(bare + "/left.png", plain));
+    Picture left;
+    ASSERT_TRUE(ReadPng(out + "/left.png", left));
+    std::vector<double> origins[2];
+    for (const nlohmann::json& controller : listed) {
+        const std::string hand = controller["hand"];
+        SCOPED_TRACE(hand);
+        ASSERT_TRUE(hand == "right" || hand == "left") << controller.dump();
+        EXPECT_EQ(controller["family"], f.family);
+        EXPECT_GT(controller["pose_updates"].get<int>(), 0);
+        std::vector<std::string> heard;
+        for (const nlohmann::json& event : controller["buttons"]) {
+            heard.push_back(event["event"].get<std::string>() + " " +
+                            event["button"].get<std::string>());
+            EXPECT_EQ(event["hand"], hand) << event.dump();
+        }
+        EXPECT_EQ(heard, hand == "right" ? rightHeard : leftHeard);
 
-            // The pointer of the last pose heard, drawn into the left eye (32 mm left of the
-            // head's centre, 1.2 m up, looking ahead): a light line along it, over the picture
-            // that the run without controllers showed. Where it crosses the pattern's white
-            // labels it cannot be told apart, so a few points may miss it.
-            const nlohmann::json& pointer = controller["pointer"];
-            ASSERT_TRUE(pointer.is_object()) << controller.dump();
-            const std::vector<double> origin = pointer["origin"].get<std::vector<double>>();
-            const std::vector<double> direction = pointer["direction"].get<std::vector<double>>();
-            origins[hand == "right" ? 0 : 1] = origin;
-            const double degrees = 180.0 / 3.14159265358979;
-            std::string missed;
-            int seen = 0;
-            for (int step = 0; step < 8; ++step) {
-                const double along = 0.25 + 0.125 * step;
-                const double x = origin[0] + along * direction[0] + 0.032;
-                const double y = origin[1] + along * direction[1] - 1.2;
-                const double depth = -(origin[2] + along * direction[2]);
-                const std::uint32_t column = ColumnAt(std::atan(x / depth) * degrees, 128);
-                const std::uint32_t row = ColumnAt(std::atan(-y / depth) * degrees, 128);
-                ASSERT_TRUE(column >= 1 && column < 127 && row >= 1 && row < 127)
-                    << along << ": " << column << "," << row;
-                int lift = -765;
-                for (std::uint32_t v = row - 1; v <= row + 1; ++v) {
-                    for (std::uint32_t u = column - 1; u <= column + 1; ++u) {
-                        lift = std::max(lift, lightness(left.At(u, v)) - lightness(plain.At(u, v)));
-                    }
-                }
-                if (lift >= 150) {
-                    ++seen;
-                } else {
-                    missed += " " + std::to_string(along) + " m at " + std::to_string(column) +
-                              "," + std::to_string(row) + ": " + Describe(left.At(column, row)) +
-                              " over " + Describe(plain.At(column, row)) + ";";
+        // The pointer of the last pose heard, drawn into the left eye (32 mm left of the
+        // head's centre, 1.2 m up, looking ahead): a light line along it, over the picture
+        // that the run without controllers showed. Where it crosses the pattern's white
+        // labels it cannot be told apart, so a few points may miss it.
+        const nlohmann::json& pointer = controller["pointer"];
+        ASSERT_TRUE(pointer.is_object()) << controller.dump();
+        const std::vector<double> origin = pointer["origin"].get<std::vector<double>>();
+        const std::vector<double> direction = pointer["direction"].get<std::vector<double>>();
+        origins[hand == "right" ? 0 : 1] = origin;
+        const double degrees = 180.0 / 3.14159265358979;
+        std::string missed;
+        int seen = 0;
+        for (int step = 0; step < 8; ++step) {
+            const double along = 0.25 + 0.125 * step;
+            const double x = origin[0] + along * direction[0] + 0.032;
+            const double y = origin[1] + along * direction[1] - 1.2;
+            const double depth = -(origin[2] + along * direction[2]);
+            const std::uint32_t column = ColumnAt(std::atan(x / depth) * degrees, 128);
+            const std::uint32_t row = ColumnAt(std::atan(-y / depth) * degrees, 128);
+            ASSERT_TRUE(column >= 1 && column < 127 && row >= 1 && row < 127)
+                << along << ": " << column << "," << row;
+            int lift = -765;
+            for (std::uint32_t v = row - 1; v <= row + 1; ++v) {
+                for (std::uint32_t u = column - 1; u <= column + 1; ++u) {
+                    lift = std::max(lift, lightness(left.At(u, v)) - lightness(plain.At(u, v)));
                 }
             }
-            EXPECT_GE(seen, 6) << "missed:" << missed;
+            if (lift >= 150) {
+                ++seen;
+            } else {
+                missed += " " + std::to_string(along) + " m at " + std::to_string(column) + "," +
+                          std::to_string(row) + ": " + Describe(left.At(column, row)) + " over " +
+                          Describe(plain.At(column, row)) + ";";
+            }
         }
-        // Held in front of and below the eyes, the right hand on the right.
-        ASSERT_FALSE(origins[0].empty() || origins[1].empty()) << controllers.dump();
-        EXPECT_GT(origins[0][0], origins[1][0]);
-        for (const std::vector<double>& origin : origins) {
-            EXPECT_LT(origin[1], 1.2);
-            EXPECT_LT(origin[2], 0.0);
-        }
-
-        // Two pulses for each press taken up, on the device pressed.
-        std::vector<int> pulses(3, 0);
-        for (const nlohmann::json& pulse : controllers["haptic_pulses"]) {
-            const int device = pulse["device"].get<int>();
-            ASSERT_TRUE(device == 1 || device == 2) << pulse.dump();
-            EXPECT_EQ(pulse["microseconds"].get<int>(), 2000);
-            ++pulses[device];
-        }
-        EXPECT_EQ(pulses[2], 6) << controllers["haptic_pulses"].dump();
-        EXPECT_EQ(pulses[1], 2) << controllers["haptic_pulses"].dump();
+        EXPECT_GE(seen, 6) << "missed:" << missed;
     }
+    // Held in front of and below the eyes, the right hand on the right.
+    ASSERT_FALSE(origins[0].empty() || origins[1].empty()) << controllers.dump();
+    EXPECT_GT(origins[0][0], origins[1][0]);
+    for (const std::vector<double>& origin : origins) {
+        EXPECT_LT(origin[1], 1.2);
+        EXPECT_LT(origin[2], 0.0);
+    }
+
+    // Two pulses for each press taken up, on the device pressed.
+    std::vector<int> pulses(3, 0);
+    for (const nlohmann::json& pulse : controllers["haptic_pulses"]) {
+        const int device = pulse["device"].get<int>();
+        ASSERT_TRUE(device == 1 || device == 2) << pulse.dump();
+        EXPECT_EQ(pulse["microseconds"].get<int>(), 2000);
+        ++pulses[device];
+    }
+    EXPECT_EQ(pulses[2], 6) << controllers["haptic_pulses"].dump();
+    EXPECT_EQ(pulses[1], 2) << controllers["haptic_pulses"].dump();
 }
+
+INSTANTIATE_TEST_SUITE_P(Families, StereonPlayControllersTest,
+                         ::testing::Values(Family{"vive", "vive"}, Family{"rift", "rift"},
+                                           Family{"wmr", "windows-mr"}),
+                         [](const ::testing::TestParamInfo<Family>& info) {
+                             return std::string(info.param.headset);
+                         });
 
 TEST_F(StereonPlayTest, WhatTheLibraryCannotDrawIsSaidNotMisdrawn) {
     stntest::VideoPlan plan;
