@@ -16,7 +16,7 @@ namespace STN {
 
 class OpenVRManager;
 
-class ControllerFeedback : public IControllerFeedback {
+class ControllerFeedback final : public IControllerFeedback {
 public:
     ControllerFeedback();
     // Stops the pulse worker; pulses not yet sent are lost.

@@ -15,7 +15,7 @@
 
 namespace STN {
 
-class ControllerManager : public IControllerManager {
+class ControllerManager final : public IControllerManager {
 public:
     ControllerManager();
     // Stops the pulse worker (pulses not yet sent are lost) and lets the listener go. Must not

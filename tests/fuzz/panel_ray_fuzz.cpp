@@ -7,46 +7,15 @@
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
-#include <cstdio>
-#include <cstdlib>
-#include <cstring>
 
 #include "PanelBase.h"
+#include "fuzz_input.h"
 
 namespace {
 
 void Check(bool condition, const char* what) {
-    if (!condition) {
-        std::fprintf(stderr, "panel_ray_fuzz: %s\n", what);
-        std::abort();
-    }
+    fuzzinput::Check(condition, "panel_ray_fuzz", what);
 }
-
-class Reader {
-public:
-    Reader(const std::uint8_t* data, std::size_t size) : data(data), size(size) {}
-    std::uint32_t Word() {
-        std::uint8_t bytes[4] = {};
-        if (offset < size) {
-            std::memcpy(bytes, data + offset, size - offset < 4 ? size - offset : 4);
-        }
-        offset += 4;
-        return static_cast<std::uint32_t>(bytes[0]) | static_cast<std::uint32_t>(bytes[1]) << 8 |
-               static_cast<std::uint32_t>(bytes[2]) << 16 |
-               static_cast<std::uint32_t>(bytes[3]) << 24;
-    }
-    float Float() {
-        const std::uint32_t word = Word();
-        float value = 0.0f;
-        std::memcpy(&value, &word, sizeof(value));
-        return value;
-    }
-
-private:
-    const std::uint8_t* data;
-    std::size_t size;
-    std::size_t offset = 0;
-};
 
 // A panel with nothing to draw: the ray test and the placement are the shared part's.
 class BarePanel : public STN::PanelBase {
@@ -62,7 +31,7 @@ public:
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    Reader in(data, size);
+    fuzzinput::Reader in(data, size);
     STN::Matrix4 placement;
     for (float& element : placement.m) {
         element = in.Float();
