@@ -1,10 +1,6 @@
 # Install rules and package files: the library, its public headers, the host stand-in it is used
 # with and the OpenVR client it links, so that a host builds against an installed copy with
 # find_package(Stereon) (targets Stereon::stereon and Stereon::hostkit) or pkg-config (stereon).
-if(NOT TARGET stereon OR NOT TARGET hostkit OR NOT TARGET stereon_openvr)
-    return()
-endif()
-
 include(GNUInstallDirs)
 include(CMakePackageConfigHelpers)
 

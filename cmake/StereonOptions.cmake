@@ -16,6 +16,17 @@ function(stereon_strict_warnings target)
     target_compile_options(${target} PRIVATE -Wall -Wextra -Werror -Wno-unused-parameter)
 endfunction()
 
+# The simulated headset runtime and the CUDA and OpenCL driver stand-ins are Linux libraries, and
+# so is everything that plays into them: the demo host, the soak, the benchmarks and the system
+# tests. Elsewhere the library, the host stand-in, the OpenVR client and the unit tests build.
+if(UNIX AND NOT APPLE)
+    set(STEREON_STAND_INS ON)
+else()
+    set(STEREON_STAND_INS OFF)
+    message(STATUS "Not on Linux: the simulated runtime, the driver stand-ins, the demo host, the "
+                   "benchmarks and the system tests are not built")
+endif()
+
 find_package(Threads REQUIRED)
 find_package(Boost 1.74 REQUIRED COMPONENTS thread date_time system chrono)
 find_package(PkgConfig REQUIRED)
