@@ -18,6 +18,7 @@
 #include <cstdlib>
 #include <fstream>
 #include <functional>
+#include <future>
 #include <memory>
 #include <mutex>
 #include <set>
@@ -27,6 +28,7 @@
 #include <vector>
 
 #include <boost/make_shared.hpp>
+#include <boost/thread/thread.hpp>
 
 #include "GB/Device.h"
 #include "IControllerManager.h"
@@ -930,6 +932,45 @@ TEST_F(ServiceSystemTest, LockOfAKilledProcessIsClearedByTheNextStart) {
     EXPECT_FALSE(STN::MachineLock().IsTaken());
     ASSERT_TRUE(service->Init(device));
     service->RemoveClient(1);
+    ExpectNothingRunning();
+}
+
+// The lock is the last thing a stop lets go of: a host starting in another process while this
+// one's render thread is still ending must not get the headset.
+TEST_F(ServiceSystemTest, MachineLockIsHeldUntilTheStopHasEnded) {
+    boost::shared_ptr<STN::IStereonService> service = Library().getService();
+    ASSERT_TRUE(service->Init(device));
+    service->AddClient(1);
+
+    // The pose callback, once armed, holds the render thread until the stop asks it to end,
+    // then looks at the lock from there and lets the stop go on.
+    struct Seen {
+        std::atomic<bool> armed{false};
+        std::promise<void> entered;
+        std::atomic<int> stopAsked{-1};
+        std::atomic<int> lockTaken{-1};
+    };
+    const std::shared_ptr<Seen> seen = std::make_shared<Seen>();
+    ASSERT_TRUE(service->SetHMDPoseCallback(1, [seen](float, float, float) {
+        if (!seen->armed.exchange(false)) {
+            return;
+        }
+        seen->entered.set_value();
+        for (int i = 0; i < 60000 && !boost::this_thread::interruption_requested(); ++i) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        }
+        seen->stopAsked = boost::this_thread::interruption_requested() ? 1 : 0;
+        seen->lockTaken = STN::MachineLock().IsTaken() ? 1 : 0;
+    }));
+    std::future<void> entered = seen->entered.get_future();
+    seen->armed = true;
+    ASSERT_EQ(entered.wait_for(std::chrono::seconds(120)), std::future_status::ready)
+        << "the render thread never called back";
+
+    service->RemoveClient(1);
+    EXPECT_EQ(seen->stopAsked.load(), 1) << "the stop never asked the render thread to end";
+    EXPECT_EQ(seen->lockTaken.load(), 1) << "the lock went before the render thread ended";
+    EXPECT_FALSE(STN::MachineLock().IsTaken());
     ExpectNothingRunning();
 }
 
