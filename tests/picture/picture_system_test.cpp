@@ -87,6 +87,32 @@ TEST_F(PictureTest, StereoFramesGiveEachEyeItsOwnRegion) {
     EXPECT_EQ(CentrePixel(1), PatternColor(2, 0, 23));
 }
 
+// A headset whose eyes see further outwards than inwards, as real ones do: the left eye 60
+// degrees to the left and 30 to the right, the right eye the mirror image. Straight ahead then
+// lies three quarters across the left eye's image and one quarter across the right eye's; an
+// eye drawn with the other's projection, or with a symmetric one, puts it elsewhere.
+class AsymmetricEyesTest : public PictureTest {
+protected:
+    void ConfigureRuntime() override {
+        simvr_set_fov(60.0f, 30.0f, 45.0f, 45.0f);
+        simvr_set_ipd(0.0f);
+    }
+};
+
+TEST_F(AsymmetricEyesTest, EachEyeIsDrawnWithItsOwnProjection) {
+    // Left of straight ahead one colour, right of it another.
+    const std::vector<int> left = {200, 40, 7, 255};
+    const std::vector<int> right = {40, 200, 7, 255};
+    service->SetVideoLayout(1, 0, 360, 180);
+    Show(PaintedFrame(64, 8, [&](int x, int) { return x < 32 ? left : right; }));
+    // 15 degrees either side of straight ahead: columns 40 and 56 of the left eye's 64, 8 and
+    // 24 of the right eye's.
+    EXPECT_EQ(EyePixel(0, 40, 32), left);
+    EXPECT_EQ(EyePixel(0, 56, 32), right);
+    EXPECT_EQ(EyePixel(1, 8, 32), left);
+    EXPECT_EQ(EyePixel(1, 24, 32), right);
+}
+
 TEST_F(PictureTest, PartialFieldOfViewLeavesTheBackHalfBlack) {
     service->SetVideoLayout(1, 0, 180, 180);
     Look(180.0f, 0.0f);
