@@ -155,7 +155,6 @@ private:
     hostcore::classref::InterfaceRef<MF::IVideoFrame> intermediateFrame;
     std::int32_t filterMode = 1;
     bool useVideoTexMipmap = false;
-    boost::function<void()> unusedCallback;
     boost::shared_ptr<IEventInterpreter> eventInterpreter;
     boost::shared_ptr<VRPanelManager> panelManager;
     hostcore::threads::RecursiveMutex frameMutex;
