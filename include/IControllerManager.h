@@ -3,10 +3,12 @@
 // haptic pulses on it.
 //
 // The service hands them out by list index (IStereonService::GetController), in the order the
-// controllers first appeared; an index keeps its place for the life of the render thread. When a
-// controller falls silent and another takes over, its entry is replaced by a blank one (no hand,
-// not usable) and the old object, which a host may still hold, keeps working detached from
-// input. Every call here may come from any thread.
+// render thread first met the controllers; the list starts empty at each Init and an index keeps
+// its place until the stop. When a controller falls silent and another takes over, its entry is
+// replaced by a blank one (no hand, family unknown, no device) and the old object, which a host
+// may still hold, keeps working detached from input. Every call here may come from any thread,
+// also after the stop: a kept object still answers and pulses its device whenever a runtime is
+// connected.
 #pragma once
 
 #include <boost/shared_ptr.hpp>
@@ -55,20 +57,25 @@ struct ControllerAxisLayout {
 
 class IControllerManager {
 public:
+    // kControllerFamily...; the headset's family decides it.
     virtual std::uint32_t GetControllerType() = 0;
+    // kHand...; may change from kHandUnassigned once the runtime tells the controller's role.
     virtual std::uint32_t GetHand() = 0;
-    // A train of `repeats` pulses (0 counts as 1) of `duration` microseconds (cut to 65535) on
-    // runtime device `deviceIndex`, `interval` milliseconds apart. Returns at once: the pulses go
-    // out on a worker thread, and a train cannot be cancelled. Pulses to a device that has gone,
-    // or while the runtime is not connected, are lost without a word.
+    // A train of `repeats` pulses (0 counts as 1) of `duration` microseconds on runtime device
+    // `deviceIndex` and axis `axis`, the first at once, the others `interval` milliseconds apart.
+    // Only the low 16 bits of `duration` count (70000 sends 4464). Returns at once: the pulses go
+    // out on a worker thread, each to the runtime connected when it goes, and a train cannot be
+    // cancelled. Pulses to a device that has gone, or while no runtime is connected, are lost
+    // without a word.
     virtual void TriggerHapticPulseOn(std::uint32_t deviceIndex, std::uint32_t repeats,
                                       std::uint32_t duration, std::uint32_t interval,
                                       std::uint32_t axis) = 0;
-    // The same on this controller's own device.
+    // The same on this controller's own device (none for a blank one: lost).
     virtual void TriggerHapticPulse(std::uint32_t repeats, std::uint32_t duration,
                                     std::uint32_t interval, std::uint32_t axis) = 0;
     // Replaces the listener; an empty pointer silences the controller. A call under way on the
-    // render thread finishes with the listener it started with.
+    // render thread finishes with the listener it started with, which may then be released
+    // there; a listener may replace itself from inside its own call.
     virtual void SetListener(boost::shared_ptr<IControllerListener> listener) = 0;
     // Fills all four fields; does nothing for a null pointer.
     virtual void GetAxisLayout(ControllerAxisLayout* layout) = 0;
@@ -79,8 +86,9 @@ protected:
 };
 
 // Told on the render thread of each controller as it first appears, before the service lists
-// it. The runtime's lock is held during the call: do not wait there for anything that talks to
-// the runtime, and do not call back into the service.
+// it (IStereonService::SetControllerAddedCallback). The runtime's lock is held during the call:
+// do not wait there for anything that talks to the runtime, and do not call back into the
+// service. Must not throw: that ends the render thread.
 class IControllerAddedCallback {
 public:
     virtual void OnControllerAdded(boost::shared_ptr<IControllerManager> controller) = 0;

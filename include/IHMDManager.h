@@ -1,6 +1,7 @@
-// The kind of headset in use and the host's listener for headset events. The listener may be
-// set on any host thread while the render thread calls it; the render thread holds its own
-// reference during a call, so a listener replaced meanwhile lives until that call returns.
+// The kind of headset in use and the host's listener for headset events
+// (IStereonService::GetHMDManager). Every call may come from any thread. A manager belongs to one
+// run: after the stop it still takes every call, but its listener is never called again, and the
+// next run hands out a manager of its own.
 #pragma once
 
 #include <boost/shared_ptr.hpp>
@@ -11,7 +12,8 @@
 
 namespace STN {
 
-// Headset kinds, from the runtime's tracking system name.
+// Headset kinds, from the runtime's tracking system name ("oculus", "lighthouse",
+// "holographic"; any other is unknown).
 enum : std::int32_t {
     kHMDTypeRift = 0,
     kHMDTypeVive = 1,
@@ -21,9 +23,16 @@ enum : std::int32_t {
 
 class IHMDManager {
 public:
+    // The kind Init found, or what SetHMDType last set.
     virtual std::int32_t GetHMDType() = 0;
+    // Replaces the listener; an empty pointer removes it. The render thread holds its own
+    // reference during a call, so a listener replaced meanwhile lives until that call returns,
+    // and is then released on the render thread.
     virtual void SetHMDListener(boost::shared_ptr<IHMDListener> listener) = 0;
+    // Changes only what GetHMDType and IStereonService::GetHMDType answer; the drawing and the
+    // controllers keep the kind found at Init.
     virtual void SetHMDType(std::int32_t type) = 0;
+    // The listener last set; empty when none is.
     virtual boost::shared_ptr<IHMDListener> GetHMDListener() = 0;
 
 protected:

@@ -8,11 +8,12 @@
 
 namespace STN {
 
-// The service singleton: the live one while anybody holds it, else a new one.
+// The service singleton: the live one while anybody holds it, else a new one (with the default
+// video layout). Never empty. Takes no lock: call it from one thread, the host's main thread.
 STEREON_API boost::shared_ptr<IStereonService> GetStereonServiceInstance();
 
 // Whether the OpenVR runtime reports a headset. Loads nothing of the library's own and takes no
-// lock of it; false when no runtime can be loaded.
+// lock of it; false when no runtime can be loaded. Any thread, any time, running or not.
 STEREON_API bool IsVRPossible();
 
 // The names a host looks up after loading the library (the Itanium C++ names of the two

@@ -18,17 +18,21 @@
 
 namespace STN {
 
-// One host-side client of the service, chosen by the host; 0 means none.
+// One host-side client of the service, chosen by the host. 0 stands for "no client active", so
+// a call with 0 passes as the active client's whenever none is active: do not use it.
 typedef std::uint64_t ClientHandle;
 
-// How a frame's picture maps onto the viewer's surroundings.
+// How a frame's picture maps onto the viewer's surroundings. Flat footage goes on the theater
+// room's screen, or, with the key "Stereon.EnableTheaterMode" false, gives a grey checkerboard
+// around the viewer. Any other value is shown as monoscopic equirectangular.
 typedef std::int32_t VideoProjection;
 enum : VideoProjection {
     kVideoProjectionFlat = 0,
     kVideoProjectionEquirectangular = 1,
 };
 
-// How a frame holds its two eyes. Any other value counts as monoscopic.
+// How an equirectangular frame holds its two eyes: over-under gives the left eye the upper half,
+// side by side the left half. Flat footage ignores it. Any other value counts as monoscopic.
 typedef std::int32_t StereoLayout;
 enum : StereoLayout {
     kStereoLayoutMonoscopic = 0,
