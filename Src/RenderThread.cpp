@@ -154,17 +154,18 @@ void RenderThread::FinishDeferredWorkAtExit() {
 
 boost::shared_ptr<Scene> RenderThread::CurrentScene() {
     const boost::shared_ptr<RenderThread> live = instanceWeak.lock();
-    return live ? live->scene : boost::shared_ptr<Scene>();
+    return live ? boost::atomic_load(&live->scene) : boost::shared_ptr<Scene>();
 }
 
 boost::shared_ptr<IEventInterpreter> RenderThread::CurrentEventInterpreter() {
     const boost::shared_ptr<RenderThread> live = instanceWeak.lock();
-    return live ? live->eventInterpreter : boost::shared_ptr<IEventInterpreter>();
+    return live ? boost::atomic_load(&live->eventInterpreter)
+                : boost::shared_ptr<IEventInterpreter>();
 }
 
 boost::shared_ptr<VRPanelManager> RenderThread::CurrentPanelManager() {
     const boost::shared_ptr<RenderThread> live = instanceWeak.lock();
-    return live ? live->panelManager : boost::shared_ptr<VRPanelManager>();
+    return live ? boost::atomic_load(&live->panelManager) : boost::shared_ptr<VRPanelManager>();
 }
 
 RenderThread::RenderThread()
@@ -322,18 +323,22 @@ bool RenderThread::InitRendering() {
         UsageMetrics::Get().HMDDeviceName = trackingSystem;
         const HeadsetClassification headset = ClassifyHeadset(trackingSystem);
 
-        panelManager.reset(new VRPanelManager(renderContext, userInterfaceContext));
+        // Host threads read these three without the lifecycle lock (the pose callback calls and
+        // the service's getters), so they are replaced atomically here and in Stop.
+        boost::atomic_store(&panelManager, boost::shared_ptr<VRPanelManager>(new VRPanelManager(
+                                               renderContext, userInterfaceContext)));
 
         // The scene's shader kind follows the first texture, so it gets one before Init.
-        scene.reset(new Scene());
+        boost::atomic_store(&scene, boost::shared_ptr<Scene>(new Scene()));
         scene->SetVideoFrame(videoTextures[0], false, false,
                              hostmediatypes::kPixelAspectRatio_Square);
         sceneReady = scene->Init(renderContext, openVR, panelManager,
                                  static_cast<std::uint32_t>(headset.hmdType));
 
         if (HostApp::GetApplicationType() == HostApp::kApplicationTypeVideoEditor) {
-            eventInterpreter =
-                CreateEventInterpreter(static_cast<std::uint32_t>(headset.controllerFamily));
+            boost::atomic_store(
+                &eventInterpreter,
+                CreateEventInterpreter(static_cast<std::uint32_t>(headset.controllerFamily)));
             if (eventInterpreter) {
                 eventInterpreter->Bind(openVR);
             }
@@ -402,8 +407,8 @@ void RenderThread::Stop() {
         ScopedContextLock scope(renderContext);
         renderContext->Finish();
         ShaderRegistry::DestroyInstance();
-        scene.reset();
-        eventInterpreter.reset();
+        boost::atomic_store(&scene, boost::shared_ptr<Scene>());
+        boost::atomic_store(&eventInterpreter, boost::shared_ptr<IEventInterpreter>());
         // A texture registered with CUDA is unregistered as it goes, which needs the device's
         // compute context current; exclusive access makes it so.
         if (device) {
@@ -415,7 +420,7 @@ void RenderThread::Stop() {
         if (device) {
             device->ReleaseExclusiveAccess();
         }
-        panelManager.reset();
+        boost::atomic_store(&panelManager, boost::shared_ptr<VRPanelManager>());
     }
     renderContext.reset();
     uploadContext.reset();
@@ -467,8 +472,8 @@ bool RenderThread::SetHMDPoseCallback(ClientHandle handle, HMDPoseCallback callb
     }
     activeClient = handle;
     hostcore::threads::RecursiveMutex::ScopedLock lock(frameMutex, "Set HMD Pose callback.");
-    if (scene) {
-        scene->SetViewChangedCallback(callback);
+    if (const boost::shared_ptr<Scene> current = boost::atomic_load(&scene)) {
+        current->SetViewChangedCallback(callback);
     }
     return true;
 }
@@ -480,8 +485,8 @@ bool RenderThread::ResetHMDPoseCallback(ClientHandle handle) {
     activeClient = 0;
     {
         hostcore::threads::RecursiveMutex::ScopedLock lock(frameMutex, "Reset HMD Pose callback.");
-        if (scene) {
-            scene->SetViewChangedCallback(HMDPoseCallback());
+        if (const boost::shared_ptr<Scene> current = boost::atomic_load(&scene)) {
+            current->SetViewChangedCallback(HMDPoseCallback());
         }
     }
     // The task keeps this object alive until it has run. The delay lets another client take
@@ -595,8 +600,8 @@ bool RenderThread::ShowPlaceholder(ClientHandle handle) {
         return false;
     }
     hostcore::threads::RecursiveMutex::ScopedLock lock(frameMutex, "Show placeholder.");
-    if (scene) {
-        scene->showPlaceholder = true;
+    if (const boost::shared_ptr<Scene> current = boost::atomic_load(&scene)) {
+        current->showPlaceholder = true;
     }
     return true;
 }
@@ -606,8 +611,8 @@ bool RenderThread::ShowTheaterMode(ClientHandle handle, bool show) {
         return false;
     }
     hostcore::threads::RecursiveMutex::ScopedLock lock(frameMutex, "Show theater mode.");
-    if (scene) {
-        scene->SetTheaterActive(show);
+    if (const boost::shared_ptr<Scene> current = boost::atomic_load(&scene)) {
+        current->SetTheaterActive(show);
     }
     return true;
 }
