@@ -13,49 +13,49 @@ ClientCoreState& ClientCoreState::Instance() {
 
 uint32_t ClientCoreState::Init(vr::EVRInitError* error, vr::EVRApplicationType type,
                                const char* startupInfo) {
-    std::lock_guard<std::recursive_mutex> lock(mutex_);
+    std::lock_guard<std::recursive_mutex> lock(mutex);
     vr::EVRInitError result = vr::VRInitError_None;
     // Initialising again reuses the loaded runtime, so its library is not loaded twice and
     // left behind by the one unload of the next shutdown.
-    const bool reused = runtime_.core != nullptr;
+    const bool reused = runtime.core != nullptr;
     if (!reused) {
-        result = RuntimeLoader::Load(runtime_);
+        result = RuntimeLoader::Load(runtime);
     }
     if (result == vr::VRInitError_None) {
-        result = runtime_.core->Init(type, startupInfo);
+        result = runtime.core->Init(type, startupInfo);
     }
     if (error != nullptr) {
         *error = result;
     }
     if (result != vr::VRInitError_None) {
         // A failed Init is not cleaned up: the runtime never started.
-        runtime_.core = nullptr;
-        runtime_.library.Unload();
+        runtime.core = nullptr;
+        runtime.library.Unload();
         if (reused) {
             // The connection that was open went with the library: pointers fetched under it
             // must not be handed out again.
-            ++token_;
+            ++token;
         }
         return 0;
     }
-    return ++token_;
+    return ++token;
 }
 
 void ClientCoreState::Shutdown() {
-    std::lock_guard<std::recursive_mutex> lock(mutex_);
-    if (runtime_.core != nullptr) {
+    std::lock_guard<std::recursive_mutex> lock(mutex);
+    if (runtime.core != nullptr) {
         // The runtime is still the loaded one while it cleans up, as in the public client.
-        runtime_.core->Cleanup();
-        runtime_.core = nullptr;
+        runtime.core->Cleanup();
+        runtime.core = nullptr;
     }
-    runtime_.library.Unload();
-    ++token_;
+    runtime.library.Unload();
+    ++token;
 }
 
 bool ClientCoreState::IsHmdPresent() {
-    std::lock_guard<std::recursive_mutex> lock(mutex_);
-    if (runtime_.core != nullptr) {
-        return runtime_.core->BIsHmdPresent();
+    std::lock_guard<std::recursive_mutex> lock(mutex);
+    if (runtime.core != nullptr) {
+        return runtime.core->BIsHmdPresent();
     }
     // Loaded only to ask: dropped again without Cleanup, since Init was never called.
     RuntimeLoader::LoadedRuntime probe;
@@ -69,28 +69,28 @@ bool ClientCoreState::IsHmdPresent() {
 }
 
 bool ClientCoreState::IsRuntimeInstalled() {
-    std::lock_guard<std::recursive_mutex> lock(mutex_);
-    if (runtime_.core != nullptr) {
+    std::lock_guard<std::recursive_mutex> lock(mutex);
+    if (runtime.core != nullptr) {
         return true;
     }
     return !RuntimeLoader::InstalledRuntimePath().empty();
 }
 
 const char* ClientCoreState::RuntimePath() {
-    std::lock_guard<std::recursive_mutex> lock(mutex_);
+    std::lock_guard<std::recursive_mutex> lock(mutex);
     std::string path = RuntimeLoader::InstalledRuntimePath();
     if (path.empty()) {
         return nullptr;
     }
-    runtimePath_ = std::move(path);
-    return runtimePath_.c_str();
+    runtimePath = std::move(path);
+    return runtimePath.c_str();
 }
 
 void* ClientCoreState::GetGenericInterface(const char* version, vr::EVRInitError* error) {
-    std::lock_guard<std::recursive_mutex> lock(mutex_);
+    std::lock_guard<std::recursive_mutex> lock(mutex);
     vr::EVRInitError local = vr::VRInitError_None;
     vr::EVRInitError& result = error != nullptr ? *error : local;
-    if (runtime_.core == nullptr) {
+    if (runtime.core == nullptr) {
         result = vr::VRInitError_Init_NotInitialized;
         return nullptr;
     }
@@ -99,21 +99,21 @@ void* ClientCoreState::GetGenericInterface(const char* version, vr::EVRInitError
         return nullptr;
     }
     result = vr::VRInitError_None;
-    return runtime_.core->GetGenericInterface(version, &result);
+    return runtime.core->GetGenericInterface(version, &result);
 }
 
 bool ClientCoreState::IsInterfaceVersionValid(const char* version) {
-    std::lock_guard<std::recursive_mutex> lock(mutex_);
-    if (runtime_.core == nullptr || version == nullptr) {
+    std::lock_guard<std::recursive_mutex> lock(mutex);
+    if (runtime.core == nullptr || version == nullptr) {
         return false;
     }
-    return runtime_.core->IsInterfaceVersionValid(version) == vr::VRInitError_None;
+    return runtime.core->IsInterfaceVersionValid(version) == vr::VRInitError_None;
 }
 
 const char* ClientCoreState::ErrorSymbol(vr::EVRInitError error) {
-    std::lock_guard<std::recursive_mutex> lock(mutex_);
-    if (runtime_.core != nullptr) {
-        if (const char* symbol = runtime_.core->GetIDForVRInitError(error)) {
+    std::lock_guard<std::recursive_mutex> lock(mutex);
+    if (runtime.core != nullptr) {
+        if (const char* symbol = runtime.core->GetIDForVRInitError(error)) {
             return symbol;
         }
     }
@@ -121,9 +121,9 @@ const char* ClientCoreState::ErrorSymbol(vr::EVRInitError error) {
 }
 
 const char* ClientCoreState::ErrorDescription(vr::EVRInitError error) {
-    std::lock_guard<std::recursive_mutex> lock(mutex_);
-    if (runtime_.core != nullptr) {
-        if (const char* text = runtime_.core->GetEnglishStringForHmdError(error)) {
+    std::lock_guard<std::recursive_mutex> lock(mutex);
+    if (runtime.core != nullptr) {
+        if (const char* text = runtime.core->GetEnglishStringForHmdError(error)) {
             return text;
         }
     }

@@ -28,15 +28,15 @@ public:
     bool IsInterfaceVersionValid(const char* version);
     const char* ErrorSymbol(vr::EVRInitError error);
     const char* ErrorDescription(vr::EVRInitError error);
-    uint32_t Token() const { return token_.load(); }
+    uint32_t Token() const { return token.load(); }
 
 private:
     ClientCoreState() = default;
 
-    std::recursive_mutex mutex_;
-    RuntimeLoader::LoadedRuntime runtime_;
-    std::atomic<uint32_t> token_{0};
-    std::string runtimePath_;
+    std::recursive_mutex mutex;
+    RuntimeLoader::LoadedRuntime runtime;
+    std::atomic<uint32_t> token{0};
+    std::string runtimePath;
 };
 
 }  // namespace stnvr

@@ -39,35 +39,35 @@ struct COpenVRContext::State {
     }
 };
 
-COpenVRContext::COpenVRContext() : state_(new State()) {}
+COpenVRContext::COpenVRContext() : state(new State()) {}
 
 COpenVRContext::~COpenVRContext() {
-    delete state_;
+    delete state;
 }
 
 IVRSystem* COpenVRContext::VRSystem() {
-    return state_->Get(&State::system, IVRSystem_Version);
+    return state->Get(&State::system, IVRSystem_Version);
 }
 
 IVRCompositor* COpenVRContext::VRCompositor() {
-    return state_->Get(&State::compositor, IVRCompositor_Version);
+    return state->Get(&State::compositor, IVRCompositor_Version);
 }
 
 IVRRenderModels* COpenVRContext::VRRenderModels() {
-    return state_->Get(&State::renderModels, IVRRenderModels_Version);
+    return state->Get(&State::renderModels, IVRRenderModels_Version);
 }
 
 IVRSettings* COpenVRContext::VRSettings() {
-    return state_->Get(&State::settings, IVRSettings_Version);
+    return state->Get(&State::settings, IVRSettings_Version);
 }
 
 IVRChaperone* COpenVRContext::VRChaperone() {
-    return state_->Get(&State::chaperone, IVRChaperone_Version);
+    return state->Get(&State::chaperone, IVRChaperone_Version);
 }
 
 void COpenVRContext::Clear() {
-    std::lock_guard<std::recursive_mutex> lock(state_->mutex);
-    state_->ClearPointers();
+    std::lock_guard<std::recursive_mutex> lock(state->mutex);
+    state->ClearPointers();
 }
 
 COpenVRContext& OpenVRInternal_ModuleContext() {

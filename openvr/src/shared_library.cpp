@@ -9,12 +9,12 @@ SharedLibrary::~SharedLibrary() {
 }
 
 SharedLibrary::SharedLibrary(SharedLibrary&& other) noexcept
-    : handle_(std::exchange(other.handle_, nullptr)) {}
+    : handle(std::exchange(other.handle, nullptr)) {}
 
 SharedLibrary& SharedLibrary::operator=(SharedLibrary&& other) noexcept {
     if (this != &other) {
         Unload();
-        handle_ = std::exchange(other.handle_, nullptr);
+        handle = std::exchange(other.handle, nullptr);
     }
     return *this;
 }

@@ -23,10 +23,10 @@ public:
 
     void Unload();
 
-    bool IsLoaded() const { return handle_ != nullptr; }
+    bool IsLoaded() const { return handle != nullptr; }
 
 private:
-    void* handle_ = nullptr;
+    void* handle = nullptr;
 };
 
 }  // namespace stnvr

@@ -9,24 +9,24 @@ bool SharedLibrary::Load(const std::string& path) {
     if (path.empty()) {
         return false;
     }
-    handle_ = dlopen(path.c_str(), RTLD_LOCAL | RTLD_NOW);
-    if (handle_ == nullptr) {
+    handle = dlopen(path.c_str(), RTLD_LOCAL | RTLD_NOW);
+    if (handle == nullptr) {
         dlerror();  // clear the pending message so it does not surface at an unrelated call
     }
-    return handle_ != nullptr;
+    return handle != nullptr;
 }
 
 void* SharedLibrary::GetFunction(const char* name) const {
-    if (handle_ == nullptr || name == nullptr) {
+    if (handle == nullptr || name == nullptr) {
         return nullptr;
     }
-    return dlsym(handle_, name);
+    return dlsym(handle, name);
 }
 
 void SharedLibrary::Unload() {
-    if (handle_ != nullptr) {
-        dlclose(handle_);
-        handle_ = nullptr;
+    if (handle != nullptr) {
+        dlclose(handle);
+        handle = nullptr;
     }
 }
 

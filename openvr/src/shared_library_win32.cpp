@@ -17,22 +17,22 @@ bool SharedLibrary::Load(const std::string& path) {
     }
     // The narrow entry point, as the runtimes' own loaders use; the runtime's directory is
     // searched for its dependencies.
-    handle_ = reinterpret_cast<void*>(
+    handle = reinterpret_cast<void*>(
         LoadLibraryExA(path.c_str(), nullptr, LOAD_WITH_ALTERED_SEARCH_PATH));
-    return handle_ != nullptr;
+    return handle != nullptr;
 }
 
 void* SharedLibrary::GetFunction(const char* name) const {
-    if (handle_ == nullptr || name == nullptr) {
+    if (handle == nullptr || name == nullptr) {
         return nullptr;
     }
-    return reinterpret_cast<void*>(GetProcAddress(static_cast<HMODULE>(handle_), name));
+    return reinterpret_cast<void*>(GetProcAddress(static_cast<HMODULE>(handle), name));
 }
 
 void SharedLibrary::Unload() {
-    if (handle_ != nullptr) {
-        FreeLibrary(static_cast<HMODULE>(handle_));
-        handle_ = nullptr;
+    if (handle != nullptr) {
+        FreeLibrary(static_cast<HMODULE>(handle));
+        handle = nullptr;
     }
 }
 

@@ -59,11 +59,11 @@ bool VRPathRegistry::LoadFromText(const std::string& text) {
     if (!root.is_object()) {
         return false;  // a parse error gives a discarded value, which is not an object either
     }
-    runtime_ = StringList(root, "runtime");
-    config_ = StringList(root, "config");
-    log_ = StringList(root, "log");
+    runtime = StringList(root, "runtime");
+    config = StringList(root, "config");
+    log = StringList(root, "log");
     // Runtimes write null here when there are none.
-    externalDrivers_ = StringList(root, "external_drivers");
+    externalDrivers = StringList(root, "external_drivers");
     return true;
 }
 

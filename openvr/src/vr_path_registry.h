@@ -24,10 +24,10 @@ public:
     // strings is ignored, as if the key were absent.
     bool LoadFromText(const std::string& text);
 
-    const std::vector<std::string>& RuntimePaths() const { return runtime_; }
-    const std::vector<std::string>& ConfigPaths() const { return config_; }
-    const std::vector<std::string>& LogPaths() const { return log_; }
-    const std::vector<std::string>& ExternalDrivers() const { return externalDrivers_; }
+    const std::vector<std::string>& RuntimePaths() const { return runtime; }
+    const std::vector<std::string>& ConfigPaths() const { return config; }
+    const std::vector<std::string>& LogPaths() const { return log; }
+    const std::vector<std::string>& ExternalDrivers() const { return externalDrivers; }
 
     // Reads the platform's registry file and applies VR_OVERRIDE, VR_CONFIG_PATH and
     // VR_LOG_PATH (each one when non-empty). Succeeds when the file loaded, or when all three
@@ -38,10 +38,10 @@ public:
     static bool GetPaths(const std::string& registryFile, Paths& paths);
 
 private:
-    std::vector<std::string> runtime_;
-    std::vector<std::string> config_;
-    std::vector<std::string> log_;
-    std::vector<std::string> externalDrivers_;
+    std::vector<std::string> runtime;
+    std::vector<std::string> config;
+    std::vector<std::string> log;
+    std::vector<std::string> externalDrivers;
 };
 
 }  // namespace stnvr

@@ -57,11 +57,11 @@ bool IsIntegerType(GLint type) {
 class PackState {
 public:
     PackState() {
-        glGetIntegerv(GL_PACK_ALIGNMENT, &alignment_);
-        glGetIntegerv(GL_PACK_ROW_LENGTH, &rowLength_);
-        glGetIntegerv(GL_PACK_SKIP_ROWS, &skipRows_);
-        glGetIntegerv(GL_PACK_SKIP_PIXELS, &skipPixels_);
-        glGetIntegerv(GL_PIXEL_PACK_BUFFER_BINDING, &buffer_);
+        glGetIntegerv(GL_PACK_ALIGNMENT, &alignment);
+        glGetIntegerv(GL_PACK_ROW_LENGTH, &rowLength);
+        glGetIntegerv(GL_PACK_SKIP_ROWS, &skipRows);
+        glGetIntegerv(GL_PACK_SKIP_PIXELS, &skipPixels);
+        glGetIntegerv(GL_PIXEL_PACK_BUFFER_BINDING, &buffer);
         glPixelStorei(GL_PACK_ALIGNMENT, 1);
         glPixelStorei(GL_PACK_ROW_LENGTH, 0);
         glPixelStorei(GL_PACK_SKIP_ROWS, 0);
@@ -69,17 +69,17 @@ public:
         glBindBuffer(GL_PIXEL_PACK_BUFFER, 0);
     }
     ~PackState() {
-        glPixelStorei(GL_PACK_ALIGNMENT, alignment_);
-        glPixelStorei(GL_PACK_ROW_LENGTH, rowLength_);
-        glPixelStorei(GL_PACK_SKIP_ROWS, skipRows_);
-        glPixelStorei(GL_PACK_SKIP_PIXELS, skipPixels_);
-        glBindBuffer(GL_PIXEL_PACK_BUFFER, GLuint(buffer_));
+        glPixelStorei(GL_PACK_ALIGNMENT, alignment);
+        glPixelStorei(GL_PACK_ROW_LENGTH, rowLength);
+        glPixelStorei(GL_PACK_SKIP_ROWS, skipRows);
+        glPixelStorei(GL_PACK_SKIP_PIXELS, skipPixels);
+        glBindBuffer(GL_PIXEL_PACK_BUFFER, GLuint(buffer));
     }
     PackState(const PackState&) = delete;
     PackState& operator=(const PackState&) = delete;
 
 private:
-    GLint alignment_ = 4, rowLength_ = 0, skipRows_ = 0, skipPixels_ = 0, buffer_ = 0;
+    GLint alignment = 4, rowLength = 0, skipRows = 0, skipPixels = 0, buffer = 0;
 };
 
 // A blit obeys the scissor test; the resolve has to cover the whole image.
@@ -90,20 +90,20 @@ public:
         GLint viewports = 1;
         if (version >= 41) {
             glGetIntegerv(GL_MAX_VIEWPORTS, &viewports);
-            indexed_ = true;
+            indexed = true;
         }
         for (GLint i = 0; i < viewports; ++i) {
-            enabled_.push_back(indexed_ ? glIsEnabledi(GL_SCISSOR_TEST, GLuint(i))
-                                        : glIsEnabled(GL_SCISSOR_TEST));
+            enabled.push_back(indexed ? glIsEnabledi(GL_SCISSOR_TEST, GLuint(i))
+                                      : glIsEnabled(GL_SCISSOR_TEST));
         }
         glDisable(GL_SCISSOR_TEST);
     }
     ~ScissorOff() {
-        for (size_t i = 0; i < enabled_.size(); ++i) {
-            if (enabled_[i] == GL_FALSE) {
+        for (size_t i = 0; i < enabled.size(); ++i) {
+            if (enabled[i] == GL_FALSE) {
                 continue;
             }
-            if (indexed_) {
+            if (indexed) {
                 glEnablei(GL_SCISSOR_TEST, GLuint(i));
             } else {
                 glEnable(GL_SCISSOR_TEST);
@@ -114,8 +114,8 @@ public:
     ScissorOff& operator=(const ScissorOff&) = delete;
 
 private:
-    bool indexed_ = false;
-    std::vector<GLboolean> enabled_;
+    bool indexed = false;
+    std::vector<GLboolean> enabled;
 };
 
 // Framebuffer and renderbuffer names of our own, gone with the scope.

@@ -22,7 +22,7 @@ TEST(TestEnvironment, HasTheGlContextAndOpenCLDeviceTheSuiteNeeds) {
         GTEST_SKIP() << "STEREON_REQUIRE_DEVICES is not 1";
     }
     stereon::test::GlTestContext gl;
-    EXPECT_TRUE(gl.ok()) << gl.error();
+    EXPECT_TRUE(gl.Ok()) << gl.Error();
     for (std::int32_t kind : {GB::kDeviceKind_OpenCL, GB::kDeviceKind_OpenCLNoSharing}) {
         std::string reason;
         EXPECT_TRUE(GB::Device::Create(kind, &reason)) << "kind " << kind << ": " << reason;

@@ -62,18 +62,18 @@ TEST_F(GlTest, TextureRoundTripsThroughReadBack) {
 
 TEST(GlContextTest, SharedContextsSeeEachOthersObjectsAcrossThreads) {
     GlTestContext first;
-    if (!first.ok()) {
-        GTEST_SKIP() << first.error();
+    if (!first.Ok()) {
+        GTEST_SKIP() << first.Error();
     }
     GlTestContext second(&first);
-    ASSERT_TRUE(second.ok()) << second.error();
+    ASSERT_TRUE(second.Ok()) << second.Error();
     GlTestContext unrelated;
-    ASSERT_TRUE(unrelated.ok()) << unrelated.error();
+    ASSERT_TRUE(unrelated.Ok()) << unrelated.Error();
     // One display per process, whichever context asks.
-    EXPECT_EQ(first.display(), unrelated.display());
+    EXPECT_EQ(first.Display(), unrelated.Display());
 
     first.MakeCurrent();
-    ASSERT_TRUE(first.IsCurrent()) << first.error();
+    ASSERT_TRUE(first.IsCurrent()) << first.Error();
     const std::vector<std::uint8_t> pixels = {1, 2, 3, 4, 5, 6, 7, 8};
     const GLuint texture = stereon::test::MakeTextureRGBA8(2, 1, pixels);
     ASSERT_NE(texture, 0u);
@@ -88,7 +88,7 @@ TEST(GlContextTest, SharedContextsSeeEachOthersObjectsAcrossThreads) {
     std::thread reader([&] {
         second.MakeCurrent();
         if (!second.IsCurrent()) {
-            error = second.error();
+            error = second.Error();
             return;
         }
         seen = stereon::test::ReadTextureRGBA8(texture, 2, 1);
@@ -100,7 +100,7 @@ TEST(GlContextTest, SharedContextsSeeEachOthersObjectsAcrossThreads) {
 
     // A context outside the share group does not know the name.
     unrelated.MakeCurrent();
-    ASSERT_TRUE(unrelated.IsCurrent()) << unrelated.error();
+    ASSERT_TRUE(unrelated.IsCurrent()) << unrelated.Error();
     EXPECT_EQ(glIsTexture(texture), static_cast<GLboolean>(GL_FALSE));
     unrelated.ReleaseCurrent();
 

@@ -67,7 +67,7 @@ public:
         if (fails != nullptr && strcmp(fails, "1") == 0) {
             return vr::VRInitError_Init_HmdNotFound;
         }
-        initialised_ = true;
+        initialised = true;
         return vr::VRInitError_None;
 #endif
     }
@@ -80,7 +80,7 @@ public:
                                vr::VR_IsInterfaceVersionValid(vr::IVRSystem_Version);
             Log("client during Cleanup:", valid ? "valid" : "not valid");
         }
-        initialised_ = false;
+        initialised = false;
     }
 
     vr::EVRInitError IsInterfaceVersionValid(const char* version) override {
@@ -96,7 +96,7 @@ public:
 
     void* GetGenericInterface(const char* version, vr::EVRInitError* error) override {
         Log("GetGenericInterface", version);
-        if (!initialised_) {
+        if (!initialised) {
             *error = vr::VRInitError_Init_NotInitialized;
             return nullptr;
         }
@@ -128,7 +128,7 @@ private:
         return nullptr;
     }
 
-    bool initialised_ = false;
+    bool initialised = false;
 };
 
 FakeClientCore g_core;

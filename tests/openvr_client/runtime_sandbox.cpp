@@ -26,42 +26,42 @@ const char* const kManagedVariables[] = {"XDG_CONFIG_HOME",
 void RuntimeSandbox::SetUp() {
     for (const char* name : kManagedVariables) {
         const char* value = getenv(name);
-        savedEnv_.push_back({name, {value != nullptr, value != nullptr ? value : ""}});
+        savedEnv.push_back({name, {value != nullptr, value != nullptr ? value : ""}});
     }
     std::string pattern = (fs::temp_directory_path() / "stnvr-client-XXXXXX").string();
     ASSERT_NE(mkdtemp(pattern.data()), nullptr);
-    dir_ = pattern;
-    configHome_ = dir_ + "/config";
-    fs::create_directories(configHome_);
-    SetEnv("XDG_CONFIG_HOME", configHome_);
-    SetEnv("HOME", dir_ + "/home");
+    dir = pattern;
+    configHome = dir + "/config";
+    fs::create_directories(configHome);
+    SetEnv("XDG_CONFIG_HOME", configHome);
+    SetEnv("HOME", dir + "/home");
     UnsetEnv("VR_OVERRIDE");
     UnsetEnv("VR_CONFIG_PATH");
     UnsetEnv("VR_LOG_PATH");
     UnsetEnv("STNVR_FAKE_HMD_PRESENT");
     UnsetEnv("STNVR_FAKE_INIT_FAILS");
     UnsetEnv("STNVR_FAKE_CLEANUP_ASKS_CLIENT");
-    SetEnv("STNVR_FAKE_RUNTIME_LOG", dir_ + "/runtime.log");
+    SetEnv("STNVR_FAKE_RUNTIME_LOG", dir + "/runtime.log");
 }
 
 void RuntimeSandbox::TearDown() {
     vr::VR_Shutdown();
-    for (const auto& [name, saved] : savedEnv_) {
+    for (const auto& [name, saved] : savedEnv) {
         if (saved.first) {
             SetEnv(name.c_str(), saved.second);
         } else {
             UnsetEnv(name.c_str());
         }
     }
-    if (!dir_.empty()) {
+    if (!dir.empty()) {
         std::error_code error;
-        fs::permissions(dir_, fs::perms::owner_all, fs::perm_options::add, error);
-        fs::remove_all(dir_, error);
+        fs::permissions(dir, fs::perms::owner_all, fs::perm_options::add, error);
+        fs::remove_all(dir, error);
     }
 }
 
 std::string RuntimeSandbox::MakeRuntime(const std::string& name, const char* library) {
-    const fs::path root = fs::path(dir_) / name;
+    const fs::path root = fs::path(dir) / name;
     const fs::path bin = root / "bin" / "linux64";
     fs::create_directories(bin);
     if (library != nullptr) {
@@ -70,10 +70,10 @@ std::string RuntimeSandbox::MakeRuntime(const std::string& name, const char* lib
     return root.string();
 }
 
-void RuntimeSandbox::WriteRegistry(const std::string& text, const std::string& configHome) {
-    const fs::path dir = fs::path(configHome.empty() ? configHome_ : configHome) / "openvr";
-    fs::create_directories(dir);
-    std::ofstream(dir / "openvrpaths.vrpath", std::ios::binary) << text;
+void RuntimeSandbox::WriteRegistry(const std::string& text, const std::string& home) {
+    const fs::path registryDir = fs::path(home.empty() ? configHome : home) / "openvr";
+    fs::create_directories(registryDir);
+    std::ofstream(registryDir / "openvrpaths.vrpath", std::ios::binary) << text;
 }
 
 std::string RuntimeSandbox::RegistryFor(const std::string& root) {
@@ -83,7 +83,7 @@ std::string RuntimeSandbox::RegistryFor(const std::string& root) {
 
 std::vector<std::string> RuntimeSandbox::Log() const {
     std::vector<std::string> lines;
-    std::ifstream in(dir_ + "/runtime.log");
+    std::ifstream in(dir + "/runtime.log");
     for (std::string line; std::getline(in, line);) {
         lines.push_back(line);
     }
@@ -100,7 +100,7 @@ int RuntimeSandbox::CountInLog(const std::string& line) const {
 
 void RuntimeSandbox::ClearLog() const {
     std::error_code error;
-    fs::remove(dir_ + "/runtime.log", error);
+    fs::remove(dir + "/runtime.log", error);
 }
 
 void RuntimeSandbox::SetEnv(const char* name, const std::string& value) {

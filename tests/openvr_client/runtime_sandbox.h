@@ -18,9 +18,9 @@ protected:
     // library the bin directory is made but left empty.
     std::string MakeRuntime(const std::string& name, const char* library);
 
-    // Writes the registry file where the client looks for it, under `configHome`
+    // Writes the registry file where the client looks for it, under `home`
     // (default: the sandbox's XDG_CONFIG_HOME).
-    void WriteRegistry(const std::string& text, const std::string& configHome = {});
+    void WriteRegistry(const std::string& text, const std::string& home = {});
 
     // A registry whose current runtime is `root`.
     static std::string RegistryFor(const std::string& root);
@@ -33,13 +33,13 @@ protected:
     static void SetEnv(const char* name, const std::string& value);
     static void UnsetEnv(const char* name);
 
-    const std::string& Dir() const { return dir_; }
-    const std::string& ConfigHome() const { return configHome_; }
+    const std::string& Dir() const { return dir; }
+    const std::string& ConfigHome() const { return configHome; }
 
 private:
-    std::string dir_;
-    std::string configHome_;
-    std::vector<std::pair<std::string, std::pair<bool, std::string>>> savedEnv_;
+    std::string dir;
+    std::string configHome;
+    std::vector<std::pair<std::string, std::pair<bool, std::string>>> savedEnv;
 };
 
 // Calls VR_Init as a scene application and returns its error.

@@ -5,21 +5,21 @@
 #include <stdexcept>
 
 LoadedRuntime::LoadedRuntime(const std::string& path)
-    : path_(path), handle_(dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL | RTLD_NOLOAD)) {}
+    : path(path), handle(dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL | RTLD_NOLOAD)) {}
 
 LoadedRuntime::~LoadedRuntime() {
-    if (handle_ != nullptr) {
-        dlclose(handle_);
+    if (handle != nullptr) {
+        dlclose(handle);
     }
 }
 
 void* LoadedRuntime::Symbol(const char* name) const {
-    if (handle_ == nullptr) {
-        throw std::runtime_error(path_ + " is not loaded, so " + name + " cannot be reached");
+    if (handle == nullptr) {
+        throw std::runtime_error(path + " is not loaded, so " + name + " cannot be reached");
     }
-    void* symbol = dlsym(handle_, name);
+    void* symbol = dlsym(handle, name);
     if (symbol == nullptr) {
-        throw std::runtime_error(path_ + " does not export " + name);
+        throw std::runtime_error(path + " does not export " + name);
     }
     return symbol;
 }

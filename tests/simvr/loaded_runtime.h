@@ -8,13 +8,13 @@
 
 class LoadedRuntime {
 public:
-    // Opens the library at `path` only if it is loaded; ok() tells.
+    // Opens the library at `path` only if it is loaded; Ok() tells.
     explicit LoadedRuntime(const std::string& path);
     ~LoadedRuntime();
     LoadedRuntime(const LoadedRuntime&) = delete;
     LoadedRuntime& operator=(const LoadedRuntime&) = delete;
 
-    bool ok() const { return handle_ != nullptr; }
+    bool Ok() const { return handle != nullptr; }
     // The exported symbol `name`. Throws std::runtime_error when the runtime was not loaded or
     // does not export it, so that a test fails with the reason instead of calling null.
     void* Symbol(const char* name) const;
@@ -22,8 +22,8 @@ public:
     static bool IsLoaded(const std::string& path);
 
 private:
-    std::string path_;
-    void* handle_ = nullptr;
+    std::string path;
+    void* handle = nullptr;
 };
 
 // A control function of `runtime` by its declaration in simvr_control.h, e.g.

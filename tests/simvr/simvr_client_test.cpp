@@ -30,16 +30,16 @@ protected:
     void SetUp() override {
         // Only the client may bring the runtime in.
         ASSERT_FALSE(LoadedRuntime::IsLoaded(simvr::RuntimeLibraryPath()));
-        home_ = simvr::MakeTempDirectory("simvr-client-");
-        ASSERT_FALSE(home_.empty());
+        home = simvr::MakeTempDirectory("simvr-client-");
+        ASSERT_FALSE(home.empty());
         std::string error;
-        ASSERT_TRUE(simvr::InstallVrPathFile(home_, &error)) << error;
+        ASSERT_TRUE(simvr::InstallVrPathFile(home, &error)) << error;
     }
     void TearDown() override {
-        runtime_.reset();
+        loaded.reset();
         vr::VR_Shutdown();
         simvr::ClearEnvironment();
-        std::system(("rm -rf '" + home_ + "'").c_str());
+        std::system(("rm -rf '" + home + "'").c_str());
     }
     vr::IVRSystem* Init() {
         vr::EVRInitError error = vr::VRInitError_Unknown;
@@ -66,13 +66,13 @@ protected:
 
     // The runtime the client has loaded; the handle is kept until ReleaseRuntime or the end.
     LoadedRuntime& Runtime() {
-        if (runtime_ == nullptr || !runtime_->ok()) {
-            runtime_ = std::make_unique<LoadedRuntime>(simvr::RuntimeLibraryPath());
+        if (loaded == nullptr || !loaded->Ok()) {
+            loaded = std::make_unique<LoadedRuntime>(simvr::RuntimeLibraryPath());
         }
-        return *runtime_;
+        return *loaded;
     }
     // Leaves the client the only one holding the runtime.
-    void ReleaseRuntime() { runtime_.reset(); }
+    void ReleaseRuntime() { loaded.reset(); }
 
     std::vector<simvr_call> Calls() {
         std::vector<simvr_call> calls(SIMVR(Runtime(), simvr_get_call_count)());
@@ -82,8 +82,8 @@ protected:
         return calls;
     }
 
-    std::string home_;
-    std::unique_ptr<LoadedRuntime> runtime_;
+    std::string home;
+    std::unique_ptr<LoadedRuntime> loaded;
 };
 
 TEST_F(SimClientTest, LoadedThroughThePathRegistryAndTheEnvironment) {
@@ -118,7 +118,7 @@ TEST_F(SimClientTest, LoadedThroughThePathRegistryAndTheEnvironment) {
 
     // The environment route: no registry file to read, all three variables set.
     simvr::ClearEnvironment();
-    setenv("XDG_CONFIG_HOME", (home_ + "/elsewhere").c_str(), 1);
+    setenv("XDG_CONFIG_HOME", (home + "/elsewhere").c_str(), 1);
     vr::EVRInitError error = vr::VRInitError_None;
     EXPECT_EQ(vr::VR_Init(&error, vr::VRApplication_Scene), nullptr);
     EXPECT_EQ(error, vr::VRInitError_Init_PathRegistryNotFound);
@@ -126,7 +126,7 @@ TEST_F(SimClientTest, LoadedThroughThePathRegistryAndTheEnvironment) {
                  "Installation path could not be located (110)");
     EXPECT_FALSE(RuntimeLoaded());
     std::string reason;
-    ASSERT_TRUE(simvr::UseEnvironment(home_ + "/env", &reason)) << reason;
+    ASSERT_TRUE(simvr::UseEnvironment(home + "/env", &reason)) << reason;
     system = Init();
     ASSERT_NE(system, nullptr);
 
@@ -358,8 +358,8 @@ nlohmann::json SettingsFile(const std::string& configDirectory) {
 
 TEST_F(SimClientTest, SyncWritesTheSettingsWhereTheConfigPathSays) {
     std::string reason;
-    ASSERT_TRUE(simvr::UseEnvironment(home_ + "/env", &reason)) << reason;
-    const std::string config = home_ + "/env/config";
+    ASSERT_TRUE(simvr::UseEnvironment(home + "/env", &reason)) << reason;
+    const std::string config = home + "/env/config";
     ASSERT_NE(Init(), nullptr);
     auto* settings = Get<vr::IVRSettings>("IVRSettings_002");
     ASSERT_NE(settings, nullptr);
@@ -383,7 +383,7 @@ TEST_F(SimClientTest, SyncWritesTheSettingsWhereTheConfigPathSays) {
     EXPECT_EQ(written, expected) << written.dump(1);
     EXPECT_TRUE(written["collisionBounds"]["CollisionBoundsColorGammaA"].is_number_integer());
     EXPECT_TRUE(written["steamvr"]["renderTargetMultiplier"].is_number_float());
-    EXPECT_TRUE(SettingsFile(home_ + "/simvr/config").is_null())
+    EXPECT_TRUE(SettingsFile(home + "/simvr/config").is_null())
         << "VR_CONFIG_PATH wins over the path registry's directory";
 
     // Written, the store is clean; forced, Sync writes all the same.
@@ -405,8 +405,8 @@ TEST_F(SimClientTest, SyncWritesTheSettingsWhereTheConfigPathSays) {
 
 TEST_F(SimClientTest, ALaterConnectionReadsTheSyncedSettings) {
     std::string reason;
-    ASSERT_TRUE(simvr::UseEnvironment(home_ + "/env", &reason)) << reason;
-    const std::string config = home_ + "/env/config";
+    ASSERT_TRUE(simvr::UseEnvironment(home + "/env", &reason)) << reason;
+    const std::string config = home + "/env/config";
     const std::string path = config + "/steamvr.vrsettings";
     // As a user or another runtime left it, with a value that no getter hands out.
     std::ofstream(path) << R"({ "steamvr": { "enableHomeApp": false, "background": [1, 2, 3] },
@@ -475,9 +475,9 @@ class SimClientGlTest : public SimClientTest {
 protected:
     void SetUp() override {
         SimClientTest::SetUp();
-        ASSERT_TRUE(context.ok()) << context.error();
+        ASSERT_TRUE(context.Ok()) << context.Error();
         context.MakeCurrent();
-        ASSERT_TRUE(context.IsCurrent()) << context.error();
+        ASSERT_TRUE(context.IsCurrent()) << context.Error();
     }
 
     stereon::test::GlTestContext context;
@@ -547,7 +547,7 @@ TEST_F(SimClientGlTest, SubmittedEyeTexturesAreReadBackAndWrittenAsPng) {
     EXPECT_EQ(copy, left);
     EXPECT_EQ(SIMVR(Runtime(), simvr_copy_eye_image)(0, copy.data(), 4), 0u);
 
-    const std::string path = home_ + "/left.png";
+    const std::string path = home + "/left.png";
     ASSERT_TRUE(SIMVR(Runtime(), simvr_write_eye_png)(0, path.c_str()));
     std::vector<uint8_t> png;
     ASSERT_TRUE(ReadPng(path, &iw, &ih, &png));
@@ -556,7 +556,7 @@ TEST_F(SimClientGlTest, SubmittedEyeTexturesAreReadBackAndWrittenAsPng) {
     EXPECT_EQ(png[0], 0);  // top row first in the file: blue
     EXPECT_EQ(png[2], 255);
     EXPECT_EQ(png[size_t((h - 1) * w) * 4], 255);  // bottom row red
-    EXPECT_FALSE(SIMVR(Runtime(), simvr_write_eye_png)(0, (home_ + "/missing/dir/x.png").c_str()));
+    EXPECT_FALSE(SIMVR(Runtime(), simvr_write_eye_png)(0, (home + "/missing/dir/x.png").c_str()));
     EXPECT_FALSE(SIMVR(Runtime(), simvr_write_eye_png)(5, path.c_str()));
 
     glDeleteTextures(1, &leftTexture);
@@ -607,7 +607,7 @@ TEST_F(SimClientGlTest, AnImageThatCannotBeReadLeavesTheEyeWithoutOne) {
         uint8_t pixel[4];
         EXPECT_FALSE(SIMVR(Runtime(), simvr_get_eye_image_info)(0, nullptr, nullptr, nullptr));
         EXPECT_FALSE(SIMVR(Runtime(), simvr_get_eye_pixel)(0, 0, 0, pixel));
-        EXPECT_FALSE(SIMVR(Runtime(), simvr_write_eye_png)(0, (home_ + "/left.png").c_str()));
+        EXPECT_FALSE(SIMVR(Runtime(), simvr_write_eye_png)(0, (home + "/left.png").c_str()));
     };
 
     const struct {

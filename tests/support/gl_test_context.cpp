@@ -6,63 +6,62 @@ namespace stereon {
 namespace test {
 
 GlTestContext::GlTestContext(const GlTestContext* shareWith) {
-    display_ = GB::offscreen::GetDisplay(&error_);
-    if (display_ == EGL_NO_DISPLAY) {
+    display = GB::offscreen::GetDisplay(&error);
+    if (display == EGL_NO_DISPLAY) {
         return;
     }
-    if (shareWith != nullptr && !shareWith->ok()) {
-        error_ = "the context to share with was not created: " + shareWith->error();
+    if (shareWith != nullptr && !shareWith->Ok()) {
+        error = "the context to share with was not created: " + shareWith->Error();
         return;
     }
-    context_ = GB::offscreen::CreateContext(
-        display_, shareWith != nullptr ? shareWith->context() : EGL_NO_CONTEXT, 4, 1, true,
-        &error_);
+    context = GB::offscreen::CreateContext(
+        display, shareWith != nullptr ? shareWith->Context() : EGL_NO_CONTEXT, 4, 1, true, &error);
 }
 
 GlTestContext::~GlTestContext() {
-    GB::offscreen::DestroyContext(display_, context_);
+    GB::offscreen::DestroyContext(display, context);
 }
 
 void GlTestContext::MakeCurrent() {
-    if (!ok()) {
+    if (!Ok()) {
         return;
     }
-    if (!GB::offscreen::MakeCurrent(display_, context_, &error_)) {
+    if (!GB::offscreen::MakeCurrent(display, context, &error)) {
         return;
     }
-    if (!functionsLoaded_) {
-        functionsLoaded_ = GB::offscreen::LoadGLFunctions(&error_);
-        if (!functionsLoaded_) {
-            GB::offscreen::ReleaseCurrent(display_, nullptr);
+    if (!functionsLoaded) {
+        functionsLoaded = GB::offscreen::LoadGLFunctions(&error);
+        if (!functionsLoaded) {
+            GB::offscreen::ReleaseCurrent(display, nullptr);
         }
     }
 }
 
 void GlTestContext::ReleaseCurrent() {
     if (IsCurrent()) {
-        GB::offscreen::ReleaseCurrent(display_, &error_);
+        GB::offscreen::ReleaseCurrent(display, &error);
     }
 }
 
 bool GlTestContext::IsCurrent() const {
-    return ok() && eglGetCurrentContext() == context_;
+    return Ok() && eglGetCurrentContext() == context;
 }
 
 void GlTest::SetUp() {
-    context_ = std::make_unique<GlTestContext>();
-    if (!context_->ok()) {
-        GTEST_SKIP() << "no OpenGL 4.1 core context: " << context_->error();
+    context = std::make_unique<GlTestContext>();
+    if (!context->Ok()) {
+        GTEST_SKIP() << "no OpenGL 4.1 core context: " << context->Error();
     }
-    context_->MakeCurrent();
-    if (!context_->IsCurrent()) {
-        GTEST_SKIP() << "cannot make the OpenGL context current: " << context_->error();
+    context->MakeCurrent();
+    if (!context->IsCurrent()) {
+        GTEST_SKIP() << "cannot make the OpenGL context current: " << context->Error();
     }
 }
 
 void GlTest::TearDown() {
-    if (context_) {
-        context_->ReleaseCurrent();
-        context_.reset();
+    if (context) {
+        context->ReleaseCurrent();
+        context.reset();
     }
 }
 

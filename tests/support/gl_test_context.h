@@ -17,31 +17,31 @@ namespace test {
 
 class GlTestContext {
 public:
-    // A 4.1 core debug context; with `shareWith` (which must be ok()) it shares its objects.
+    // A 4.1 core debug context; with `shareWith` (which must be Ok()) it shares its objects.
     // Nothing is made current by construction.
     explicit GlTestContext(const GlTestContext* shareWith = nullptr);
     ~GlTestContext();
     GlTestContext(const GlTestContext&) = delete;
     GlTestContext& operator=(const GlTestContext&) = delete;
 
-    bool ok() const { return context_ != EGL_NO_CONTEXT; }
+    bool Ok() const { return context != EGL_NO_CONTEXT; }
     // Why the context could not be created or made current; empty when all went well.
-    std::string error() const { return error_; }
+    std::string Error() const { return error; }
 
     // Makes the context current on the calling thread and loads the GL functions the first
-    // time. On failure error() says why and no context is current.
+    // time. On failure Error() says why and no context is current.
     void MakeCurrent();
     void ReleaseCurrent();
     bool IsCurrent() const;
 
-    EGLDisplay display() const { return display_; }
-    EGLContext context() const { return context_; }
+    EGLDisplay Display() const { return display; }
+    EGLContext Context() const { return context; }
 
 private:
-    EGLDisplay display_ = EGL_NO_DISPLAY;
-    EGLContext context_ = EGL_NO_CONTEXT;
-    bool functionsLoaded_ = false;
-    std::string error_;
+    EGLDisplay display = EGL_NO_DISPLAY;
+    EGLContext context = EGL_NO_CONTEXT;
+    bool functionsLoaded = false;
+    std::string error;
 };
 
 // Fixture: SetUp creates a context and makes it current, or skips the test with the reason.
@@ -49,9 +49,8 @@ class GlTest : public ::testing::Test {
 protected:
     void SetUp() override;
     void TearDown() override;
-    GlTestContext& gl() { return *context_; }
 
-    std::unique_ptr<GlTestContext> context_;
+    std::unique_ptr<GlTestContext> context;
 };
 
 // GL 4.1 core version of the current context as major * 10 + minor (41, 45, ...); 0 if unknown.

@@ -13,7 +13,7 @@ constexpr const char* kColorSpaceName_BT2020_RGB_Full = "BT.2020 RGB Full";
 class ColorSpace {
 public:
     ColorSpace() = default;
-    explicit ColorSpace(std::string name_) : name(std::move(name_)) {}
+    explicit ColorSpace(std::string text) : name(std::move(text)) {}
 
     const std::string& GetName() const { return name; }
     bool IsUnspecified() const { return name.empty(); }

@@ -98,7 +98,7 @@ public:
 
 private:
     struct State;
-    State* state_;
+    State* state;
 };
 
 // The process-wide cache behind the free accessors below.
