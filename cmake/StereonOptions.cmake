@@ -27,6 +27,17 @@ else()
                    "benchmarks and the system tests are not built")
 endif()
 
-find_package(Threads REQUIRED)
-find_package(Boost 1.74 REQUIRED COMPONENTS thread date_time system chrono)
-find_package(PkgConfig REQUIRED)
+# stereon_require(<package> "<Debian packages>" [find_package arguments...]): find_package that,
+# when the package is missing, stops the configure naming what to install.
+macro(stereon_require package debian)
+    find_package(${package} ${ARGN} QUIET)
+    if(NOT ${package}_FOUND)
+        message(FATAL_ERROR "${package} was not found: install the Debian package(s) ${debian} "
+                            "(scripts/install-deps.sh installs all the project needs).")
+    endif()
+endmacro()
+
+stereon_require(Threads "libc6-dev")
+stereon_require(Boost "libboost-dev libboost-thread-dev libboost-date-time-dev \
+libboost-system-dev libboost-chrono-dev" 1.74 COMPONENTS thread date_time system chrono)
+stereon_require(PkgConfig "pkg-config")

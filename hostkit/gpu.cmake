@@ -2,9 +2,9 @@
 # compute contexts (OpenCL through the ICD loader, CUDA through the driver loaded at run time),
 # and the MF/VF video frames.
 
-find_package(OpenGL REQUIRED COMPONENTS OpenGL EGL)
-find_package(GLEW REQUIRED)
-find_package(OpenCL REQUIRED)
+stereon_require(OpenGL "libgl-dev libegl-dev" COMPONENTS OpenGL EGL)
+stereon_require(GLEW "libglew-dev")
+stereon_require(OpenCL "ocl-icd-opencl-dev opencl-headers")
 
 target_sources(hostkit PRIVATE
     ${CMAKE_CURRENT_SOURCE_DIR}/src/gpu/OffscreenGL.cpp
