@@ -9,6 +9,8 @@ packages=(
     # clang checks the OpenVR record layouts for the Windows x64 target; with its sanitizer and
     # libFuzzer runtimes and LLVM's symbolizer it builds and runs the fuzz targets
     clang libclang-rt-14-dev llvm-14
+    # MinGW-w64 compiles the Windows-only sources (syntax only) so that they cannot rot
+    g++-mingw-w64-x86-64-posix
     # Boost: shared_ptr, function, bind, thread, chrono, date_time, interprocess
     libboost-dev libboost-thread-dev libboost-date-time-dev libboost-system-dev libboost-chrono-dev
     # OpenGL through EGL on Mesa (llvmpipe without a display)
