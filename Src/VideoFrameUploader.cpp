@@ -244,126 +244,143 @@ bool VideoFrameUploader::CopyGpuFrameToTexture(const boost::shared_ptr<GB::Devic
     if (!compute) {
         return true;
     }
-    const MF::Rect bounds = frame->GetBounds();
-    const PixelFormat format = frame->GetPixelFormat();
-
     switch (frameDevice->DeviceKind) {
-        case GB::kDeviceKind_CUDA: {
-            // Queried before mapping so that a missing interface leaves nothing mapped.
-            const InterfaceRef<VF::IGPUVideoFrameMemoryAccess> gpuMemory =
-                QueryFrame<VF::IGPUVideoFrameMemoryAccess>(frame);
-            const InterfaceRef<VF::IVideoFrame2DPixelMemoryAccess> rows =
-                QueryFrame<VF::IVideoFrame2DPixelMemoryAccess>(frame);
-            const std::int32_t rowBytes = rows->GetRowBytes();
-            const GB::cuda::CUdeviceptr buffer = static_cast<GB::cuda::CUdeviceptr>(
-                reinterpret_cast<std::uintptr_t>(gpuMemory->GetDeviceBuffer()));
-            const GB::cuda::Driver* driver = GB::cuda::GetCudaDriver();
-            GB::cuda::CUgraphicsResource resource =
-                static_cast<GB::cuda::CUgraphicsResource>(texture->GetComputeHandle());
-            GB::cuda::CUstream stream = static_cast<GB::cuda::CUstream>(compute->GetQueue());
-            if (driver == nullptr || resource == nullptr) {
-                break;
-            }
-            // A failed step leaves the texture's content undefined, so the frame is refused.
-            if (driver->cuGraphicsMapResources(1, &resource, stream) != GB::cuda::CUDA_SUCCESS) {
+        case GB::kDeviceKind_CUDA:
+            if (!CopyCudaFrame(*compute, frame, *texture, redBlueSwap)) {
                 return false;
             }
-            // Starting at the last row with a negative pitch turns the picture over on the way,
-            // so the shader need not.
-            GB::cuda::CUDA_MEMCPY2D copy = {};
-            copy.srcMemoryType = GB::cuda::CU_MEMORYTYPE_DEVICE;
-            copy.srcDevice = buffer + static_cast<GB::cuda::CUdeviceptr>(bounds.height - 1) *
-                                          static_cast<GB::cuda::CUdeviceptr>(rowBytes);
-            copy.srcPitch = static_cast<std::size_t>(-static_cast<std::int64_t>(rowBytes));
-            GB::cuda::CUarray array = nullptr;
-            GB::cuda::CUresult result =
-                driver->cuGraphicsSubResourceGetMappedArray(&array, resource, 0, 0);
-            copy.dstMemoryType = GB::cuda::CU_MEMORYTYPE_ARRAY;
-            copy.dstArray = array;
-            // The picture's bytes of a row: the array is no wider, whatever padding rows have.
-            copy.WidthInBytes = static_cast<std::size_t>(bounds.width) *
-                                hostmediatypes::pixelformat::BytesPerPixel(format);
-            copy.Height = static_cast<std::size_t>(bounds.height);
-            if (result == GB::cuda::CUDA_SUCCESS) {
-                result = driver->cuMemcpy2DAsync(&copy, stream);
-            }
-            driver->cuGraphicsUnmapResources(1, &resource, stream);
-            if (result != GB::cuda::CUDA_SUCCESS) {
-                return false;
-            }
-            redBlueSwap = true;
             break;
-        }
-        case GB::kDeviceKind_OpenCL: {
-            cl_mem image = static_cast<cl_mem>(texture->GetComputeHandle());
-            const InterfaceRef<VF::IGPUVideoFrameMemoryAccess> gpuMemory =
-                QueryFrame<VF::IGPUVideoFrameMemoryAccess>(frame);
-            const InterfaceRef<VF::IVideoFrame2DPixelMemoryAccess> rows =
-                QueryFrame<VF::IVideoFrame2DPixelMemoryAccess>(frame);
-            texture->Bind();
-            const bool glEvents = frameDevice->HasExtension(kGLEventExtension);
-            cl_command_queue queue = static_cast<cl_command_queue>(compute->GetQueue());
-            if (image == nullptr) {
-                // Not shared with OpenCL: there is nothing to copy into.
-            } else if (texture->NeedsIntermediateFrame()) {
-                const InterfaceRef<VF::IGPUVideoFrameMemoryAccess> stagingMemory =
-                    QueryFrame<VF::IGPUVideoFrameMemoryAccess>(intermediate);
-                const InterfaceRef<VF::IVideoFrame2DPixelMemoryAccess> stagingRows =
-                    QueryFrame<VF::IVideoFrame2DPixelMemoryAccess>(intermediate);
-                GB::PixelFormatConvert(frameDevice, gpuMemory->GetDeviceBuffer(),
-                                       rows->GetRowBytes(), format,
-                                       stagingMemory->GetDeviceBuffer(), stagingRows->GetRowBytes(),
-                                       GB::kPixelFormat_BGRA_4444_8u, bounds.width, bounds.height,
-                                       2, true, boost::shared_ptr<GB::RecycledMemory>(),
-                                       boost::shared_ptr<GB::ColorConversionParameters>(), nullptr);
-                GB::CopyBufferToImage(frameDevice, stagingMemory->GetDeviceBuffer(), 0,
-                                      stagingRows->GetRowBytes(), GB::kPixelFormat_BGRA_4444_8u,
-                                      image, bounds.width, bounds.height, true, true);
-                redBlueSwap = true;
-            } else {
-                // Without GL events OpenCL cannot order itself after GL's work on the texture.
-                if (!glEvents) {
-                    glFinish();
-                }
-                clEnqueueAcquireGLObjects(queue, 1, &image, 0, nullptr, nullptr);
-                GB::CopyBufferToImage(frameDevice, gpuMemory->GetDeviceBuffer(), 0,
-                                      rows->GetRowBytes(), format, image, bounds.width,
-                                      bounds.height, true, true);
-                verticalFlip = true;
-                cl_event released = nullptr;
-                clEnqueueReleaseGLObjects(queue, 1, &image, 0, nullptr, nullptr);
-                if (released == nullptr) {
-                    clFinish(queue);
-                }
-            }
-            texture->Unbind();
+        case GB::kDeviceKind_OpenCL:
+            CopySharedOpenCLFrame(frameDevice, frame, *texture, intermediate, verticalFlip,
+                                  redBlueSwap);
             break;
-        }
-        case GB::kDeviceKind_OpenCLNoSharing: {
-            const InterfaceRef<VF::IGPUVideoFrameMemoryAccess> gpuMemory =
-                QueryFrame<VF::IGPUVideoFrameMemoryAccess>(frame);
-            const InterfaceRef<VF::IVideoFrame2DPixelMemoryAccess> rows =
-                QueryFrame<VF::IVideoFrame2DPixelMemoryAccess>(frame);
-            // The staging frame is made only for textures that need one, so this route ends
-            // here with the missing-interface exception.
-            const InterfaceRef<VF::IGPUVideoFrameMemoryAccess> stagingMemory =
-                QueryFrame<VF::IGPUVideoFrameMemoryAccess>(intermediate);
-            const std::int32_t textureRowBytes = static_cast<std::int32_t>(texture->GetRowBytes());
-            GB::PixelFormatConvert(frameDevice, gpuMemory->GetDeviceBuffer(), rows->GetRowBytes(),
-                                   format, stagingMemory->GetDeviceBuffer(), textureRowBytes,
-                                   texture->GetPixelFormat(), bounds.width, bounds.height, 2, true,
-                                   boost::shared_ptr<GB::RecycledMemory>(),
-                                   boost::shared_ptr<GB::ColorConversionParameters>(), nullptr);
-            compute->CopyBufferToInteropImage(
-                stagingMemory->GetDeviceBuffer(), textureRowBytes, texture->GetPixelFormat(),
-                texture->GetComputeHandle(), bounds.width, bounds.height);
+        case GB::kDeviceKind_OpenCLNoSharing:
+            CopyUnsharedOpenCLFrame(frameDevice, frame, *texture, intermediate);
             break;
-        }
         default:
             break;
     }
     completion = compute->CreateCompletionEvent();
     return true;
+}
+
+bool VideoFrameUploader::CopyCudaFrame(GB::ComputeContext& compute, const VideoFrameRef& frame,
+                                       ITexture& texture, bool& redBlueSwap) {
+    // Queried before mapping so that a missing interface leaves nothing mapped.
+    const InterfaceRef<VF::IGPUVideoFrameMemoryAccess> gpuMemory =
+        QueryFrame<VF::IGPUVideoFrameMemoryAccess>(frame);
+    const InterfaceRef<VF::IVideoFrame2DPixelMemoryAccess> rows =
+        QueryFrame<VF::IVideoFrame2DPixelMemoryAccess>(frame);
+    const MF::Rect bounds = frame->GetBounds();
+    const std::int32_t rowBytes = rows->GetRowBytes();
+    const GB::cuda::CUdeviceptr buffer = static_cast<GB::cuda::CUdeviceptr>(
+        reinterpret_cast<std::uintptr_t>(gpuMemory->GetDeviceBuffer()));
+    const GB::cuda::Driver* driver = GB::cuda::GetCudaDriver();
+    GB::cuda::CUgraphicsResource resource =
+        static_cast<GB::cuda::CUgraphicsResource>(texture.GetComputeHandle());
+    GB::cuda::CUstream stream = static_cast<GB::cuda::CUstream>(compute.GetQueue());
+    if (driver == nullptr || resource == nullptr) {
+        return true;  // not registered with CUDA: there is nothing to copy into
+    }
+    // A failed step leaves the texture's content undefined, so the frame is refused.
+    if (driver->cuGraphicsMapResources(1, &resource, stream) != GB::cuda::CUDA_SUCCESS) {
+        return false;
+    }
+    // Starting at the last row with a negative pitch turns the picture over on the way, so the
+    // shader need not.
+    GB::cuda::CUDA_MEMCPY2D copy = {};
+    copy.srcMemoryType = GB::cuda::CU_MEMORYTYPE_DEVICE;
+    copy.srcDevice = buffer + static_cast<GB::cuda::CUdeviceptr>(bounds.height - 1) *
+                                  static_cast<GB::cuda::CUdeviceptr>(rowBytes);
+    copy.srcPitch = static_cast<std::size_t>(-static_cast<std::int64_t>(rowBytes));
+    GB::cuda::CUarray array = nullptr;
+    GB::cuda::CUresult result = driver->cuGraphicsSubResourceGetMappedArray(&array, resource, 0, 0);
+    copy.dstMemoryType = GB::cuda::CU_MEMORYTYPE_ARRAY;
+    copy.dstArray = array;
+    // The picture's bytes of a row: the array is no wider, whatever padding rows have.
+    copy.WidthInBytes = static_cast<std::size_t>(bounds.width) *
+                        hostmediatypes::pixelformat::BytesPerPixel(frame->GetPixelFormat());
+    copy.Height = static_cast<std::size_t>(bounds.height);
+    if (result == GB::cuda::CUDA_SUCCESS) {
+        result = driver->cuMemcpy2DAsync(&copy, stream);
+    }
+    driver->cuGraphicsUnmapResources(1, &resource, stream);
+    if (result != GB::cuda::CUDA_SUCCESS) {
+        return false;
+    }
+    redBlueSwap = true;
+    return true;
+}
+
+void VideoFrameUploader::CopySharedOpenCLFrame(const boost::shared_ptr<GB::Device>& frameDevice,
+                                               const VideoFrameRef& frame, ITexture& texture,
+                                               const VideoFrameRef& intermediate,
+                                               bool& verticalFlip, bool& redBlueSwap) {
+    cl_mem image = static_cast<cl_mem>(texture.GetComputeHandle());
+    const InterfaceRef<VF::IGPUVideoFrameMemoryAccess> gpuMemory =
+        QueryFrame<VF::IGPUVideoFrameMemoryAccess>(frame);
+    const InterfaceRef<VF::IVideoFrame2DPixelMemoryAccess> rows =
+        QueryFrame<VF::IVideoFrame2DPixelMemoryAccess>(frame);
+    const MF::Rect bounds = frame->GetBounds();
+    const PixelFormat format = frame->GetPixelFormat();
+    texture.Bind();
+    const bool glEvents = frameDevice->HasExtension(kGLEventExtension);
+    cl_command_queue queue =
+        static_cast<cl_command_queue>(frameDevice->GetComputeContext()->GetQueue());
+    if (image == nullptr) {
+        // Not shared with OpenCL: there is nothing to copy into.
+    } else if (texture.NeedsIntermediateFrame()) {
+        const InterfaceRef<VF::IGPUVideoFrameMemoryAccess> stagingMemory =
+            QueryFrame<VF::IGPUVideoFrameMemoryAccess>(intermediate);
+        const InterfaceRef<VF::IVideoFrame2DPixelMemoryAccess> stagingRows =
+            QueryFrame<VF::IVideoFrame2DPixelMemoryAccess>(intermediate);
+        GB::PixelFormatConvert(frameDevice, gpuMemory->GetDeviceBuffer(), rows->GetRowBytes(),
+                               format, stagingMemory->GetDeviceBuffer(), stagingRows->GetRowBytes(),
+                               GB::kPixelFormat_BGRA_4444_8u, bounds.width, bounds.height, 2, true,
+                               boost::shared_ptr<GB::RecycledMemory>(),
+                               boost::shared_ptr<GB::ColorConversionParameters>(), nullptr);
+        GB::CopyBufferToImage(frameDevice, stagingMemory->GetDeviceBuffer(), 0,
+                              stagingRows->GetRowBytes(), GB::kPixelFormat_BGRA_4444_8u, image,
+                              bounds.width, bounds.height, true, true);
+        redBlueSwap = true;
+    } else {
+        // Without GL events OpenCL cannot order itself after GL's work on the texture.
+        if (!glEvents) {
+            glFinish();
+        }
+        clEnqueueAcquireGLObjects(queue, 1, &image, 0, nullptr, nullptr);
+        GB::CopyBufferToImage(frameDevice, gpuMemory->GetDeviceBuffer(), 0, rows->GetRowBytes(),
+                              format, image, bounds.width, bounds.height, true, true);
+        verticalFlip = true;
+        // The release is asked for no event, so there is never one to wait on: finish the
+        // queue before GL draws from the texture.
+        clEnqueueReleaseGLObjects(queue, 1, &image, 0, nullptr, nullptr);
+        clFinish(queue);
+    }
+    texture.Unbind();
+}
+
+void VideoFrameUploader::CopyUnsharedOpenCLFrame(const boost::shared_ptr<GB::Device>& frameDevice,
+                                                 const VideoFrameRef& frame, ITexture& texture,
+                                                 const VideoFrameRef& intermediate) {
+    const InterfaceRef<VF::IGPUVideoFrameMemoryAccess> gpuMemory =
+        QueryFrame<VF::IGPUVideoFrameMemoryAccess>(frame);
+    const InterfaceRef<VF::IVideoFrame2DPixelMemoryAccess> rows =
+        QueryFrame<VF::IVideoFrame2DPixelMemoryAccess>(frame);
+    // The staging frame is made only for textures that need one, so this route ends here with
+    // the missing-interface exception.
+    const InterfaceRef<VF::IGPUVideoFrameMemoryAccess> stagingMemory =
+        QueryFrame<VF::IGPUVideoFrameMemoryAccess>(intermediate);
+    const MF::Rect bounds = frame->GetBounds();
+    const std::int32_t textureRowBytes = static_cast<std::int32_t>(texture.GetRowBytes());
+    GB::PixelFormatConvert(frameDevice, gpuMemory->GetDeviceBuffer(), rows->GetRowBytes(),
+                           frame->GetPixelFormat(), stagingMemory->GetDeviceBuffer(),
+                           textureRowBytes, texture.GetPixelFormat(), bounds.width, bounds.height,
+                           2, true, boost::shared_ptr<GB::RecycledMemory>(),
+                           boost::shared_ptr<GB::ColorConversionParameters>(), nullptr);
+    frameDevice->GetComputeContext()->CopyBufferToInteropImage(
+        stagingMemory->GetDeviceBuffer(), textureRowBytes, texture.GetPixelFormat(),
+        texture.GetComputeHandle(), bounds.width, bounds.height);
 }
 
 }  // namespace STN

@@ -15,6 +15,7 @@
 namespace GB {
 class Device;
 class CompletionEvent;
+class ComputeContext;
 }  // namespace GB
 namespace MF {
 class IVideoFrame;
@@ -57,6 +58,17 @@ public:
                                boost::shared_ptr<GB::CompletionEvent>& completion);
 
 private:
+    // One copy a device kind, each as CopyGpuFrameToTexture describes.
+    static bool CopyCudaFrame(GB::ComputeContext& compute, const VideoFrameRef& frame,
+                              ITexture& texture, bool& redBlueSwap);
+    static void CopySharedOpenCLFrame(const boost::shared_ptr<GB::Device>& frameDevice,
+                                      const VideoFrameRef& frame, ITexture& texture,
+                                      const VideoFrameRef& intermediate, bool& verticalFlip,
+                                      bool& redBlueSwap);
+    static void CopyUnsharedOpenCLFrame(const boost::shared_ptr<GB::Device>& frameDevice,
+                                        const VideoFrameRef& frame, ITexture& texture,
+                                        const VideoFrameRef& intermediate);
+
     boost::shared_ptr<IGraphicsContext> uploadContext;
     boost::shared_ptr<GB::Device> device;
     UploadSynchronizer& synchronizer;
