@@ -253,55 +253,31 @@ bool RenderThread::InitRendering() {
     uploadContext = CreateGraphicsContext("UploadContext");
     userInterfaceContext = CreateGraphicsContext("UserInterfaceContext");
 
-    {
-        ScopedContextLock scope(renderContext);
-        renderContext->BindDevice(device);
-        bool created = false;
-        if (device->DeviceKind == GB::kDeviceKind_OpenCL) {
-            // Wraps the host's offscreen context only so that the render context shares objects
-            // with the OpenCL device's GL context.
-            boost::shared_ptr<IGraphicsContext> deviceContext =
-                CreateGraphicsContext("DeviceContext");
-            deviceContext->BindDevice(device);
-            created = renderContext->CreateVersionedContext(4, deviceContext);
-            if (!created) {
-                STN_ASSERT_FAILED("Failed to create RenderContext.", kInitFunction);
-                ReportInitialization("Failure", "Render_CreateVersionedContext_OpenCL");
-            }
+    // On an OpenCL device the render context shares objects with the device's GL context,
+    // which a context object wraps only for that.
+    const bool openCL = device->DeviceKind == GB::kDeviceKind_OpenCL;
+    boost::shared_ptr<IGraphicsContext> deviceContext;
+    if (openCL) {
+        deviceContext = CreateGraphicsContext("DeviceContext");
+        deviceContext->BindDevice(device);
+    }
+    if (!CreateContext(renderContext, deviceContext)) {
+        // Two sites: each reports its first failure once, an OpenCL device's and the others'.
+        if (openCL) {
+            STN_ASSERT_FAILED("Failed to create RenderContext.", kInitFunction);
         } else {
-            created =
-                renderContext->CreateVersionedContext(4, boost::shared_ptr<IGraphicsContext>());
-            if (!created) {
-                STN_ASSERT_FAILED("Failed to create RenderContext.", kInitFunction);
-                ReportInitialization("Failure", "Render_CreateVersionedContext");
-            }
+            STN_ASSERT_FAILED("Failed to create RenderContext.", kInitFunction);
         }
-        if (!created) {
-            Stop();
-            return false;
-        }
+        return FailInitRendering(openCL ? "Render_CreateVersionedContext_OpenCL"
+                                        : "Render_CreateVersionedContext");
     }
-
-    {
-        ScopedContextLock scope(uploadContext);
-        uploadContext->BindDevice(device);
-        if (!uploadContext->CreateVersionedContext(4, renderContext)) {
-            STN_ASSERT_FAILED("Failed to create UploadContext.", kInitFunction);
-            ReportInitialization("Failure", "Upload_CreateVersionedContext");
-            Stop();
-            return false;
-        }
+    if (!CreateContext(uploadContext, renderContext)) {
+        STN_ASSERT_FAILED("Failed to create UploadContext.", kInitFunction);
+        return FailInitRendering("Upload_CreateVersionedContext");
     }
-
-    {
-        ScopedContextLock scope(userInterfaceContext);
-        userInterfaceContext->BindDevice(device);
-        if (!userInterfaceContext->CreateVersionedContext(4, renderContext)) {
-            STN_ASSERT_FAILED("Failed to create UserInterfaceContext.", kInitFunction);
-            ReportInitialization("Failure", "UserInterface_CreateVersionedContext");
-            Stop();
-            return false;
-        }
+    if (!CreateContext(userInterfaceContext, renderContext)) {
+        STN_ASSERT_FAILED("Failed to create UserInterfaceContext.", kInitFunction);
+        return FailInitRendering("UserInterface_CreateVersionedContext");
     }
 
     bool sceneReady = false;
@@ -350,10 +326,23 @@ bool RenderThread::InitRendering() {
     if (!sceneReady) {
         ReportInitialization("Failure", "Scene_Init");
         Stop();
-        Stop();
+        Stop();  // finds nothing left, but still sends its (empty) usage summary
         return false;
     }
     return true;
+}
+
+bool RenderThread::CreateContext(const boost::shared_ptr<IGraphicsContext>& context,
+                                 const boost::shared_ptr<IGraphicsContext>& shareWith) {
+    ScopedContextLock scope(context);
+    context->BindDevice(device);
+    return context->CreateVersionedContext(4, shareWith);
+}
+
+bool RenderThread::FailInitRendering(const char* reason) {
+    ReportInitialization("Failure", reason);
+    Stop();
+    return false;
 }
 
 void RenderThread::StartRenderThread() {
@@ -448,9 +437,8 @@ void RenderThread::AddClient(ClientHandle handle) {
 }
 
 void RenderThread::RemoveClient(ClientHandle handle) {
-    if (activeClient == handle) {
-        activeClient = 0;
-    }
+    ClientHandle active = handle;
+    activeClient.compare_exchange_strong(active, 0);
     bool last = false;
     {
         std::lock_guard<std::mutex> lock(clientsMutex);
@@ -467,10 +455,14 @@ void RenderThread::RemoveClient(ClientHandle handle) {
 }
 
 bool RenderThread::SetHMDPoseCallback(ClientHandle handle, HMDPoseCallback callback) {
-    if (!initialized || (activeClient != 0 && activeClient != handle)) {
+    if (!initialized) {
         return false;
     }
-    activeClient = handle;
+    // One step, so that of two clients asking at once only one is told it has the headset.
+    ClientHandle active = 0;
+    if (!activeClient.compare_exchange_strong(active, handle) && active != handle) {
+        return false;
+    }
     hostcore::threads::RecursiveMutex::ScopedLock lock(frameMutex, "Set HMD Pose callback.");
     if (const boost::shared_ptr<Scene> current = boost::atomic_load(&scene)) {
         current->SetViewChangedCallback(callback);
@@ -479,10 +471,10 @@ bool RenderThread::SetHMDPoseCallback(ClientHandle handle, HMDPoseCallback callb
 }
 
 bool RenderThread::ResetHMDPoseCallback(ClientHandle handle) {
-    if (!initialized || handle != activeClient) {
+    ClientHandle active = handle;
+    if (!initialized || !activeClient.compare_exchange_strong(active, 0)) {
         return false;
     }
-    activeClient = 0;
     {
         hostcore::threads::RecursiveMutex::ScopedLock lock(frameMutex, "Reset HMD Pose callback.");
         if (const boost::shared_ptr<Scene> current = boost::atomic_load(&scene)) {

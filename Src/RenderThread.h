@@ -121,6 +121,11 @@ private:
     ~RenderThread() override;
 
     bool InitRendering();
+    // Binds the device to `context` and creates it, sharing objects with `shareWith` if set.
+    bool CreateContext(const boost::shared_ptr<IGraphicsContext>& context,
+                       const boost::shared_ptr<IGraphicsContext>& shareWith);
+    // Reports why the rendering could not start and stops; always false.
+    bool FailInitRendering(const char* reason);
 
     // Counts a host thread's frame for as long as it may touch the upload context and textures.
     class UploadInFlight {
