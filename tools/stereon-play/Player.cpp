@@ -165,11 +165,41 @@ SourceLayout Player::ChooseLayout() const {
     return chosen;
 }
 
+Player::Player(const Options& options, FrameSource& source, HeadsetRuntime& runtime)
+    : options(options), source(source), runtime(runtime), monitor(runtime), sheet(kMoments) {}
+
+Player::~Player() = default;
+
 int Player::Run() {
-    const bool writeOut = !options.outDir.empty();
-    if (writeOut && !MakeDirectories(options.outDir, error)) {
+    if (!options.outDir.empty() && !MakeDirectories(options.outDir, error)) {
         return kExitUsage;
     }
+    if (!OpenDevice()) {
+        return kExitFailure;
+    }
+    target = options.frames > 0                ? options.frames
+             : source.Name() == "test pattern" ? kPatternFrames
+                                               : -1;
+    length = source.FrameCount();
+    measured = runtime.Simulated();
+    if (!StartLibrary()) {
+        return runtime.Simulated() ? kExitFailure : kExitNoRuntime;
+    }
+    const auto start = std::chrono::steady_clock::now();
+    PlayFrames();
+    const nlohmann::json panelSummary = Settle();
+    const double seconds =
+        std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+    progress->Finish(delivered, ShownSoFar(), measured ? monitor.Dropped() : 0);
+    const int exitCode = Verdict();
+    if (!options.outDir.empty()) {
+        WriteSummary(panelSummary, seconds);
+    }
+    StopLibrary();
+    return exitCode;
+}
+
+bool Player::OpenDevice() {
     std::string reason;
     boost::shared_ptr<GB::Device> created = GB::Device::Create(GB::kDeviceKind_OpenCL, &reason);
     if (!created) {
@@ -177,37 +207,30 @@ int Player::Run() {
     }
     if (!created) {
         error = "no GPU device to start the library on: " + reason;
-        return kExitFailure;
+        return false;
     }
     // The library lets the device go on a thread of its own a moment after the last client
     // left; the host waits for that before it exits, so that none of it runs during the exit.
     const auto released = std::make_shared<std::promise<void>>();
-    std::future<void> deviceGone = released->get_future();
-    boost::shared_ptr<GB::Device> device(created.get(), [created, released](GB::Device*) mutable {
+    deviceGone = released->get_future();
+    device.reset(created.get(), [created, released](GB::Device*) mutable {
         created.reset();
         released->set_value();
     });
-    created.reset();
-    const auto letGo = [&] {
-        device.reset();
-        if (deviceGone.wait_for(std::chrono::seconds(10)) != std::future_status::ready) {
-            std::fprintf(stderr, "stereon-play: the library still holds the GPU device\n");
-        }
-    };
+    return true;
+}
 
-    // Made before the service: the render thread may still be in the head pose callback, which
-    // reaches them, until the library has stopped.
-    std::unique_ptr<StatusPanel> status;
+void Player::LetGoOfDevice() {
+    device.reset();
+    if (deviceGone.wait_for(std::chrono::seconds(10)) != std::future_status::ready) {
+        std::fprintf(stderr, "stereon-play: the library still holds the GPU device\n");
+    }
+}
+
+bool Player::StartLibrary() {
     if (options.panel) {
         status.reset(new StatusPanel(source.Name(), source.FrameRate()));
     }
-    ControllerListeners listeners;
-
-    const std::int64_t target = options.frames > 0                ? options.frames
-                                : source.Name() == "test pattern" ? kPatternFrames
-                                                                  : -1;
-    const std::int64_t length = source.FrameCount();
-    std::unique_ptr<ControllerScript> script;
     if (options.controllers && runtime.Simulated()) {
         const std::int64_t runFrames =
             length > 0 && (target < 0 || length < target) ? length : target;
@@ -216,70 +239,66 @@ int Player::Run() {
     }
     // A video editor is the kind of host the library takes controller input for.
     HostApp::SetApplicationType(HostApp::kApplicationTypeVideoEditor);
-    boost::shared_ptr<STN::IStereonService> service = STN::GetStereonServiceInstance();
+    service = STN::GetStereonServiceInstance();
     if (!service || !service->Init(device)) {
         error = "the library did not start on " + runtime.Description() +
                 " (is another host using the headset, or did the runtime refuse?)";
         service.reset();
-        letGo();
-        return runtime.Simulated() ? kExitFailure : kExitNoRuntime;
+        LetGoOfDevice();
+        return false;
     }
     service->AddClient(kClient);
-    std::atomic<float> headYaw(0.0f);
     STN::IStereonService* const library = service.get();
     StatusPanel* const panel = status.get();
     ControllerListeners* const heard = &listeners;
-    const auto onPose = [&headYaw, library, panel, heard](float yaw, float, float) {
-        headYaw = yaw;
+    service->SetHMDPoseCallback(kClient, [library, panel, heard](float, float, float) {
         // The render context is current here, as making a panel needs.
         if (panel != nullptr) {
             panel->OnRenderThread(*library);
         }
         heard->OnRenderThread(*library);
-    };
-    service->SetHMDPoseCallback(kClient, onPose);
+    });
     if (status) {
         status->Start();
     }
-
-    const bool measured = runtime.Simulated();
-    ShowMonitor monitor(runtime);
     if (measured) {
         monitor.Start();
     }
+    return true;
+}
+
+std::uint64_t Player::ShownSoFar() const {
+    return measured ? monitor.Shown() : delivered;
+}
+
+double Player::RunProgress(std::int64_t handed, std::uint64_t shownSoFar) const {
+    double fraction = -1.0;
+    if (target > 0) {
+        fraction = static_cast<double>(shownSoFar) / static_cast<double>(target);
+    }
+    if (length > 0) {
+        fraction = std::max(fraction, static_cast<double>(handed) / length);
+    }
+    return std::min(1.0, fraction);
+}
+
+void Player::PlayFrames() {
     const std::uint64_t momentEvery =
         static_cast<std::uint64_t>(std::max<std::int64_t>(1, (target > 0 ? target : 240) / 4));
-    ContactSheet sheet(kMoments);
-    Progress progress(stdout);
+    progress.reset(new Progress(stdout));
     std::printf("stereon-play: %s into the %s\n", source.Name().c_str(),
                 runtime.Description().c_str());
 
-    SourceLayout current;
     bool layoutSet = false;
-    bool swapping = false;
     bool swapFailed = false;
     std::string foreignStereo;
-    std::uint64_t delivered = 0;
-    std::uint64_t refused = 0;
     std::uint64_t nextMoment = momentEvery;
     const double rate = source.FrameRate();
-    // The run ends at the target of frames shown or at the end of the source, the sooner.
-    const auto runProgress = [&](std::int64_t handed, std::uint64_t shownSoFar) {
-        double fraction = -1.0;
-        if (target > 0) {
-            fraction = static_cast<double>(shownSoFar) / static_cast<double>(target);
-        }
-        if (length > 0) {
-            fraction = std::max(fraction, static_cast<double>(handed) / length);
-        }
-        return std::min(1.0, fraction);
-    };
-    std::int64_t lastHanded = -1;
     const auto start = std::chrono::steady_clock::now();
     hostcore::classref::InterfaceRef<MF::IVideoFrame> frame;
+    // The run ends at the target of frames shown or at the end of the source, the sooner.
     for (std::int64_t index = 0; !stopRequested; ++index) {
-        const std::uint64_t shownSoFar = measured ? monitor.Shown() : delivered;
-        if (target > 0 && static_cast<std::int64_t>(shownSoFar) >= target) {
+        if (target > 0 && static_cast<std::int64_t>(ShownSoFar()) >= target) {
             break;
         }
         if (!source.Next(frame)) {
@@ -339,7 +358,7 @@ int Player::Run() {
         ++delivered;
         lastHanded = index;
         if (status) {
-            status->Show(index, runProgress(index + 1, measured ? monitor.Shown() : delivered));
+            status->Show(index, RunProgress(index + 1, ShownSoFar()));
         }
         if (measured) {
             monitor.FrameDelivered(index, callStart, first, end);
@@ -354,9 +373,11 @@ int Player::Run() {
                 script->Advance(monitor.Shown(), monitor);
             }
         }
-        progress.Update(delivered, measured ? monitor.Shown() : delivered,
-                        measured ? monitor.Dropped() : 0);
+        progress->Update(delivered, ShownSoFar(), measured ? monitor.Dropped() : 0);
     }
+}
+
+nlohmann::json Player::Settle() {
     if (measured) {
         // The last frame handed over still has to reach the headset.
         monitor.WaitSettled(std::chrono::milliseconds(2000));
@@ -378,8 +399,7 @@ int Player::Run() {
     if (status) {
         const float eye[3] = {0.0f, 1.2f, 0.0f};
         if (lastHanded >= 0) {
-            status->Show(lastHanded,
-                         runProgress(lastHanded + 1, measured ? monitor.Shown() : delivered));
+            status->Show(lastHanded, RunProgress(lastHanded + 1, ShownSoFar()));
         }
         // The pictures written below show the panel as it ended.
         if (status->WaitPainted(std::chrono::milliseconds(2000))) {
@@ -396,87 +416,88 @@ int Player::Run() {
     if (measured) {
         monitor.Stop();
     }
-    const double seconds =
-        std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
-    const std::uint64_t shown = measured ? monitor.Shown() : delivered;
-    const std::uint64_t dropped = measured ? monitor.Dropped() : 0;
-    progress.Finish(delivered, shown, dropped);
+    return panelSummary;
+}
 
-    std::string sourceError = source.Error();
-    int exitCode = kExitOK;
+int Player::Verdict() {
+    const std::string sourceError = source.Error();
     if (delivered == 0) {
-        exitCode = refused > 0 ? kExitFailure : kExitBadInput;
         error = !sourceError.empty() ? sourceError
                 : refused > 0        ? "the library refused every frame"
                                      : "no frame could be decoded from " + source.Name();
-    } else if (!sourceError.empty()) {
+        return refused > 0 ? kExitFailure : kExitBadInput;
+    }
+    if (!sourceError.empty()) {
         std::fprintf(stderr, "stereon-play: warning: %s\n", sourceError.c_str());
     }
+    return kExitOK;
+}
 
-    if (writeOut) {
-        nlohmann::json summary;
-        summary["source"] = source.Name();
-        summary["runtime"] = runtime.Description();
-        summary["projection"] = current.projection;
-        summary["layout"] = current.layout;
-        summary["fov"] = {current.horizontalFov, current.verticalFov};
-        summary["eyes_exchanged"] = swapping;
-        summary["frames"] = {{"delivered", delivered},
-                             {"shown", measured ? nlohmann::json(shown) : nlohmann::json()},
-                             {"dropped", measured ? nlohmann::json(dropped) : nlohmann::json()},
-                             {"refused", refused}};
-        summary["source_frame_rate"] = rate;
-        summary["seconds"] = seconds;
-        summary["latency_ms"] = measured ? LatencySummary(monitor.Latencies()) : nlohmann::json();
-        nlohmann::json pictures = nlohmann::json::object();
-        if (measured) {
-            std::string pngError;
-            if (runtime.WriteEyePng(0, options.outDir + "/left.png") &&
-                runtime.WriteEyePng(1, options.outDir + "/right.png")) {
-                pictures["left"] = "left.png";
-                pictures["right"] = "right.png";
-            } else {
-                std::fprintf(stderr, "stereon-play: the headset showed no picture to write\n");
-            }
-            sheet.Add(runtime.CopyEye(0), runtime.CopyEye(1));
-            if (sheet.Write(options.outDir + "/contact.png", pngError)) {
-                pictures["contact"] = "contact.png";
-            } else {
-                std::fprintf(stderr, "stereon-play: %s\n", pngError.c_str());
-            }
+void Player::WriteSummary(const nlohmann::json& panelSummary, double seconds) {
+    nlohmann::json summary;
+    summary["source"] = source.Name();
+    summary["runtime"] = runtime.Description();
+    summary["projection"] = current.projection;
+    summary["layout"] = current.layout;
+    summary["fov"] = {current.horizontalFov, current.verticalFov};
+    summary["eyes_exchanged"] = swapping;
+    summary["frames"] = {
+        {"delivered", delivered},
+        {"shown", measured ? nlohmann::json(monitor.Shown()) : nlohmann::json()},
+        {"dropped", measured ? nlohmann::json(monitor.Dropped()) : nlohmann::json()},
+        {"refused", refused}};
+    summary["source_frame_rate"] = source.FrameRate();
+    summary["seconds"] = seconds;
+    summary["latency_ms"] = measured ? LatencySummary(monitor.Latencies()) : nlohmann::json();
+    nlohmann::json pictures = nlohmann::json::object();
+    if (measured) {
+        std::string pngError;
+        if (runtime.WriteEyePng(0, options.outDir + "/left.png") &&
+            runtime.WriteEyePng(1, options.outDir + "/right.png")) {
+            pictures["left"] = "left.png";
+            pictures["right"] = "right.png";
         } else {
-            std::fprintf(stderr,
-                         "stereon-play: a real headset's pictures cannot be read back; only the "
-                         "summary is written\n");
+            std::fprintf(stderr, "stereon-play: the headset showed no picture to write\n");
         }
-        summary["pictures"] = pictures;
-        summary["panel"] = panelSummary;
-        nlohmann::json pulses;
-        if (measured) {
-            pulses = nlohmann::json::array();
-            for (const ShowMonitor::HapticPulse& pulse : monitor.HapticPulses()) {
-                pulses.push_back({{"device", pulse.device},
-                                  {"axis", pulse.axis},
-                                  {"microseconds", pulse.microseconds}});
-            }
-        }
-        summary["controllers"] = {{"listed", listeners.Describe()}, {"haptic_pulses", pulses}};
-        std::ofstream file(options.outDir + "/summary.json", std::ios::trunc);
-        file << summary.dump(2) << '\n';
-        if (!file) {
-            std::fprintf(stderr, "stereon-play: cannot write %s/summary.json\n",
-                         options.outDir.c_str());
+        sheet.Add(runtime.CopyEye(0), runtime.CopyEye(1));
+        if (sheet.Write(options.outDir + "/contact.png", pngError)) {
+            pictures["contact"] = "contact.png";
         } else {
-            std::printf("stereon-play: pictures and summary in %s/\n", options.outDir.c_str());
+            std::fprintf(stderr, "stereon-play: %s\n", pngError.c_str());
+        }
+    } else {
+        std::fprintf(stderr,
+                     "stereon-play: a real headset's pictures cannot be read back; only the "
+                     "summary is written\n");
+    }
+    summary["pictures"] = pictures;
+    summary["panel"] = panelSummary;
+    nlohmann::json pulses;
+    if (measured) {
+        pulses = nlohmann::json::array();
+        for (const ShowMonitor::HapticPulse& pulse : monitor.HapticPulses()) {
+            pulses.push_back({{"device", pulse.device},
+                              {"axis", pulse.axis},
+                              {"microseconds", pulse.microseconds}});
         }
     }
+    summary["controllers"] = {{"listed", listeners.Describe()}, {"haptic_pulses", pulses}};
+    std::ofstream file(options.outDir + "/summary.json", std::ios::trunc);
+    file << summary.dump(2) << '\n';
+    if (!file) {
+        std::fprintf(stderr, "stereon-play: cannot write %s/summary.json\n",
+                     options.outDir.c_str());
+    } else {
+        std::printf("stereon-play: pictures and summary in %s/\n", options.outDir.c_str());
+    }
+}
 
+void Player::StopLibrary() {
     service->ResetHMDPoseCallback(kClient);
     listeners.Detach();
     service->RemoveClient(kClient);
     service.reset();
-    letGo();
-    return exitCode;
+    LetGoOfDevice();
 }
 
 }  // namespace stnplay
