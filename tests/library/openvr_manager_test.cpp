@@ -11,6 +11,7 @@
 
 #include "OpenVRManager.h"
 #include "hostcore/config.h"
+#include "simulated_headset.h"
 #include "simvr/simvr_control.h"
 #include "simvr/simvr_setup.h"
 #include "stnvr/vr_client.h"
@@ -20,22 +21,16 @@ namespace {
 using hostcore::config::LoggedEvent;
 using hostcore::config::UsageLogger;
 
-class OpenVRManagerTest : public ::testing::Test {
+class OpenVRManagerTest : public stereon::test::SimulatedHeadsetTest {
 protected:
     void SetUp() override {
-        simvr::ResetRuntime();
-        home = simvr::MakeTempDirectory("stn-openvr-");
-        ASSERT_FALSE(home.empty());
-        std::string error;
-        ASSERT_TRUE(simvr::InstallVrPathFile(home, &error)) << error;
+        ASSERT_NO_FATAL_FAILURE(SimulatedHeadsetTest::SetUp());
         UsageLogger::SetPresent(true);
         UsageLogger::Get()->Clear();
     }
     void TearDown() override {
         vr::VR_Shutdown();
-        simvr::ResetRuntime();
-        simvr::ClearEnvironment();
-        std::system(("rm -rf '" + home + "'").c_str());
+        SimulatedHeadsetTest::TearDown();
     }
     // The reasons of the initialisation events sent so far.
     static std::vector<std::string> FailureReasons() {
@@ -53,8 +48,6 @@ protected:
         EXPECT_EQ(manager->GetRenderModels(), nullptr);
         EXPECT_EQ(simvr_is_initialized(), 0);
     }
-
-    std::string home;
 };
 
 TEST_F(OpenVRManagerTest, ConnectsOnceAndShutsDownOnce) {

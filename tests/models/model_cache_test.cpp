@@ -27,6 +27,7 @@
 #include "ShaderRegistry.h"
 #include "gl_test_context.h"
 #include "hostcore/filesupport.h"
+#include "simulated_headset.h"
 #include "simvr/simvr_control.h"
 #include "simvr/simvr_setup.h"
 #include "stnvr/vr_client.h"
@@ -90,15 +91,11 @@ std::vector<std::string> ComponentNames(const Model& model) {
     return names;
 }
 
-class ModelCacheTest : public ::testing::Test {
+class ModelCacheTest : public stereon::test::SimulatedHeadsetTest {
 protected:
     void SetUp() override {
-        simvr::ResetRuntime();
+        ASSERT_NO_FATAL_FAILURE(SimulatedHeadsetTest::SetUp());
         ::unsetenv("STEREON_MODULES_DIR");
-        home = simvr::MakeTempDirectory("stn-models-");
-        ASSERT_FALSE(home.empty());
-        std::string error;
-        ASSERT_TRUE(simvr::InstallVrPathFile(home, &error)) << error;
         simvr_set_model_load_polls(kPolls);
         liveModelsBefore = simvr_get_live_model_count();
         liveTexturesBefore = simvr_get_live_texture_count();
@@ -132,9 +129,7 @@ protected:
             openVR.reset();
         }
         vr::VR_Shutdown();
-        simvr::ResetRuntime();
-        simvr::ClearEnvironment();
-        std::system(("rm -rf '" + home + "'").c_str());
+        SimulatedHeadsetTest::TearDown();
     }
 
     void Connect() {
@@ -188,7 +183,6 @@ protected:
         EXPECT_EQ(simvr_get_invalid_free_count(), 0);
     }
 
-    std::string home;
     int liveModelsBefore = 0;
     int liveTexturesBefore = 0;
     boost::shared_ptr<GB::Device> device;

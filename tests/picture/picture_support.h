@@ -27,6 +27,7 @@
 #include "hostcore/classref.h"
 #include "hostcore/config.h"
 #include "hostcore/debug.h"
+#include "simulated_headset.h"
 #include "simvr/simvr_control.h"
 #include "simvr/simvr_setup.h"
 
@@ -132,22 +133,14 @@ struct FadeAnswer {
     float values[5] = {0, 0, 0, 0, 0};
 };
 
-class PictureTest : public ::testing::Test {
+class PictureTest : public stereon::test::SimulatedHeadsetTest {
 protected:
     virtual std::int32_t DeviceKind() const { return GB::kDeviceKind_OpenCL; }
     // Runtime settings that must be in place before the library starts.
     virtual void ConfigureRuntime() {}
 
-    static void SetUpTestSuite() {
-        setenv("EGL_PLATFORM", "surfaceless", 0);
-        setenv("LP_NUM_THREADS", "1", 0);
-    }
     void SetUp() override {
-        simvr::ResetRuntime();
-        home = simvr::MakeTempDirectory("stn-picture-");
-        ASSERT_FALSE(home.empty());
-        std::string error;
-        ASSERT_TRUE(simvr::InstallVrPathFile(home, &error)) << error;
+        ASSERT_NO_FATAL_FAILURE(SimulatedHeadsetTest::SetUp());
         simvr_set_render_target_size(kEyeSize, kEyeSize);
         simvr_set_readback(1);
         // The runtime's two controllers would stand in the picture below the eyes; tests of
@@ -209,9 +202,7 @@ protected:
         }
         device.reset();
         hostcore::debug::DebugDatabase::Instance().ClearEntries();
-        simvr::ResetRuntime();
-        simvr::ClearEnvironment();
-        std::system(("rm -rf '" + home + "'").c_str());
+        SimulatedHeadsetTest::TearDown();
     }
 
     // Waits until the loop has made `count` more passes (it asks for the fade once a pass).
@@ -268,7 +259,6 @@ protected:
         return value;
     }
 
-    std::string home;
     boost::shared_ptr<GB::Device> device;
     boost::shared_ptr<STN::IStereonService> service;
     boost::shared_ptr<PoseRecord> poses{new PoseRecord};

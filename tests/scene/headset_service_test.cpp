@@ -15,23 +15,16 @@
 #include "StereonService.h"
 #include "UsageMetrics.h"
 #include "hostcore/debug.h"
+#include "simulated_headset.h"
 #include "simvr/simvr_control.h"
 #include "simvr/simvr_setup.h"
 
 namespace {
 
-class HeadsetServiceTest : public ::testing::Test {
+class HeadsetServiceTest : public stereon::test::SimulatedHeadsetTest {
 protected:
-    static void SetUpTestSuite() {
-        setenv("EGL_PLATFORM", "surfaceless", 0);
-        setenv("LP_NUM_THREADS", "1", 0);
-    }
     void SetUp() override {
-        simvr::ResetRuntime();
-        home = simvr::MakeTempDirectory("stn-headset-");
-        ASSERT_FALSE(home.empty());
-        std::string error;
-        ASSERT_TRUE(simvr::InstallVrPathFile(home, &error)) << error;
+        ASSERT_NO_FATAL_FAILURE(SimulatedHeadsetTest::SetUp());
         std::string reason;
         device = GB::Device::Create(GB::kDeviceKind_OpenCLNoSharing, &reason);
         if (!device) {
@@ -44,12 +37,9 @@ protected:
         hostcore::debug::SetTraceSink(hostcore::debug::TraceSink());
         hostcore::debug::ResetTraceLevels();
         device.reset();
-        simvr::ResetRuntime();
-        simvr::ClearEnvironment();
-        std::system(("rm -rf '" + home + "'").c_str());
+        SimulatedHeadsetTest::TearDown();
     }
 
-    std::string home;
     boost::shared_ptr<GB::Device> device;
     std::vector<std::string> lines;
 };

@@ -21,6 +21,7 @@
 #include "VRPanelManager.h"
 #include "hostcore/debug.h"
 #include "hostmediatypes/PixelFormat.h"
+#include "simulated_headset.h"
 #include "simvr/simvr_control.h"
 #include "simvr/simvr_setup.h"
 #include "stnvr/vr_client.h"
@@ -43,14 +44,10 @@ std::uint8_t HalfGreen(int half) {
     return half == 0 ? 30 : 200;
 }
 
-class SceneTest : public ::testing::Test {
+class SceneTest : public stereon::test::SimulatedHeadsetTest {
 protected:
     void SetUp() override {
-        simvr::ResetRuntime();
-        home = simvr::MakeTempDirectory("stn-scene-");
-        ASSERT_FALSE(home.empty());
-        std::string error;
-        ASSERT_TRUE(simvr::InstallVrPathFile(home, &error)) << error;
+        ASSERT_NO_FATAL_FAILURE(SimulatedHeadsetTest::SetUp());
         simvr_set_render_target_size(kEyeSize, kEyeSize);
 
         std::string reason;
@@ -79,9 +76,7 @@ protected:
             openVR.reset();
         }
         vr::VR_Shutdown();
-        simvr::ResetRuntime();
-        simvr::ClearEnvironment();
-        std::system(("rm -rf '" + home + "'").c_str());
+        SimulatedHeadsetTest::TearDown();
     }
 
     boost::shared_ptr<STN::IVRPanelManager> Panels() {
@@ -147,7 +142,6 @@ protected:
         return {rgba[0], rgba[1], rgba[2], rgba[3]};
     }
 
-    std::string home;
     boost::shared_ptr<GB::Device> device;
     boost::shared_ptr<STN::GraphicsContextOGL> context;
     boost::shared_ptr<STN::OpenVRManager> openVR;

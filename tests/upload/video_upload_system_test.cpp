@@ -30,6 +30,7 @@
 #include "VF/VideoFrame.h"
 #include "frame_without.h"
 #include "gl_test_context.h"
+#include "simulated_headset.h"
 #include "simvr/simvr_control.h"
 #include "simvr/simvr_setup.h"
 
@@ -90,20 +91,12 @@ std::vector<std::uint8_t> ExpectedRGBA(int width, int height, int picture) {
     return pixels;
 }
 
-class VideoUploadSystemTest : public ::testing::Test {
+class VideoUploadSystemTest : public stereon::test::SimulatedHeadsetTest {
 protected:
     virtual std::int32_t DeviceKind() const { return GB::kDeviceKind_OpenCL; }
 
-    static void SetUpTestSuite() {
-        setenv("EGL_PLATFORM", "surfaceless", 0);
-        setenv("LP_NUM_THREADS", "1", 0);
-    }
     void SetUp() override {
-        simvr::ResetRuntime();
-        home = simvr::MakeTempDirectory("stn-upload-");
-        ASSERT_FALSE(home.empty());
-        std::string error;
-        ASSERT_TRUE(simvr::InstallVrPathFile(home, &error)) << error;
+        ASSERT_NO_FATAL_FAILURE(SimulatedHeadsetTest::SetUp());
         std::string reason;
         device = GB::Device::Create(DeviceKind(), &reason);
         if (!device) {
@@ -134,9 +127,7 @@ protected:
             renderThread.reset();
         }
         device.reset();
-        simvr::ResetRuntime();
-        simvr::ClearEnvironment();
-        std::system(("rm -rf '" + home + "'").c_str());
+        SimulatedHeadsetTest::TearDown();
     }
 
     // Blocks the compositor's wait and returns once the loop is held in it: its pass is over,
@@ -195,7 +186,6 @@ protected:
         return sync->videoTextures[sync->frontIndex];
     }
 
-    std::string home;
     boost::shared_ptr<std::atomic<int>> fadeQuestions{new std::atomic<int>(0)};
     boost::shared_ptr<GB::Device> device;
     boost::shared_ptr<STN::RenderThread> renderThread;
