@@ -489,7 +489,13 @@ bool RenderThread::ResetHMDPoseCallback(ClientHandle handle) {
 
 void RenderThread::Clear() {
     hostcore::threads::RecursiveMutex::ScopedLock lock(lifecycleMutex, "Clear.");
-    if (initialized && activeClient == 0) {
+    const bool stop = initialized && activeClient == 0;
+    // Says which way a hand-over went, for hosts that wonder why the headset stayed on or went.
+    static hostcore::debug::TraceSite site("STN", 5);
+    site.Write(stop ? "Deferred stop: no client took the headset over; stopping."
+                    : "Deferred stop: nothing to stop (a client holds the headset, or the "
+                      "library has stopped already).");
+    if (stop) {
         Stop();
     }
 }

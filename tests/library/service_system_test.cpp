@@ -14,6 +14,7 @@
 #include <algorithm>
 #include <atomic>
 #include <chrono>
+#include <condition_variable>
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
@@ -40,6 +41,7 @@
 #include "hostcore/config.h"
 #include "hostcore/debug.h"
 #include "hostcore/threads.h"
+#include "simulated_headset.h"
 #include "simvr/simvr_control.h"
 #include "simvr/simvr_setup.h"
 
@@ -308,19 +310,11 @@ private:
     int output = -1;
 };
 
-class ServiceSystemTest : public ::testing::Test {
+class ServiceSystemTest : public stereon::test::SimulatedHeadsetTest {
 protected:
-    static void SetUpTestSuite() {
-        setenv("EGL_PLATFORM", "surfaceless", 0);
-        setenv("LP_NUM_THREADS", "1", 0);
-    }
     void SetUp() override {
         ASSERT_TRUE(Library().Load(STEREON_LIBRARY)) << Library().error;
-        simvr::ResetRuntime();
-        home = simvr::MakeTempDirectory("stn-service-");
-        ASSERT_FALSE(home.empty());
-        std::string error;
-        ASSERT_TRUE(simvr::InstallVrPathFile(home, &error)) << error;
+        ASSERT_NO_FATAL_FAILURE(SimulatedHeadsetTest::SetUp());
         UsageLogger::SetPresent(true);
         UsageLogger::Get()->Clear();
         hostcore::debug::ClearRecordedAssertions();
@@ -329,10 +323,10 @@ protected:
         ASSERT_TRUE(device) << reason;
     }
     void TearDown() override {
+        hostcore::debug::SetTraceSink(hostcore::debug::TraceSink());
+        hostcore::debug::ResetTraceLevels();
         device.reset();
-        simvr::ResetRuntime();
-        simvr::ClearEnvironment();
-        std::system(("rm -rf '" + home + "'").c_str());
+        SimulatedHeadsetTest::TearDown();
     }
 
     // Nothing of a run is left: no thread, no runtime connection, no machine lock.
@@ -355,7 +349,6 @@ protected:
         return frame;
     }
 
-    std::string home;
     boost::shared_ptr<GB::Device> device;
 };
 
@@ -741,16 +734,39 @@ TEST_F(ServiceSystemTest, DeferredStopWaitsForAHandOver) {
     service->AddClient(1);
     service->AddClient(2);
 
+    // The deferred task traces its decision: the signal that it has run.
+    struct Heard {
+        std::mutex mutex;
+        std::condition_variable changed;
+        std::vector<std::string> lines;
+    };
+    const auto heard = std::make_shared<Heard>();
+    hostcore::debug::SetTraceSink([heard](const std::string& line) {
+        std::lock_guard<std::mutex> lock(heard->mutex);
+        heard->lines.push_back(line);
+        heard->changed.notify_all();
+    });
+    hostcore::debug::SetTraceLevel("STN", 5);
+    const auto waitForDecision = [heard](const std::string& text) {
+        std::unique_lock<std::mutex> lock(heard->mutex);
+        return heard->changed.wait_for(lock, std::chrono::seconds(30), [&] {
+            return std::any_of(
+                heard->lines.begin(), heard->lines.end(),
+                [&](const std::string& line) { return line.find(text) != std::string::npos; });
+        });
+    };
+
     // Client 1 lets go and client 2 takes over before the deferred task runs: nothing stops.
     ASSERT_TRUE(service->SetHMDPoseCallback(1, [](float, float, float) {}));
     ASSERT_TRUE(service->ResetHMDPoseCallback(1));
     ASSERT_TRUE(service->SetHMDPoseCallback(2, [](float, float, float) {}));
-    std::this_thread::sleep_for(std::chrono::milliseconds(500));
+    ASSERT_TRUE(waitForDecision("Deferred stop: nothing to stop"));
     EXPECT_TRUE(service->IsInitialized());
     EXPECT_TRUE(RenderThreadStarts());
 
     // Nobody takes over: everything stops although both clients are still listed.
     ASSERT_TRUE(service->ResetHMDPoseCallback(2));
+    EXPECT_TRUE(waitForDecision("Deferred stop: no client took the headset over"));
     // The flag drops at the start of the stop; the runtime and the lock go at its end.
     for (int i = 0; i < 500 && (service->IsInitialized() || simvr_is_initialized() != 0 ||
                                 STN::MachineLock().IsTaken());
