@@ -1,19 +1,14 @@
 # stereon_openvr: the OpenVR client that applications link to find and load a runtime.
-find_package(nlohmann_json 3.9 REQUIRED)
-
 set(stnvr_client_sources
     src/client_core_state.cpp
-    src/init_error_names.cpp
     src/openvr_context.cpp
-    src/path_tools.cpp
     src/runtime_loader.cpp
     src/shared_library.cpp
-    src/vr_client.cpp
-    src/vr_path_registry.cpp)
+    src/vr_client.cpp)
 if(WIN32)
-    list(APPEND stnvr_client_sources src/platform_paths_win32.cpp src/shared_library_win32.cpp)
+    list(APPEND stnvr_client_sources src/shared_library_win32.cpp)
 else()
-    list(APPEND stnvr_client_sources src/platform_paths_posix.cpp src/shared_library_posix.cpp)
+    list(APPEND stnvr_client_sources src/shared_library_posix.cpp)
 endif()
 
 add_library(stereon_openvr SHARED ${stnvr_client_sources})
@@ -25,7 +20,7 @@ target_compile_definitions(stereon_openvr PRIVATE STNVR_CLIENT_BUILDING)
 target_include_directories(stereon_openvr PRIVATE ${CMAKE_CURRENT_LIST_DIR}/src)
 target_link_libraries(stereon_openvr
     PUBLIC openvr_headers
-    PRIVATE nlohmann_json::nlohmann_json Threads::Threads ${CMAKE_DL_LIBS})
+    PRIVATE stnvr_paths nlohmann_json::nlohmann_json Threads::Threads ${CMAKE_DL_LIBS})
 if(WIN32)
     target_link_libraries(stereon_openvr PRIVATE shell32)
 endif()
