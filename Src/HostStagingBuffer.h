@@ -28,7 +28,6 @@ public:
     // The address for the host; waits for the device's work on the buffer. Null without memory.
     void* Map();
     void Unmap();
-    void* GetMappedAddress() const { return mappedAddress; }
 
 private:
     boost::shared_ptr<GB::Device> device;

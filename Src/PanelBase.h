@@ -52,7 +52,6 @@ public:
 
     std::uint32_t GetWidth() const { return width; }
     std::uint32_t GetHeight() const { return height; }
-    float GetScale() const { return scale; }
 
     PanelBase(const PanelBase&) = delete;
     PanelBase& operator=(const PanelBase&) = delete;

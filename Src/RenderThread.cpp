@@ -615,35 +615,6 @@ bool RenderThread::ShowTheaterMode(ClientHandle handle, bool show) {
     return true;
 }
 
-const char* CompositorErrorText(vr::EVRCompositorError error) {
-    switch (error) {
-        case vr::VRCompositorError_None:
-            return "None";
-        case vr::VRCompositorError_RequestFailed:
-            return "Request failed";
-        case vr::VRCompositorError_IncompatibleVersion:
-            return "Incompatible version";
-        case vr::VRCompositorError_DoNotHaveFocus:
-            return "Do not have focus";
-        case vr::VRCompositorError_InvalidTexture:
-            return "Invalid texture";
-        case vr::VRCompositorError_IsNotSceneApplication:
-            return "Is not scene application";
-        case vr::VRCompositorError_TextureIsOnWrongDevice:
-            return "Texture is on wrong device";
-        case vr::VRCompositorError_TextureUsesUnsupportedFormat:
-            return "Texture uses unsupported format";
-        case vr::VRCompositorError_SharedTexturesNotSupported:
-            return "Shared textures not supported";
-        case vr::VRCompositorError_IndexOutOfRange:
-            return "Index out of range";
-        case vr::VRCompositorError_AlreadySubmitted:
-            return "Already submitted";
-        default:
-            return "unknown";
-    }
-}
-
 void RenderThread::ReceiveMessage(const hostcore::messaging::Message& message) {
     // Rendering deliberately neither pauses nor resumes with the application.
     static const hostcore::messaging::MessageID suspended =

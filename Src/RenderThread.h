@@ -44,8 +44,6 @@ class VRPanelManager;
 class IEventInterpreter;
 class UploadSynchronizer;
 
-// Text of a compositor error for diagnostics.
-const char* CompositorErrorText(vr::EVRCompositorError error);
 
 class RenderThread : public hostcore::messaging::Listener,
                      public boost::enable_shared_from_this<RenderThread> {
@@ -106,7 +104,6 @@ public:
     bool IsInitialized() const { return initialized; }
     const boost::shared_ptr<VRPanelManager>& GetPanelManager() const { return panelManager; }
     const boost::shared_ptr<Scene>& GetScene() const { return scene; }
-    ClientHandle GetActiveClient() const { return activeClient; }
     const boost::shared_ptr<GB::Device>& GetDevice() const { return device; }
     // The hand-over of video frames to the drawing; lives as long as this object.
     const boost::shared_ptr<UploadSynchronizer>& GetUploadSynchronizer() const {

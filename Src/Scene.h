@@ -106,10 +106,7 @@ public:
     std::int32_t GetRightSubRect() const { return rightSubRect; }
     const std::vector<TrackedDeviceState>& GetDevices() const { return devices; }
     const Matrix4& GetViewMatrix() const { return viewMatrix; }
-    const Vector3& GetHeadPosition() const { return headPosition; }
     bool IsTheaterEnabled() const { return theaterEnabled; }
-    // Empty until Init.
-    const boost::shared_ptr<TheaterMode>& GetTheater() const { return theater; }
     const boost::shared_ptr<IRenderTarget>& GetTarget(int eye) const {
         return eye == 0 ? leftTarget : rightTarget;
     }

@@ -45,14 +45,6 @@ public:
     const std::string& GetName() const { return name; }
     // Centre of the screen in tracking space.
     const Vector3& GetScreenPosition() const { return screenPosition; }
-    float GetScreenDistance() const { return screenDistance; }
-    float GetScreenScale() const { return screenScale; }
-    // Width of the screen against a 16:9 one.
-    float GetScreenAspect() const { return screenAspect; }
-    float GetFilterStrength() const { return filterStrength; }
-    bool IsFilterEnabled() const { return filterEnabled; }
-    // The filter's objects match the last frame's size.
-    bool IsBlurReady() const { return blurReady; }
 
     TheaterMode(const TheaterMode&) = delete;
     TheaterMode& operator=(const TheaterMode&) = delete;

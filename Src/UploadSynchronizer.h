@@ -55,7 +55,6 @@ public:
     bool TakeOverFrame();
 
     const boost::shared_ptr<ITexture>& FrontTexture() const { return videoTextures[frontIndex]; }
-    const boost::shared_ptr<ITexture>& BackTexture() const { return videoTextures[backIndex]; }
 };
 
 }  // namespace STN

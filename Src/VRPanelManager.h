@@ -40,8 +40,6 @@ public:
     // Shuts every panel down and lets them go; the manager blends plainly from then on.
     virtual void Clear();
 
-    // The compositing strategy; empty for plain blending.
-    const boost::shared_ptr<IPanelRenderer>& GetPanelRenderer() const { return panelRenderer; }
     // Creation order.
     std::vector<boost::shared_ptr<PanelBase>> GetPanels();
 

@@ -26,7 +26,6 @@ public:
     void SetDrawCallback(const PanelDrawCallback& callback, void* data) override;
     void Draw(const Matrix4& viewProjection) override;
 
-    std::uint32_t GetPeelCount() const { return peelCount; }
 
     DepthPeelingPanelRendererOGL(const DepthPeelingPanelRendererOGL&) = delete;
     DepthPeelingPanelRendererOGL& operator=(const DepthPeelingPanelRendererOGL&) = delete;

@@ -24,7 +24,6 @@ public:
     vr::Texture_t GetVRTexture() override;
 
     std::uint32_t GetResolveTexture() const { return resolveTexture; }
-    std::uint32_t GetResolveFramebuffer() const { return resolveFramebuffer; }
 
 private:
     std::string name;
