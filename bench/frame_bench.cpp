@@ -5,6 +5,8 @@
 #include <GL/glew.h>
 
 #include <algorithm>
+#include <cstdint>
+#include <string>
 #include <vector>
 
 #include "GB/Device.h"
@@ -208,6 +210,261 @@ void UploadPicture(const boost::shared_ptr<STN::ITexture>& texture, int width, i
                     static_cast<unsigned>(width) * 4);
 }
 
+constexpr int kWarmUp = 2;
+constexpr int kVideoWidth = 3840;
+constexpr int kVideoHeight = 1920;
+
+std::vector<Variant> MakeVariants() {
+    return {{"video", Kind::kVideo, true, {}},
+            {"video, filter off", Kind::kVideo, false, {}},
+            {"placeholder", Kind::kPlaceholder, true, {}},
+            {"theater", Kind::kTheater, true, {}},
+            {"theater, filter off", Kind::kTheater, false, {}},
+            {"minimal", Kind::kMinimal, false, {}},
+            {"probe: video blended", Kind::kProbeBlend, false, {}},
+            {"probe: video unblended", Kind::kProbeNoBlend, false, {}}};
+}
+
+// The video texture with the test picture, and the scene that shows it twice over: as it starts
+// by default, and with the theater's filter off.
+struct Scenes {
+    boost::shared_ptr<STN::ITexture> video;
+    boost::shared_ptr<STN::Scene> scene;
+    boost::shared_ptr<STN::IVRPanelManager> panels;
+    boost::shared_ptr<STN::Scene> unfiltered;
+};
+
+// False when a scene did not start.
+bool StartScenes(const SceneSession& session, Scenes& scenes) {
+    const boost::shared_ptr<STN::GraphicsContextOGL>& context = session.context;
+    scenes.video = context->CreateTexture("VideoTex0");
+    scenes.video->Create(session.device, kVideoWidth, kVideoHeight);
+    scenes.video->SetFilter(STN::kFilterLinear);
+    UploadPicture(scenes.video, kVideoWidth, kVideoHeight);
+    scenes.scene.reset(new STN::Scene());
+    scenes.scene->SetVideoFrame(scenes.video, false, false,
+                                hostmediatypes::kPixelAspectRatio_Square);
+    scenes.panels.reset(new STN::VRPanelManager(context, context));
+    bool ok = scenes.scene->Init(context, session.openVR, scenes.panels, STN::kHMDTypeVive);
+    // The same scene with the theater's filter switched off, which it reads at Init.
+    scenes.unfiltered.reset(new STN::Scene());
+    scenes.unfiltered->SetVideoFrame(scenes.video, false, false,
+                                     hostmediatypes::kPixelAspectRatio_Square);
+    hostcore::debug::DebugDatabase::Instance().SetEntry("Stereon.TheaterFilterEnable", "false");
+    ok = ok && scenes.unfiltered->Init(context, session.openVR, scenes.panels, STN::kHMDTypeVive);
+    hostcore::debug::DebugDatabase::Instance().RemoveEntry("Stereon.TheaterFilterEnable");
+    return ok;
+}
+
+void StopScenes(Scenes& scenes) {
+    scenes.scene.reset();
+    scenes.unfiltered.reset();
+    scenes.video->Release();
+    scenes.video.reset();
+    scenes.panels.reset();
+}
+
+// Draws a variant's frame: the scene with its background, the minimal frame or the probe.
+class Drawer {
+public:
+    Drawer(const Options& options, const SceneSession& session, const Scenes& scenes)
+        : openVR(session.openVR),
+          scenes(scenes),
+          minimal(options.eyeWidth, options.eyeHeight),
+          probe(session.context, scenes.scene, scenes.video) {}
+
+    void Prepare(const Variant& variant) {
+        const boost::shared_ptr<STN::Scene>& drawn = SceneOf(variant);
+        // A new frame each time, as from a host playing at the headset's rate: the scene
+        // filters each frame once.
+        drawn->SetVideoFrame(scenes.video, false, false, hostmediatypes::kPixelAspectRatio_Square);
+        drawn->showPlaceholder = variant.kind != Kind::kVideo;
+        drawn->SetTheaterActive(variant.kind == Kind::kTheater);
+        drawn->UpdatePoses();
+    }
+
+    void Render(const Variant& variant) {
+        if (variant.kind == Kind::kMinimal) {
+            minimal.Render(openVR->GetCompositor());
+        } else if (variant.kind == Kind::kProbeBlend || variant.kind == Kind::kProbeNoBlend) {
+            probe.Render(openVR->GetCompositor(), variant.kind == Kind::kProbeBlend);
+        } else {
+            SceneOf(variant)->RenderFrame();
+        }
+        glFinish();
+    }
+
+    // The left eye the runtime was given for one frame drawn as `kind`: the scene with its
+    // filter, showing the video, the placeholder or the room, or the probe without blending.
+    // Empty when it could not be read back; read-back must be on.
+    std::vector<std::uint8_t> Picture(const Options& options, Kind kind) {
+        const boost::shared_ptr<STN::Scene>& scene = scenes.scene;
+        std::vector<std::uint8_t> image(static_cast<std::size_t>(options.eyeWidth) *
+                                        options.eyeHeight * 4);
+        scene->SetVideoFrame(scenes.video, false, false, hostmediatypes::kPixelAspectRatio_Square);
+        scene->showPlaceholder = kind != Kind::kVideo && kind != Kind::kProbeNoBlend;
+        scene->SetTheaterActive(kind == Kind::kTheater);
+        scene->UpdatePoses();
+        if (kind == Kind::kProbeNoBlend) {
+            probe.Render(openVR->GetCompositor(), false);
+        } else {
+            scene->RenderFrame();
+        }
+        if (simvr_copy_eye_image(0, image.data(), static_cast<std::uint32_t>(image.size())) == 0) {
+            image.clear();
+        }
+        return image;
+    }
+
+private:
+    const boost::shared_ptr<STN::Scene>& SceneOf(const Variant& variant) const {
+        return variant.filtered ? scenes.scene : scenes.unfiltered;
+    }
+
+    const boost::shared_ptr<STN::OpenVRManager>& openVR;
+    const Scenes& scenes;
+    MinimalFrame minimal;
+    VideoProbe probe;
+};
+
+// The warm-up rounds, then the measured ones, each drawing every variant once.
+void TimeVariants(const Options& options, Drawer& drawer, std::vector<Variant>& variants) {
+    const int rounds = kWarmUp + options.repetitions;
+    for (int run = 0; run < rounds; ++run) {
+        for (Variant& variant : variants) {
+            drawer.Prepare(variant);
+            const std::uint64_t allocationsBefore = ThreadAllocations();
+            TraceThreadAllocations(run == rounds - 1);
+            const Clock::time_point start = Clock::now();
+            drawer.Render(variant);
+            const double ms = MillisecondsSince(start);
+            const std::uint64_t allocations = ThreadAllocations() - allocationsBefore;
+            TraceThreadAllocations(false);
+            if (run >= kWarmUp) {
+                variant.ms.push_back(ms);
+                variant.allocations += allocations;
+            }
+        }
+    }
+}
+
+// One more frame of each variant, untimed, with the allocations' stacks recorded.
+void TraceVariants(Drawer& drawer, std::vector<Variant>& variants) {
+    for (Variant& variant : variants) {
+        drawer.Prepare(variant);
+        WatchThread(CurrentThreadId(), true);
+        drawer.Render(variant);
+        WatchThread(0);
+        variant.sources = WatchedAllocationSources();
+    }
+}
+
+// The probe stands for the scene only if it draws the same picture; the theater row measures the
+// room only if it draws something else than the placeholder.
+bool CheckPictures(const Options& options, Drawer& drawer, nlohmann::json& section) {
+    bool ok = true;
+    simvr_set_readback(1);
+    const std::vector<std::uint8_t> drawnVideo = drawer.Picture(options, Kind::kVideo);
+    const std::vector<std::uint8_t> probed = drawer.Picture(options, Kind::kProbeNoBlend);
+    const std::vector<std::uint8_t> placeholder = drawer.Picture(options, Kind::kPlaceholder);
+    const std::vector<std::uint8_t> room = drawer.Picture(options, Kind::kTheater);
+    simvr_set_readback(0);
+    const bool probeMatches = !drawnVideo.empty() && drawnVideo == probed;
+    section["probe_matches_scene"] = probeMatches;
+    if (!probeMatches) {
+        section["error"] = "the probe's picture differs from the scene's";
+        ok = false;
+    }
+    const bool roomDrawn = !room.empty() && !placeholder.empty() && room != placeholder;
+    section["theater_differs_from_placeholder"] = roomDrawn;
+    if (!roomDrawn) {
+        section["error"] = "the theater draws the placeholder";
+        ok = false;
+    }
+    return ok;
+}
+
+// Every timed frame, warm-up included, submits both eyes.
+bool CheckSubmits(const Options& options, std::size_t variants, std::uint64_t submits,
+                  nlohmann::json& section) {
+    const std::uint64_t expected =
+        2ull * variants * static_cast<std::uint64_t>(kWarmUp + options.repetitions);
+    section["submits"] = submits;
+    if (submits != expected) {
+        section["error"] =
+            "expected " + std::to_string(expected) + " submits, saw " + std::to_string(submits);
+        return false;
+    }
+    return true;
+}
+
+// The variants timed, traced and their pictures checked, on started scenes.
+bool MeasureVariants(const Options& options, const SceneSession& session, const Scenes& scenes,
+                     std::vector<Variant>& variants, nlohmann::json& section) {
+    Drawer drawer(options, session, scenes);
+    TimeVariants(options, drawer, variants);
+    const std::uint64_t submits = simvr_count_calls(SIMVR_CALL_SUBMIT);
+    TraceVariants(drawer, variants);
+    const bool picturesOk = CheckPictures(options, drawer, section);
+    const bool submitsOk = CheckSubmits(options, variants.size(), submits, section);
+    return picturesOk && submitsOk;
+}
+
+bool MeasureScenes(const Options& options, const SceneSession& session,
+                   std::vector<Variant>& variants, nlohmann::json& section) {
+    Scenes scenes;
+    bool ok = StartScenes(session, scenes);
+    if (!ok) {
+        section["error"] = "the scene did not start";
+    } else {
+        ok = MeasureVariants(options, session, scenes, variants, section);
+    }
+    StopScenes(scenes);
+    return ok;
+}
+
+// Allocations of a traced frame that the GL driver did not ask for.
+std::uint64_t OutsideDriver(const std::vector<AllocationSource>& sources) {
+    std::uint64_t outsideDriver = 0;
+    for (const AllocationSource& source : sources) {
+        outsideDriver += AllocationCategory(source.module) != "GL driver" ? source.count : 0;
+    }
+    return outsideDriver;
+}
+
+// Every variant against the minimal frame, into the section and the table.
+void ReportVariants(const Options& options, const std::vector<Variant>& variants,
+                    nlohmann::json& section) {
+    const Summary floor =
+        Summarize(std::find_if(variants.begin(), variants.end(), [](const Variant& variant) {
+                      return variant.kind == Kind::kMinimal;
+                  })->ms);
+    std::vector<std::vector<std::string>> table = {
+        {"frame " + std::to_string(options.eyeWidth) + "x" + std::to_string(options.eyeHeight),
+         "ms", "ratio to minimal", "allocs/frame", "allocs outside GL driver"}};
+    nlohmann::json rows = nlohmann::json::object();
+    for (const Variant& variant : variants) {
+        const Summary summary = Summarize(variant.ms);
+        const double ratio = floor.median > 0 ? summary.median / floor.median : 0.0;
+        const double allocations =
+            options.repetitions > 0 ? double(variant.allocations) / options.repetitions : 0.0;
+        rows[variant.name] = {{"ms", ToJson(summary)},
+                              {"ratio_to_minimal", ratio},
+                              {"allocations_per_frame", allocations},
+                              {"allocation_sources_traced_frame", ToJson(variant.sources)}};
+        table.push_back({variant.name, FormatMs(summary), Fixed(ratio, 2), Fixed(allocations, 1),
+                         std::to_string(OutsideDriver(variant.sources))});
+    }
+    section["eye_size"] = {options.eyeWidth, options.eyeHeight};
+    section["video_texture"] = {kVideoWidth, kVideoHeight};
+    section["samples"] = kSamples;
+    section["repetitions"] = options.repetitions;
+    section["variants"] = rows;
+    PrintTable("Frame (both eyes, ends in glFinish; median ±MAD (min-max) over " +
+                   std::to_string(options.repetitions) + " runs)",
+               table);
+}
+
 }  // namespace
 
 bool RunFrameBenchmark(const Options& options, nlohmann::json& section) {
@@ -220,178 +477,13 @@ bool RunFrameBenchmark(const Options& options, nlohmann::json& section) {
     if (!ok) {
         section["error"] = session.Error();
     }
-    const boost::shared_ptr<GB::Device>& device = session.device;
-    const boost::shared_ptr<STN::GraphicsContextOGL>& context = session.context;
-    const boost::shared_ptr<STN::OpenVRManager>& openVR = session.openVR;
-
-    const int videoWidth = 3840;
-    const int videoHeight = 1920;
-    std::vector<Variant> variants = {{"video", Kind::kVideo, true, {}},
-                                     {"video, filter off", Kind::kVideo, false, {}},
-                                     {"placeholder", Kind::kPlaceholder, true, {}},
-                                     {"theater", Kind::kTheater, true, {}},
-                                     {"theater, filter off", Kind::kTheater, false, {}},
-                                     {"minimal", Kind::kMinimal, false, {}},
-                                     {"probe: video blended", Kind::kProbeBlend, false, {}},
-                                     {"probe: video unblended", Kind::kProbeNoBlend, false, {}}};
+    std::vector<Variant> variants = MakeVariants();
     if (ok) {
-        boost::shared_ptr<STN::ITexture> video = context->CreateTexture("VideoTex0");
-        video->Create(device, videoWidth, videoHeight);
-        video->SetFilter(STN::kFilterLinear);
-        UploadPicture(video, videoWidth, videoHeight);
-        boost::shared_ptr<STN::Scene> scene(new STN::Scene());
-        scene->SetVideoFrame(video, false, false, hostmediatypes::kPixelAspectRatio_Square);
-        const boost::shared_ptr<STN::IVRPanelManager> panels(
-            new STN::VRPanelManager(context, context));
-        ok = scene->Init(context, openVR, panels, STN::kHMDTypeVive);
-        // The same scene with the theater's filter switched off, which it reads at Init.
-        boost::shared_ptr<STN::Scene> unfiltered(new STN::Scene());
-        unfiltered->SetVideoFrame(video, false, false, hostmediatypes::kPixelAspectRatio_Square);
-        hostcore::debug::DebugDatabase::Instance().SetEntry("Stereon.TheaterFilterEnable", "false");
-        ok = ok && unfiltered->Init(context, openVR, panels, STN::kHMDTypeVive);
-        hostcore::debug::DebugDatabase::Instance().RemoveEntry("Stereon.TheaterFilterEnable");
-        if (!ok) {
-            section["error"] = "the scene did not start";
-        } else {
-            MinimalFrame minimal(options.eyeWidth, options.eyeHeight);
-            VideoProbe probe(context, scene, video);
-            const auto sceneOf = [&](const Variant& variant) {
-                return variant.filtered ? scene : unfiltered;
-            };
-            const auto prepare = [&](const Variant& variant) {
-                const boost::shared_ptr<STN::Scene>& drawn = sceneOf(variant);
-                // A new frame each time, as from a host playing at the headset's rate: the
-                // scene filters each frame once.
-                drawn->SetVideoFrame(video, false, false, hostmediatypes::kPixelAspectRatio_Square);
-                drawn->showPlaceholder = variant.kind != Kind::kVideo;
-                drawn->SetTheaterActive(variant.kind == Kind::kTheater);
-                drawn->UpdatePoses();
-            };
-            const auto render = [&](const Variant& variant) {
-                if (variant.kind == Kind::kMinimal) {
-                    minimal.Render(openVR->GetCompositor());
-                } else if (variant.kind == Kind::kProbeBlend ||
-                           variant.kind == Kind::kProbeNoBlend) {
-                    probe.Render(openVR->GetCompositor(), variant.kind == Kind::kProbeBlend);
-                } else {
-                    sceneOf(variant)->RenderFrame();
-                }
-                glFinish();
-            };
-            const int warmUp = 2;
-            for (int run = 0; run < warmUp + options.repetitions; ++run) {
-                for (Variant& variant : variants) {
-                    prepare(variant);
-                    const std::uint64_t allocationsBefore = ThreadAllocations();
-                    TraceThreadAllocations(run == warmUp + options.repetitions - 1);
-                    const Clock::time_point start = Clock::now();
-                    render(variant);
-                    const double ms = MillisecondsSince(start);
-                    const std::uint64_t allocations = ThreadAllocations() - allocationsBefore;
-                    TraceThreadAllocations(false);
-                    if (run >= warmUp) {
-                        variant.ms.push_back(ms);
-                        variant.allocations += allocations;
-                    }
-                }
-            }
-            const std::uint64_t submits = simvr_count_calls(SIMVR_CALL_SUBMIT);
-            for (Variant& variant : variants) {
-                prepare(variant);
-                WatchThread(CurrentThreadId(), true);
-                render(variant);
-                WatchThread(0);
-                variant.sources = WatchedAllocationSources();
-            }
-            // The probe stands for the scene only if it draws the same picture; the theater row
-            // measures the room only if it draws something else than the placeholder.
-            simvr_set_readback(1);
-            const auto picture = [&](Kind kind) {
-                std::vector<std::uint8_t> image(static_cast<std::size_t>(options.eyeWidth) *
-                                                options.eyeHeight * 4);
-                scene->SetVideoFrame(video, false, false, hostmediatypes::kPixelAspectRatio_Square);
-                scene->showPlaceholder = kind != Kind::kVideo && kind != Kind::kProbeNoBlend;
-                scene->SetTheaterActive(kind == Kind::kTheater);
-                scene->UpdatePoses();
-                if (kind == Kind::kProbeNoBlend) {
-                    probe.Render(openVR->GetCompositor(), false);
-                } else {
-                    scene->RenderFrame();
-                }
-                if (simvr_copy_eye_image(0, image.data(),
-                                         static_cast<std::uint32_t>(image.size())) == 0) {
-                    image.clear();
-                }
-                return image;
-            };
-            const std::vector<std::uint8_t> drawnVideo = picture(Kind::kVideo);
-            const std::vector<std::uint8_t> probed = picture(Kind::kProbeNoBlend);
-            const std::vector<std::uint8_t> placeholder = picture(Kind::kPlaceholder);
-            const std::vector<std::uint8_t> room = picture(Kind::kTheater);
-            simvr_set_readback(0);
-            const bool probeMatches = !drawnVideo.empty() && drawnVideo == probed;
-            section["probe_matches_scene"] = probeMatches;
-            if (!probeMatches) {
-                section["error"] = "the probe's picture differs from the scene's";
-                ok = false;
-            }
-            const bool roomDrawn = !room.empty() && !placeholder.empty() && room != placeholder;
-            section["theater_differs_from_placeholder"] = roomDrawn;
-            if (!roomDrawn) {
-                section["error"] = "the theater draws the placeholder";
-                ok = false;
-            }
-            const std::uint64_t expected =
-                2ull * variants.size() * static_cast<std::uint64_t>(warmUp + options.repetitions);
-            section["submits"] = submits;
-            if (submits != expected) {
-                section["error"] = "expected " + std::to_string(expected) + " submits, saw " +
-                                   std::to_string(submits);
-                ok = false;
-            }
-        }
-        scene.reset();
-        unfiltered.reset();
-        video->Release();
-        video.reset();
+        ok = MeasureScenes(options, session, variants, section);
     }
-
     if (ok) {
-        const Summary floor =
-            Summarize(std::find_if(variants.begin(), variants.end(), [](const Variant& variant) {
-                          return variant.kind == Kind::kMinimal;
-                      })->ms);
-        std::vector<std::vector<std::string>> table = {
-            {"frame " + std::to_string(options.eyeWidth) + "x" + std::to_string(options.eyeHeight),
-             "ms", "ratio to minimal", "allocs/frame", "allocs outside GL driver"}};
-        nlohmann::json rows = nlohmann::json::object();
-        for (const Variant& variant : variants) {
-            const Summary summary = Summarize(variant.ms);
-            const double ratio = floor.median > 0 ? summary.median / floor.median : 0.0;
-            const double allocations =
-                options.repetitions > 0 ? double(variant.allocations) / options.repetitions : 0.0;
-            std::uint64_t outsideDriver = 0;
-            for (const AllocationSource& source : variant.sources) {
-                outsideDriver +=
-                    AllocationCategory(source.module) != "GL driver" ? source.count : 0;
-            }
-            rows[variant.name] = {{"ms", ToJson(summary)},
-                                  {"ratio_to_minimal", ratio},
-                                  {"allocations_per_frame", allocations},
-                                  {"allocation_sources_traced_frame", ToJson(variant.sources)}};
-            table.push_back({variant.name, FormatMs(summary), Fixed(ratio, 2),
-                             Fixed(allocations, 1), std::to_string(outsideDriver)});
-        }
-        section["eye_size"] = {options.eyeWidth, options.eyeHeight};
-        section["video_texture"] = {videoWidth, videoHeight};
-        section["samples"] = kSamples;
-        section["repetitions"] = options.repetitions;
-        section["variants"] = rows;
-        PrintTable("Frame (both eyes, ends in glFinish; median ±MAD (min-max) over " +
-                       std::to_string(options.repetitions) + " runs)",
-                   table);
+        ReportVariants(options, variants, section);
     }
-
     return ok;
 }
 

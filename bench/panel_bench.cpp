@@ -5,6 +5,8 @@
 #include <GL/glew.h>
 
 #include <algorithm>
+#include <cstdint>
+#include <string>
 #include <vector>
 
 #include "GB/Device.h"
@@ -41,6 +43,170 @@ struct Setup {
     std::vector<boost::shared_ptr<STN::IPanel>> panels;
 };
 
+constexpr int kWarmUp = 1;
+constexpr int kPanelWidth = 600;
+constexpr int kPanelHeight = 400;
+
+// What every mode's scene shows: a plain dark spherical frame behind the panels, and the image
+// the panels' quads are given, which lives as long as they do.
+struct Stage {
+    boost::shared_ptr<STN::ITexture> video;
+    std::vector<std::uint8_t> image;
+    boost::shared_ptr<hostvirtualui::vr::QuadFrame> frame;
+    std::vector<Setup> setups;  // in the order of kModes
+};
+
+void MakeStage(const SceneSession& session, Stage& stage) {
+    stage.video = session.context->CreateTexture("VideoTex0");
+    stage.video->Create(session.device, 64, 32);
+    std::vector<std::uint32_t> backdrop(64 * 32, 0xFF202020u);
+    stage.video->Upload(backdrop.data(), hostmediatypes::kPixelFormat_ARGB_4444_8u, 64 * 4);
+    stage.image.resize(kPanelWidth * kPanelHeight * 4);
+    stage.frame.reset(new hostvirtualui::vr::QuadFrame{kPanelWidth, kPanelHeight,
+                                                       hostmediatypes::kPixelFormat_BGRA_4444_8u, 0,
+                                                       kPanelWidth * 4, stage.image.data()});
+}
+
+// Panel i of a mode: half-transparent, 0.6 by 0.4 m, turned -70 + 20 i degrees about one
+// vertical through its centre 1.2 m ahead, so that it crosses every other, in a colour of its own.
+void AddCrossingPanel(const SceneSession& session, Stage& stage, Setup& setup, int i) {
+    const boost::shared_ptr<STN::IPanel> panel =
+        setup.manager->CreatePanel("Crossing" + std::to_string(i), 1.0f, true, 100);
+    panel->SetTransform(STN::Matrix4::Identity()
+                            .Rotate(-70.0f + 20.0f * i, 0.0f, 1.0f, 0.0f)
+                            .Translate(0.0f, 0.0f, -1.2f),
+                        true);
+    std::vector<std::uint8_t>& image = stage.image;
+    for (std::size_t p = 0; p < image.size(); p += 4) {
+        image[p + 0] = static_cast<std::uint8_t>(40 + 25 * i);
+        image[p + 1] = static_cast<std::uint8_t>(200 - 20 * i);
+        image[p + 2] = 120;
+        image[p + 3] = 128;
+    }
+    panel->GetQuad()->SetOpacity(1.0f);
+    panel->GetQuad()->Update(kPanelWidth, kPanelHeight, stage.frame);
+    // The quad's upload went through the same context and let it go.
+    session.context->MakeCurrent();
+    setup.panels.push_back(panel);
+}
+
+// A scene with kMostPanels panels for each mode. False when a scene did not start.
+bool SetUpModes(const SceneSession& session, Stage& stage) {
+    bool ok = true;
+    for (const Mode& mode : kModes) {
+        if (!ok) {
+            break;
+        }
+        hostcore::debug::DebugDatabase::Instance().SetEntry("VidariumVR.PanelDrawMode", mode.key);
+        Setup setup;
+        setup.manager.reset(new STN::VRPanelManager(session.context, session.context));
+        setup.scene.reset(new STN::Scene());
+        setup.scene->SetVideoFrame(stage.video, false, false,
+                                   hostmediatypes::kPixelAspectRatio_Square);
+        ok = setup.scene->Init(session.context, session.openVR, setup.manager, 1);
+        for (int i = 0; ok && i < kMostPanels; ++i) {
+            AddCrossingPanel(session, stage, setup, i);
+        }
+        stage.setups.push_back(setup);
+    }
+    hostcore::debug::DebugDatabase::Instance().RemoveEntry("VidariumVR.PanelDrawMode");
+    return ok;
+}
+
+// ms per eye, by mode and panel count.
+using Times = std::vector<std::vector<std::vector<double>>>;
+
+// The warm-up round, then the measured ones, each drawing every mode with every panel count.
+Times MeasureModes(const Options& options, std::vector<Setup>& setups) {
+    Times ms(setups.size(), std::vector<std::vector<double>>(std::size(kCounts)));
+    for (int run = 0; run < kWarmUp + options.repetitions; ++run) {
+        for (std::size_t m = 0; m < setups.size(); ++m) {
+            for (std::size_t c = 0; c < std::size(kCounts); ++c) {
+                Setup& setup = setups[m];
+                for (int i = 0; i < kMostPanels; ++i) {
+                    setup.panels[static_cast<std::size_t>(i)]->GetQuad()->SetVisible(i <
+                                                                                     kCounts[c]);
+                }
+                setup.scene->UpdatePoses();
+                const Clock::time_point start = Clock::now();
+                setup.scene->RenderFrame();
+                glFinish();
+                if (run >= kWarmUp) {
+                    ms[m][c].push_back(MillisecondsSince(start) / 2.0);
+                }
+            }
+        }
+    }
+    return ms;
+}
+
+// The rows measure panels only if the panels are in the picture: the left eye with every panel
+// of `setup` shown must differ from the one with none.
+bool CheckPanelsDrawn(const Options& options, Setup& setup, nlohmann::json& section) {
+    std::vector<std::uint8_t> pictures[2];
+    simvr_set_readback(1);
+    for (int shown = 0; shown < 2; ++shown) {
+        for (const boost::shared_ptr<STN::IPanel>& panel : setup.panels) {
+            panel->GetQuad()->SetVisible(shown == 1);
+        }
+        setup.scene->UpdatePoses();
+        setup.scene->RenderFrame();
+        pictures[shown].resize(static_cast<std::size_t>(options.eyeWidth) * options.eyeHeight * 4);
+        if (simvr_copy_eye_image(0, pictures[shown].data(),
+                                 static_cast<std::uint32_t>(pictures[shown].size())) == 0) {
+            pictures[shown].clear();
+        }
+    }
+    simvr_set_readback(0);
+    const bool drawn = !pictures[0].empty() && pictures[0] != pictures[1];
+    section["panels_in_picture"] = drawn;
+    if (!drawn) {
+        section["error"] = "the panels are not in the picture";
+    }
+    return drawn;
+}
+
+// Every mode and count against the same mode with no panels and against plain blending, into
+// the section and the table.
+void ReportModes(const Options& options, const Times& ms, nlohmann::json& section) {
+    std::vector<std::vector<std::string>> table = {
+        {"panels per eye " + std::to_string(options.eyeWidth) + "x" +
+             std::to_string(options.eyeHeight),
+         "ms per eye", "ratio to no panels", "ratio to plain"}};
+    nlohmann::json rows = nlohmann::json::object();
+    for (std::size_t m = 0; m < ms.size(); ++m) {
+        const Summary none = Summarize(ms[m][0]);
+        for (std::size_t c = 0; c < std::size(kCounts); ++c) {
+            const Summary summary = Summarize(ms[m][c]);
+            const Summary plain = Summarize(ms[0][c]);
+            const double toNone = none.median > 0 ? summary.median / none.median : 0.0;
+            const double toPlain = plain.median > 0 ? summary.median / plain.median : 0.0;
+            const std::string name =
+                std::string(kModes[m].name) + ", " + std::to_string(kCounts[c]) + " panels";
+            rows[name] = {{"ms_per_eye", ToJson(summary)},
+                          {"ratio_to_no_panels", toNone},
+                          {"ratio_to_plain", toPlain}};
+            table.push_back({name, FormatMs(summary), Fixed(toNone, 2), Fixed(toPlain, 2)});
+        }
+    }
+    section["eye_size"] = {options.eyeWidth, options.eyeHeight};
+    section["repetitions"] = options.repetitions;
+    section["variants"] = rows;
+    PrintTable("Panels (half-transparent, all crossing; median ±MAD (min-max) over " +
+                   std::to_string(options.repetitions) + " runs)",
+               table);
+}
+
+// The scenes and their panels let go before the video texture they show.
+void TearDown(Stage& stage) {
+    for (Setup& setup : stage.setups) {
+        setup.panels.clear();
+        setup.scene.reset();
+        setup.manager.reset();
+    }
+    stage.video.reset();
+}
+
 }  // namespace
 
 bool RunPanelBenchmark(const Options& options, nlohmann::json& section) {
@@ -53,140 +219,18 @@ bool RunPanelBenchmark(const Options& options, nlohmann::json& section) {
     if (!ok) {
         section["error"] = session.Error();
     }
-    const boost::shared_ptr<GB::Device>& device = session.device;
-    const boost::shared_ptr<STN::GraphicsContextOGL>& context = session.context;
-    const boost::shared_ptr<STN::OpenVRManager>& openVR = session.openVR;
-
-    // A plain dark spherical frame behind the panels.
-    boost::shared_ptr<STN::ITexture> video = context->CreateTexture("VideoTex0");
-    video->Create(device, 64, 32);
-    std::vector<std::uint32_t> backdrop(64 * 32, 0xFF202020u);
-    video->Upload(backdrop.data(), hostmediatypes::kPixelFormat_ARGB_4444_8u, 64 * 4);
-    // Half-transparent panels, 0.6 by 0.4 m, turned in steps about one vertical through their
-    // centres 1.2 m ahead, so that every one crosses every other.
-    std::vector<std::uint8_t> image(600 * 400 * 4);
-    boost::shared_ptr<hostvirtualui::vr::QuadFrame> frame(new hostvirtualui::vr::QuadFrame{
-        600, 400, hostmediatypes::kPixelFormat_BGRA_4444_8u, 0, 600 * 4, image.data()});
-
-    std::vector<Setup> setups;
-    for (const Mode& mode : kModes) {
-        if (!ok) {
-            break;
-        }
-        hostcore::debug::DebugDatabase::Instance().SetEntry("VidariumVR.PanelDrawMode", mode.key);
-        Setup setup;
-        setup.manager.reset(new STN::VRPanelManager(context, context));
-        setup.scene.reset(new STN::Scene());
-        setup.scene->SetVideoFrame(video, false, false, hostmediatypes::kPixelAspectRatio_Square);
-        ok = setup.scene->Init(context, openVR, setup.manager, 1);
-        for (int i = 0; ok && i < kMostPanels; ++i) {
-            const boost::shared_ptr<STN::IPanel> panel =
-                setup.manager->CreatePanel("Crossing" + std::to_string(i), 1.0f, true, 100);
-            panel->SetTransform(STN::Matrix4::Identity()
-                                    .Rotate(-70.0f + 20.0f * i, 0.0f, 1.0f, 0.0f)
-                                    .Translate(0.0f, 0.0f, -1.2f),
-                                true);
-            for (std::size_t p = 0; p < image.size(); p += 4) {
-                image[p + 0] = static_cast<std::uint8_t>(40 + 25 * i);
-                image[p + 1] = static_cast<std::uint8_t>(200 - 20 * i);
-                image[p + 2] = 120;
-                image[p + 3] = 128;
-            }
-            panel->GetQuad()->SetOpacity(1.0f);
-            panel->GetQuad()->Update(600, 400, frame);
-            // The quad's upload went through the same context and let it go.
-            context->MakeCurrent();
-            setup.panels.push_back(panel);
-        }
-        setups.push_back(setup);
-    }
-    hostcore::debug::DebugDatabase::Instance().RemoveEntry("VidariumVR.PanelDrawMode");
-
-    // ms per eye, by mode and panel count.
-    std::vector<std::vector<std::vector<double>>> ms(
-        setups.size(), std::vector<std::vector<double>>(std::size(kCounts)));
-    const int warmUp = 1;
-    for (int run = 0; ok && run < warmUp + options.repetitions; ++run) {
-        for (std::size_t m = 0; m < setups.size(); ++m) {
-            for (std::size_t c = 0; c < std::size(kCounts); ++c) {
-                Setup& setup = setups[m];
-                for (int i = 0; i < kMostPanels; ++i) {
-                    setup.panels[static_cast<std::size_t>(i)]->GetQuad()->SetVisible(i <
-                                                                                     kCounts[c]);
-                }
-                setup.scene->UpdatePoses();
-                const Clock::time_point start = Clock::now();
-                setup.scene->RenderFrame();
-                glFinish();
-                if (run >= warmUp) {
-                    ms[m][c].push_back(MillisecondsSince(start) / 2.0);
-                }
-            }
-        }
-    }
-
-    // The rows measure panels only if the panels are in the picture.
+    Stage stage;
+    MakeStage(session, stage);
+    ok = ok && SetUpModes(session, stage);
+    Times ms;
     if (ok) {
-        Setup& peeling = setups.back();
-        std::vector<std::uint8_t> pictures[2];
-        simvr_set_readback(1);
-        for (int shown = 0; shown < 2; ++shown) {
-            for (const boost::shared_ptr<STN::IPanel>& panel : peeling.panels) {
-                panel->GetQuad()->SetVisible(shown == 1);
-            }
-            peeling.scene->UpdatePoses();
-            peeling.scene->RenderFrame();
-            pictures[shown].resize(static_cast<std::size_t>(options.eyeWidth) * options.eyeHeight *
-                                   4);
-            if (simvr_copy_eye_image(0, pictures[shown].data(),
-                                     static_cast<std::uint32_t>(pictures[shown].size())) == 0) {
-                pictures[shown].clear();
-            }
-        }
-        simvr_set_readback(0);
-        const bool drawn = !pictures[0].empty() && pictures[0] != pictures[1];
-        section["panels_in_picture"] = drawn;
-        if (!drawn) {
-            section["error"] = "the panels are not in the picture";
-            ok = false;
-        }
+        ms = MeasureModes(options, stage.setups);
     }
-
+    ok = ok && CheckPanelsDrawn(options, stage.setups.back(), section);
     if (ok) {
-        std::vector<std::vector<std::string>> table = {
-            {"panels per eye " + std::to_string(options.eyeWidth) + "x" +
-                 std::to_string(options.eyeHeight),
-             "ms per eye", "ratio to no panels", "ratio to plain"}};
-        nlohmann::json rows = nlohmann::json::object();
-        for (std::size_t m = 0; m < setups.size(); ++m) {
-            const Summary none = Summarize(ms[m][0]);
-            for (std::size_t c = 0; c < std::size(kCounts); ++c) {
-                const Summary summary = Summarize(ms[m][c]);
-                const Summary plain = Summarize(ms[0][c]);
-                const double toNone = none.median > 0 ? summary.median / none.median : 0.0;
-                const double toPlain = plain.median > 0 ? summary.median / plain.median : 0.0;
-                const std::string name =
-                    std::string(kModes[m].name) + ", " + std::to_string(kCounts[c]) + " panels";
-                rows[name] = {{"ms_per_eye", ToJson(summary)},
-                              {"ratio_to_no_panels", toNone},
-                              {"ratio_to_plain", toPlain}};
-                table.push_back({name, FormatMs(summary), Fixed(toNone, 2), Fixed(toPlain, 2)});
-            }
-        }
-        section["eye_size"] = {options.eyeWidth, options.eyeHeight};
-        section["repetitions"] = options.repetitions;
-        section["variants"] = rows;
-        PrintTable("Panels (half-transparent, all crossing; median ±MAD (min-max) over " +
-                       std::to_string(options.repetitions) + " runs)",
-                   table);
+        ReportModes(options, ms, section);
     }
-
-    for (Setup& setup : setups) {
-        setup.panels.clear();
-        setup.scene.reset();
-        setup.manager.reset();
-    }
-    video.reset();
+    TearDown(stage);
     return ok;
 }
 

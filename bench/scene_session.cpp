@@ -17,6 +17,10 @@ SceneSession::SceneSession(const Options& options) {
     simvr_set_render_target_size(static_cast<std::uint32_t>(options.eyeWidth),
                                  static_cast<std::uint32_t>(options.eyeHeight));
     simvr_set_paced(0);
+    // The frame benchmark measures the picture against a probe that draws the video alone; the
+    // simulated headset's controllers would stand in the scene's picture and not in the probe's.
+    simvr_set_device_connected(SIMVR_DEVICE_LEFT_CONTROLLER, 0);
+    simvr_set_device_connected(SIMVR_DEVICE_RIGHT_CONTROLLER, 0);
     std::string reason;
     device = GB::Device::Create(GB::kDeviceKind_OpenCLNoSharing, &reason);
     if (!device) {
