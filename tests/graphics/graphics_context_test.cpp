@@ -8,6 +8,8 @@
 
 #include <algorithm>
 #include <atomic>
+#include <chrono>
+#include <future>
 #include <mutex>
 #include <string>
 #include <thread>
@@ -247,13 +249,24 @@ TEST_F(GraphicsContextTest, NestedPairReleasesTheContextButKeepsTheLock) {
     context->UnlockAndRelease();
     // The inner release cleared the context although the outer holder still owns the lock.
     EXPECT_FALSE(context->IsCurrent());
+    // The other thread finds the lock held (the lock observer says so) and can only get in once
+    // the outer hold ends.
+    std::promise<void> contended;
+    std::future<void> contendedSeen = contended.get_future();
+    std::atomic<bool> told{false};
+    hostcore::threads::SetLockObserver([&](const hostcore::threads::LockNotice& notice) {
+        if (notice.event == hostcore::threads::LockEvent::kContended && !told.exchange(true)) {
+            contended.set_value();
+        }
+    });
     std::atomic<bool> otherGotIn{false};
     std::thread other([&]() {
         context->MakeCurrentAndLock();
         otherGotIn = true;
         context->UnlockAndRelease();
     });
-    // The other thread can only get in once the outer hold ends.
+    EXPECT_EQ(contendedSeen.wait_for(std::chrono::seconds(30)), std::future_status::ready);
+    hostcore::threads::SetLockObserver(hostcore::threads::LockObserver());
     EXPECT_FALSE(otherGotIn.load());
     context->UnlockAndRelease();
     other.join();

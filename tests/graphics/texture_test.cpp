@@ -510,8 +510,10 @@ TEST(TextureCompute, OpenCLRegistrationFollowsTheDevicesSharing) {
             // of the ICD (PoCL aborts the process on the GL-buffer call).
             EXPECT_EQ(first, nullptr) << device->GetName();
         }
-        texture.RegisterForCompute(device);
-        EXPECT_EQ(texture.GetComputeHandle(), first);
+        if (first != nullptr) {
+            texture.RegisterForCompute(device);
+            EXPECT_EQ(texture.GetComputeHandle(), first);  // registered once
+        }
 
         // The buffer path goes through the unpack buffer once there is one.
         TextureOGL buffered("Buffered");
@@ -521,7 +523,9 @@ TEST(TextureCompute, OpenCLRegistrationFollowsTheDevicesSharing) {
         EXPECT_EQ(buffered.GetComputeHandle() != nullptr, device->CanShareWithOpenGL());
         buffered.Release();
         texture.Release();
-        EXPECT_EQ(texture.GetComputeHandle(), nullptr);
+        if (first != nullptr) {
+            EXPECT_EQ(texture.GetComputeHandle(), nullptr);  // unregistered with the texture
+        }
     }
     upload->ClearCurrent();
 }

@@ -66,12 +66,6 @@ TEST(VideoFrameTest, HostFrameAnswersMemoryAccessOnly) {
     EXPECT_EQ(adopted->GetPixels(), memory->GetPixels());
 }
 
-TEST(VideoFrameTest, NullFrameThrows) {
-    InterfaceRef<MF::IVideoFrame> frame;
-    EXPECT_THROW(frame->GetBounds(), NullInterfaceException);
-    EXPECT_FALSE(frame.QueryInterface<VF::IVideoFrameMemoryAccess>());
-}
-
 TEST(VideoFrameTest, BadHostFramesAreRefused) {
     InterfaceRef<MF::IVideoFrame> frame;
     EXPECT_EQ(VF::CreateHostVideoFrame(frame, GB::kPixelFormat_ARGB_4444_8u, 0, 4),

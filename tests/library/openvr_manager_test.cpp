@@ -5,12 +5,14 @@
 #include <atomic>
 #include <chrono>
 #include <cstdlib>
+#include <future>
 #include <string>
 #include <thread>
 #include <vector>
 
 #include "OpenVRManager.h"
 #include "hostcore/config.h"
+#include "hostcore/threads.h"
 #include "simulated_headset.h"
 #include "simvr/simvr_control.h"
 #include "simvr/simvr_setup.h"
@@ -175,12 +177,24 @@ TEST_F(OpenVRManagerTest, LockIsRecursiveAndSharedWithOtherThreads) {
     // Init takes the same lock on this thread without blocking.
     vr::EVRInitError error = vr::VRInitError_None;
     EXPECT_TRUE(manager->Init(error));
+    // The other thread's Shutdown finds the lock held (the lock observer says so) and waits.
+    std::promise<void> contended;
+    std::future<void> contendedSeen = contended.get_future();
+    std::atomic<bool> told{false};
+    hostcore::threads::SetLockObserver([&](const hostcore::threads::LockNotice& notice) {
+        if (notice.event == hostcore::threads::LockEvent::kContended &&
+            notice.lockText != nullptr &&
+            std::string(notice.lockText) == "OpenVRManager::Shutdown" && !told.exchange(true)) {
+            contended.set_value();
+        }
+    });
     std::atomic<bool> shutDown{false};
     std::thread other([&] {
         manager->Shutdown();
         shutDown = true;
     });
-    std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    EXPECT_EQ(contendedSeen.wait_for(std::chrono::seconds(30)), std::future_status::ready);
+    hostcore::threads::SetLockObserver(hostcore::threads::LockObserver());
     EXPECT_FALSE(shutDown);  // waits for this thread's hold
     EXPECT_NE(manager->GetSystem(), nullptr);
     manager->Unlock();

@@ -152,20 +152,6 @@ protected:
     std::vector<std::string> lines;
 };
 
-TEST_F(HeadsetClassificationTest, KnownNamesGiveTypeAndControllerFamily) {
-    hostcore::debug::SetTraceLevel("STN", 5);
-    const STN::HeadsetClassification vive = STN::ClassifyHeadset("lighthouse");
-    EXPECT_EQ(vive.hmdType, STN::kHMDTypeVive);
-    EXPECT_EQ(vive.controllerFamily, 1);
-    const STN::HeadsetClassification rift = STN::ClassifyHeadset("oculus");
-    EXPECT_EQ(rift.hmdType, STN::kHMDTypeRift);
-    EXPECT_EQ(rift.controllerFamily, 3);
-    const STN::HeadsetClassification wmr = STN::ClassifyHeadset("holographic");
-    EXPECT_EQ(wmr.hmdType, STN::kHMDTypeWindowsMixedReality);
-    EXPECT_EQ(wmr.controllerFamily, 2);
-    EXPECT_TRUE(lines.empty());
-}
-
 TEST_F(HeadsetClassificationTest, UnknownNamesCountAsRiftWithATraceLine) {
     hostcore::debug::SetTraceLevel("STN", 4);
     for (const char* name : {"Lighthouse", "", "lighthouse ", "simvr"}) {

@@ -225,24 +225,6 @@ TEST_F(VideoUploadSystemTest, HostFrameWithPaddedRowsLandsInTheBackTexture) {
     EXPECT_EQ(metrics.MaxFrameHeight, 3u);
 }
 
-TEST_F(VideoUploadSystemTest, FrameWhilePendingIsDroppedWithoutCounting) {
-    ASSERT_TRUE(Send(HostArgbFrame(5, 3, 20, 0), 1, 1));
-    ASSERT_TRUE(sync->pending);
-
-    // A larger, different frame before the render thread took the first: accepted and dropped.
-    EXPECT_TRUE(Send(HostArgbFrame(8, 6, 32, 1), 0, 0));
-    EXPECT_TRUE(sync->pending);
-    EXPECT_EQ(sync->leftRegion, 1);
-    EXPECT_FALSE(sync->theaterMode);
-    ASSERT_EQ(Back()->GetWidth(), 5u);
-    EXPECT_EQ(ReadBack(Back()), ExpectedRGBA(5, 3, 0));
-    const STN::UsageMetrics& metrics = STN::UsageMetrics::Get();
-    EXPECT_EQ(metrics.CPUFramesPlayed, 1u);
-    EXPECT_EQ(metrics.StereoscopicOverUnderFramesPlayed, 1u);
-    EXPECT_EQ(metrics.MaxFrameWidth, 5u);
-    EXPECT_EQ(metrics.MaxFrameArea, 15u);
-}
-
 TEST_F(VideoUploadSystemTest, NewFrameSizeReallocatesOnlyTheBackTexture) {
     ASSERT_TRUE(Send(HostArgbFrame(5, 3, 20, 0)));
     ASSERT_TRUE(sync->TakeOverFrame());
@@ -357,34 +339,6 @@ TEST_F(VideoUploadSystemTest, HostFormatsOtherThanArgbAreRefusedButCounted) {
     EXPECT_EQ(Back()->GetWidth(), 1u);
     EXPECT_EQ(STN::UsageMetrics::Get().CPUFramesPlayed, 1u);
     EXPECT_EQ(STN::UsageMetrics::Get().MonoscopicFramesPlayed, 0u);
-}
-
-TEST_F(VideoUploadSystemTest, MissingFrameOrInterfaceThrowsNullInterfaceException) {
-    try {
-        Send(FrameRef());
-        ADD_FAILURE() << "a null frame was taken";
-    } catch (const NullInterfaceException& e) {
-        EXPECT_STREQ(e.what(),
-                     "A NULL interface pointer has been dereferenced: "
-                     "hostcore::classref::InterfaceRef<MF::IVideoFrame>");
-    }
-
-    const FrameRef noRows = FrameRef::Retain(new FrameWithout(
-        HostArgbFrame(4, 2, 16, 0), VF::IVideoFrame2DPixelMemoryAccess::kInterfaceID));
-    try {
-        Send(noRows);
-        ADD_FAILURE() << "a frame without rows was taken";
-    } catch (const NullInterfaceException& e) {
-        EXPECT_STREQ(e.what(),
-                     "A NULL interface pointer has been dereferenced: "
-                     "hostcore::classref::InterfaceRef<VF::IVideoFrame2DPixelMemoryAccess>");
-    }
-    EXPECT_FALSE(sync->pending);
-
-    // Nothing was left locked or half-published: the next good frame goes through.
-    EXPECT_TRUE(Send(HostArgbFrame(4, 2, 16, 3)));
-    EXPECT_TRUE(sync->pending);
-    EXPECT_EQ(ReadBack(Back()), ExpectedRGBA(4, 2, 3));
 }
 
 TEST_F(VideoUploadSystemTest, OpenCLFrameWithoutSharingArrivesThroughHostMemory) {
