@@ -374,6 +374,22 @@ TEST(SubExecutorTest, ShutdownWaitsForRunningWorkDropsTheRestAndRefusesMore) {
     EXPECT_EQ(laterRan, 0);
 }
 
+// The pool's workers join only when the pool goes; were its last holder a worker that has just
+// run a job, the pool would go there, with nobody left to join that worker before the process ends.
+TEST(SubExecutorTest, TheLastSubExecutorTakesThePoolWithItOnItsOwnThread) {
+    const boost::weak_ptr<Executor> unheld = CreateIOBoundExecutor();
+    ASSERT_TRUE(unheld.expired()) << "something else holds the pool: this case would mean nothing";
+    for (int i = 0; i < 200; ++i) {
+        auto sub = CreateSubExecutor(nullptr, -1);
+        const boost::weak_ptr<Executor> pool = CreateIOBoundExecutor();
+        Latch ran(1);
+        sub->Post([&] { ran.CountDown(); }, 0);
+        ASSERT_TRUE(ran.Wait());
+        sub.reset();
+        ASSERT_TRUE(pool.expired()) << "after " << i << " rounds";
+    }
+}
+
 TEST(SubExecutorTest, ShutdownFromItsOwnJobAndDestructionOnAWorker) {
     auto sub = CreateSubExecutor(CreateIOBoundExecutor(), -1);
     Latch done(1);

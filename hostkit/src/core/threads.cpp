@@ -561,7 +561,15 @@ class SubExecutor : public AsyncThreadedSubExecutor {
 public:
     SubExecutor(boost::shared_ptr<Executor> base, int maxConcurrency)
         : state(std::make_shared<SubState>(std::move(base), maxConcurrency)) {}
-    ~SubExecutor() override { state->Shutdown(); }
+    ~SubExecutor() override {
+        state->Shutdown();
+        // A job that has just finished still holds the state on its worker for a moment. Were the
+        // pool let go there, the worker would be left to join itself, and a process exiting
+        // meanwhile would leave it unjoined; so the pool goes here, on the destroying thread.
+        boost::shared_ptr<Executor> pool;
+        std::lock_guard<std::mutex> lock(state->mutex);
+        pool.swap(state->base);
+    }
 
     bool Post(const boost::function<void()>& job, std::int64_t delayMilliseconds) override {
         return state->Post(job, delayMilliseconds);
