@@ -5,7 +5,6 @@
 #include "IShader.h"
 #include "ITexture.h"
 #include "PanelGraphics.h"
-#include "ShaderRegistry.h"
 #include "VRQuadImpl.h"
 
 namespace STN {
@@ -25,9 +24,7 @@ void Panel::CreateGraphics(const boost::shared_ptr<IGraphicsContext>& context, f
     scale = newScale;
     depthComposited = composited ? 1 : 0;
     drawOrder = order;
-    shader = ShaderRegistry::Instance().GetShader("PanelShader");
-    mesh = panelgraphics::BuildQuad(context, "PanelMesh_" + name, scale, 0.0f, true);
-    texture = panelgraphics::CreateTexture(context, "PanelTexture_" + name, width, height);
+    panelgraphics::CreateImageGraphics(context, name, scale, width, height, shader, mesh, texture);
 }
 
 bool Panel::Initialize(const boost::shared_ptr<IGraphicsContext>& context,
@@ -80,12 +77,8 @@ void Panel::DrawQuad(const Matrix4& viewProjection, const boost::shared_ptr<ISha
         Panel& panel;
         ~EndOfDraw() { panel.EndHold(); }
     } end{*this};
-    const panelgraphics::QuadLook look = {colorRed,
-                                          colorGreen,
-                                          colorBlue,
-                                          opacity,
-                                          static_cast<float>(width) * GetPixelSize(),
-                                          static_cast<float>(height) * GetPixelSize()};
+    const panelgraphics::QuadLook look = panelgraphics::MakeLook(
+        colorRed, colorGreen, colorBlue, opacity, width, height, GetPixelSize());
     panelgraphics::DrawImage(ComputeMatrix(viewProjection), look, mesh, drawnTexture, shader,
                              given);
 }

@@ -4,6 +4,7 @@
 #include "IMesh.h"
 #include "IShader.h"
 #include "ITexture.h"
+#include "ShaderRegistry.h"
 #include "hostcore/debug.h"
 
 namespace STN {
@@ -50,6 +51,26 @@ boost::shared_ptr<ITexture> CreateTexture(const boost::shared_ptr<IGraphicsConte
     texture->SetWrap(kWrapClamp);
     texture->SetFilter(MipmapKey() ? kFilterTrilinear : kFilterLinear);
     return texture;
+}
+
+void CreateImageGraphics(const boost::shared_ptr<IGraphicsContext>& context,
+                         const std::string& panelName, float side, unsigned width, unsigned height,
+                         boost::shared_ptr<IShader>& shader, boost::shared_ptr<IMesh>& mesh,
+                         boost::shared_ptr<ITexture>& texture) {
+    shader = ShaderRegistry::Instance().GetShader("PanelShader");
+    mesh = BuildQuad(context, "PanelMesh_" + panelName, side, 0.0f, true);
+    texture = CreateTexture(context, "PanelTexture_" + panelName, width, height);
+}
+
+QuadLook MakeLook(float red, float green, float blue, float opacity, std::uint32_t width,
+                  std::uint32_t height, float pixelSize) {
+    const QuadLook look = {red,
+                           green,
+                           blue,
+                           opacity,
+                           static_cast<float>(width) * pixelSize,
+                           static_cast<float>(height) * pixelSize};
+    return look;
 }
 
 void DrawImage(const Matrix4& matrix, const QuadLook& look, const boost::shared_ptr<IMesh>& mesh,

@@ -7,7 +7,6 @@
 #include "IShader.h"
 #include "ITexture.h"
 #include "PanelGraphics.h"
-#include "ShaderRegistry.h"
 
 namespace STN {
 
@@ -36,9 +35,7 @@ bool StaticPanel::Initialize(const boost::shared_ptr<IGraphicsContext>& context,
     scale = newScale;
     depthComposited = composited ? 1 : 0;
     drawOrder = order;
-    shader = ShaderRegistry::Instance().GetShader("PanelShader");
-    mesh = panelgraphics::BuildQuad(context, "PanelMesh_" + name, scale, 0.0f, true);
-    texture = panelgraphics::CreateTexture(context, "PanelTexture_" + name, width, height);
+    panelgraphics::CreateImageGraphics(context, name, scale, width, height, shader, mesh, texture);
     texture->Upload(pixels, hostmediatypes::kPixelFormat_BGRA_4444_8u, bytesPerRow);
     initialized = true;
     return true;
@@ -78,12 +75,8 @@ void StaticPanel::Draw(const Matrix4& viewProjection, const boost::shared_ptr<IS
     if (!initialized) {
         return;
     }
-    const panelgraphics::QuadLook look = {colorRed,
-                                          colorGreen,
-                                          colorBlue,
-                                          opacity,
-                                          static_cast<float>(width) * GetPixelSize(),
-                                          static_cast<float>(height) * GetPixelSize()};
+    const panelgraphics::QuadLook look = panelgraphics::MakeLook(
+        colorRed, colorGreen, colorBlue, opacity, width, height, GetPixelSize());
     panelgraphics::DrawImage(viewProjection * transform, look, mesh, texture, shader, given);
 }
 

@@ -7,6 +7,7 @@ target_sources(stereon_internal PRIVATE
     ${CMAKE_CURRENT_LIST_DIR}/OpenGL/GraphicsContextOGL.cpp
     ${CMAKE_CURRENT_LIST_DIR}/OpenGL/WeightedAverageBlendingPanelRendererOGL.cpp
     ${CMAKE_CURRENT_LIST_DIR}/OpenGL/MeshOGL.cpp
+    ${CMAKE_CURRENT_LIST_DIR}/OpenGL/PanelRendererBaseOGL.cpp
     ${CMAKE_CURRENT_LIST_DIR}/OpenGL/RenderTargetOGL.cpp
     ${CMAKE_CURRENT_LIST_DIR}/OpenGL/RenderTextureOGL.cpp
     ${CMAKE_CURRENT_LIST_DIR}/OpenGL/ShaderOGL.cpp

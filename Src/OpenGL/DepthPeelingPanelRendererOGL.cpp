@@ -3,96 +3,50 @@
 #include "OpenGL/DepthPeelingPanelRendererOGL.h"
 
 #include "IGraphicsContext.h"
-#include "IMesh.h"
 #include "IShader.h"
 #include "PanelGraphics.h"
-#include "ShaderRegistry.h"
 
 namespace STN {
 
-namespace {
-
-const int kDepthLess = 0;
-
-}  // namespace
-
-DepthPeelingPanelRendererOGL::DepthPeelingPanelRendererOGL() : name("DepthPeeling"), peelCount(3) {}
+DepthPeelingPanelRendererOGL::DepthPeelingPanelRendererOGL()
+    : PanelRendererBaseOGL("DepthPeeling"), peelCount(3) {}
 
 DepthPeelingPanelRendererOGL::~DepthPeelingPanelRendererOGL() {
     Release();
 }
 
-void DepthPeelingPanelRendererOGL::SetDrawCallback(const PanelDrawCallback& callback, void* data) {
-    drawCallback = callback;
-    userData = data;
-}
-
 void DepthPeelingPanelRendererOGL::Init(const boost::shared_ptr<IGraphicsContext>& newContext) {
-    Release();
-    context = newContext;
-    GLint viewport[4] = {0, 0, 0, 0};
-    glGetIntegerv(GL_VIEWPORT, viewport);
-    const GLsizei width = viewport[2];
-    const GLsizei height = viewport[3];
-
+    BeginInit(newContext);
     depthTextures.assign(peelCount, 0);
     colorTextures.assign(peelCount, 0);
     glGenTextures(static_cast<GLsizei>(peelCount), depthTextures.data());
     glGenTextures(static_cast<GLsizei>(peelCount), colorTextures.data());
     for (std::uint32_t i = 0; i < peelCount; ++i) {
-        glBindTexture(GL_TEXTURE_2D, depthTextures[i]);
-        glTexImage2D(GL_TEXTURE_2D, 0, GL_DEPTH_COMPONENT, width, height, 0, GL_DEPTH_COMPONENT,
-                     GL_UNSIGNED_BYTE, nullptr);
-        glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MAG_FILTER, GL_NEAREST);
-        glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MIN_FILTER, GL_NEAREST);
+        DefineNearestTexture(depthTextures[i], GL_DEPTH_COMPONENT, GL_DEPTH_COMPONENT,
+                             GL_UNSIGNED_BYTE);
     }
     for (std::uint32_t i = 0; i < peelCount; ++i) {
-        glBindTexture(GL_TEXTURE_2D, colorTextures[i]);
-        glTexImage2D(GL_TEXTURE_2D, 0, GL_RGBA, width, height, 0, GL_RGB, GL_UNSIGNED_BYTE,
-                     nullptr);
-        glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MAG_FILTER, GL_NEAREST);
-        glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MIN_FILTER, GL_NEAREST);
+        DefineNearestTexture(colorTextures[i], GL_RGBA, GL_RGB, GL_UNSIGNED_BYTE);
     }
     glBindTexture(GL_TEXTURE_2D, 0);
-    GLuint name = 0;
-    glGenFramebuffers(1, &name);
-    framebuffer = name;
+    CreateFramebuffer();
 
-    ShaderRegistry& registry = ShaderRegistry::Instance();
-    peelShader = registry.GetShader("DPPanelShader");
-    if (peelShader) {
-        peelShader->Bind();
-        peelShader->SetUniform1i(kUniformDPTexture0, 0);
-        peelShader->SetUniform1i(kUniformDPFrontDepthTex, 1);
-        peelShader->Unbind();
-    }
-    compositingShader = registry.GetShader("DPCompositingShader");
-    if (compositingShader) {
-        compositingShader->Bind();
-        compositingShader->SetUniform1i(kUniformDPColorTex, 0);
-        compositingShader->SetUniform1i(kUniformDPDepthTex, 1);
-        compositingShader->Unbind();
-    }
+    peelShader = SamplerShader("DPPanelShader", kUniformDPTexture0, kUniformDPFrontDepthTex);
+    compositingShader =
+        SamplerShader("DPCompositingShader", kUniformDPColorTex, kUniformDPDepthTex);
     quadMesh = panelgraphics::BuildFullScreenQuad(context);
 }
 
-void DepthPeelingPanelRendererOGL::Release() {
-    if (framebuffer == 0) {
-        return;
-    }
-    context.reset();
+void DepthPeelingPanelRendererOGL::ReleaseShaders() {
     peelShader.reset();
     compositingShader.reset();
-    quadMesh.reset();
+}
+
+void DepthPeelingPanelRendererOGL::DeleteTextures() {
     glDeleteTextures(static_cast<GLsizei>(depthTextures.size()), depthTextures.data());
     glDeleteTextures(static_cast<GLsizei>(colorTextures.size()), colorTextures.data());
     depthTextures.clear();
     colorTextures.clear();
-    GLuint name = framebuffer;
-    glDeleteFramebuffers(1, &name);
-    framebuffer = 0;
-    drawCallback.clear();
-    userData = nullptr;
 }
 
 void DepthPeelingPanelRendererOGL::AttachLayer(std::size_t layer) {
@@ -107,13 +61,9 @@ void DepthPeelingPanelRendererOGL::AttachLayer(std::size_t layer) {
 
 void DepthPeelingPanelRendererOGL::Draw(const Matrix4& viewProjection) {
     GLint eyeTarget = 0;
-    glGetIntegerv(GL_FRAMEBUFFER_BINDING, &eyeTarget);
-    if (framebuffer == 0) {
+    if (!BeginDraw(eyeTarget)) {
         return;
     }
-    context->SetBlending(false);
-    context->SetDepthTest(true, kDepthLess);
-    context->SetDepthWrite(true);
 
     // The nearest surfaces, each panel with its own program.
     AttachLayer(0);
@@ -136,20 +86,10 @@ void DepthPeelingPanelRendererOGL::Draw(const Matrix4& viewProjection) {
     context->SetBlending(true);
     compositingShader->Bind();
     for (std::uint32_t i = peelCount; i-- > 0;) {
-        glActiveTexture(GL_TEXTURE1);
-        glBindTexture(GL_TEXTURE_2D, depthTextures[i]);
-        glActiveTexture(GL_TEXTURE0);
-        glBindTexture(GL_TEXTURE_2D, colorTextures[i]);
-        quadMesh->Draw();
+        DrawFullScreen(colorTextures[i], depthTextures[i]);
     }
     compositingShader->Unbind();
-    glActiveTexture(GL_TEXTURE1);
-    glBindTexture(GL_TEXTURE_2D, 0);
-    glActiveTexture(GL_TEXTURE0);
-    glBindTexture(GL_TEXTURE_2D, 0);
-    context->SetBlending(false);
-    context->SetDepthTest(true, kDepthLess);
-    context->SetDepthWrite(true);
+    EndDraw();
 }
 
 }  // namespace STN

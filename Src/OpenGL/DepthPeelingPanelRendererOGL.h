@@ -6,44 +6,29 @@
 #include <cstdint>
 #include <vector>
 
-#include "IPanelRenderer.h"
+#include "OpenGL/PanelRendererBaseOGL.h"
 
 namespace STN {
 
-class IMesh;
-
-class DepthPeelingPanelRendererOGL : public IPanelRenderer {
+class DepthPeelingPanelRendererOGL : public PanelRendererBaseOGL {
 public:
     DepthPeelingPanelRendererOGL();
     ~DepthPeelingPanelRendererOGL() override;
 
-    std::string GetName() override { return name; }
-    bool IsInitialized() override { return framebuffer != 0; }
     // The layers take the size of the current viewport, once.
     void Init(const boost::shared_ptr<IGraphicsContext>& context) override;
-    // Also forgets the draw callback.
-    void Release() override;
-    void SetDrawCallback(const PanelDrawCallback& callback, void* data) override;
     void Draw(const Matrix4& viewProjection) override;
 
-
-    DepthPeelingPanelRendererOGL(const DepthPeelingPanelRendererOGL&) = delete;
-    DepthPeelingPanelRendererOGL& operator=(const DepthPeelingPanelRendererOGL&) = delete;
-
 private:
+    void ReleaseShaders() override;
+    void DeleteTextures() override;
     void AttachLayer(std::size_t layer);
 
-    std::string name;
     std::uint32_t peelCount;
     std::vector<std::uint32_t> depthTextures;
     std::vector<std::uint32_t> colorTextures;
-    std::uint32_t framebuffer = 0;
-    boost::shared_ptr<IGraphicsContext> context;
     boost::shared_ptr<IShader> peelShader;
     boost::shared_ptr<IShader> compositingShader;
-    boost::shared_ptr<IMesh> quadMesh;
-    PanelDrawCallback drawCallback;
-    void* userData = nullptr;
 };
 
 }  // namespace STN
