@@ -74,19 +74,18 @@ void UsageMetrics::SendInstanceMetrics() const {
 }
 
 void UsageMetrics::Clear() {
-    GPUDeviceName.clear();
-    HMDDeviceName.clear();
-    GPUFramesPlayed = 0;
-    CPUFramesPlayed = 0;
-    MaxFrameWidth = 0;
-    MaxFrameHeight = 0;
-    MaxFrameArea = 0;
-    MaxFrameAreaDimensions.clear();
-    StereoscopicSideBySideFramesPlayed = 0;
-    StereoscopicOverUnderFramesPlayed = 0;
-    MonoscopicFramesPlayed = 0;
-    InstancesAdded = 0;
-    InstancesRemoved = 0;
+    for (std::string* text : {&GPUDeviceName, &HMDDeviceName, &MaxFrameAreaDimensions}) {
+        text->clear();
+    }
+    for (std::atomic<std::uint32_t>* size : {&MaxFrameWidth, &MaxFrameHeight, &MaxFrameArea}) {
+        *size = 0;
+    }
+    for (std::atomic<std::uint64_t>* count :
+         {&GPUFramesPlayed, &CPUFramesPlayed, &StereoscopicSideBySideFramesPlayed,
+          &StereoscopicOverUnderFramesPlayed, &MonoscopicFramesPlayed, &InstancesAdded,
+          &InstancesRemoved}) {
+        *count = 0;
+    }
 }
 
 void ReportInitializationResult(const char* eventName, const char* key1, const char* value1,

@@ -1,11 +1,10 @@
-// The platform-neutral part of the context: factories, the lock pair and GL state.
-// Creation and current-state handling live in the EGL and WGL files.
+// The platform-neutral part of the context: factories, the steps of creation and destruction
+// that both platforms share, the lock pair and GL state. Making, deleting and binding the context
+// itself live in the EGL and WGL files.
 
 #include <GL/glew.h>
 
-#include "OpenGL/DepthPeelingPanelRendererOGL.h"
 #include "OpenGL/GraphicsContextOGL.h"
-#include "OpenGL/WeightedAverageBlendingPanelRendererOGL.h"
 
 #include "GB/Device.h"
 #include "OpenGL/DepthPeelingPanelRendererOGL.h"
@@ -73,6 +72,44 @@ void GraphicsContextOGL::BindDevice(const boost::shared_ptr<GB::Device>& device)
         height = 0;
     }
     ownsContext = false;
+}
+
+bool GraphicsContextOGL::CreateVersionedContext(
+    unsigned majorVersion, const boost::shared_ptr<IGraphicsContext>& shareWith) {
+    // The new context goes on the device of the old one.
+    const DeviceHandle device = deviceContext;
+    DestroyContext();
+    deviceContext = device;
+    return CreateOwnContext(majorVersion, shareWith);
+}
+
+bool GraphicsContextOGL::CoreMinorVersion(unsigned majorVersion, int& minorVersion) {
+    if (majorVersion != 3 && majorVersion != 4) {
+        return false;
+    }
+    minorVersion = majorVersion == 3 ? 2 : 1;
+    return true;
+}
+
+void GraphicsContextOGL::LoadEntryPoints() {
+    // GLEW built for GLX reports that it found no GLX display under EGL while it has loaded every
+    // GL entry point; its result is not a measure of success here.
+    glewExperimental = GL_TRUE;
+    (void)glewInit();
+    CheckGLErrors(true);
+}
+
+void GraphicsContextOGL::DestroyContext() {
+    if (glContext != nullptr) {
+        if (ownsContext) {
+            DeleteOwnContext();
+        }
+        glContext = nullptr;
+    }
+    deviceContext = nullptr;
+    ownsContext = false;
+    width = 0;
+    height = 0;
 }
 
 void GraphicsContextOGL::MakeCurrentAndLock() {

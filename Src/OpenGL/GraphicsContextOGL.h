@@ -82,6 +82,17 @@ public:
     }
 
 private:
+    // The platform's part of CreateVersionedContext, on the device kept from before.
+    bool CreateOwnContext(unsigned majorVersion,
+                          const boost::shared_ptr<IGraphicsContext>& shareWith);
+    // The platform's deletion of a context this object made.
+    void DeleteOwnContext();
+    // 3.2 for major version 3 and 4.1 for 4, the core versions the library asks for; false for
+    // any other major version.
+    static bool CoreMinorVersion(unsigned majorVersion, int& minorVersion);
+    // Loads the GL entry points for the current context, dropping what the loader's probing left.
+    static void LoadEntryPoints();
+
     std::string name;
     std::uint32_t width = 0;
     std::uint32_t height = 0;

@@ -41,13 +41,10 @@ void UseOpenGLOnThisThread() {
 
 }  // namespace
 
-bool GraphicsContextOGL::CreateVersionedContext(
-    unsigned majorVersion, const boost::shared_ptr<IGraphicsContext>& shareWith) {
-    const DeviceHandle device = deviceContext;
-    DestroyContext();
-    deviceContext = device;
-
-    if (majorVersion != 3 && majorVersion != 4) {
+bool GraphicsContextOGL::CreateOwnContext(unsigned majorVersion,
+                                          const boost::shared_ptr<IGraphicsContext>& shareWith) {
+    int minorVersion = 0;
+    if (!CoreMinorVersion(majorVersion, minorVersion)) {
         ClearCurrent();
         return false;
     }
@@ -61,15 +58,14 @@ bool GraphicsContextOGL::CreateVersionedContext(
         shareContext = other->glContext;
     }
 
-    const EGLint attributes[] = {EGL_CONTEXT_MAJOR_VERSION,
-                                 static_cast<EGLint>(majorVersion),
-                                 EGL_CONTEXT_MINOR_VERSION,
-                                 majorVersion == 3 ? 2 : 1,
-                                 EGL_CONTEXT_OPENGL_DEBUG,
-                                 EGL_TRUE,
-                                 EGL_CONTEXT_OPENGL_PROFILE_MASK,
-                                 EGL_CONTEXT_OPENGL_CORE_PROFILE_BIT,
-                                 EGL_NONE};
+    // clang-format off
+    const EGLint attributes[] = {
+        EGL_CONTEXT_MAJOR_VERSION, static_cast<EGLint>(majorVersion),
+        EGL_CONTEXT_MINOR_VERSION, minorVersion,
+        EGL_CONTEXT_OPENGL_DEBUG, EGL_TRUE,
+        EGL_CONTEXT_OPENGL_PROFILE_MASK, EGL_CONTEXT_OPENGL_CORE_PROFILE_BIT,
+        EGL_NONE};
+    // clang-format on
     EGLContext created = EGL_NO_CONTEXT;
     UseOpenGLOnThisThread();
     if (deviceContext != EGL_NO_DISPLAY && eglQueryAPI() == EGL_OPENGL_API) {
@@ -84,12 +80,7 @@ bool GraphicsContextOGL::CreateVersionedContext(
     glContext = created;
     ownsContext = true;
     MakeCurrent();
-
-    // GLEW built for GLX reports that it found no GLX display while it has loaded every GL
-    // entry point; its result is not a measure of success here.
-    glewExperimental = GL_TRUE;
-    (void)glewInit();
-    CheckGLErrors(true);
+    LoadEntryPoints();
     SetGLDebugOutput(true);
 
     // No surface is bound, so there is no swap interval to set.
@@ -129,17 +120,8 @@ void GraphicsContextOGL::SwapBuffers() {
     }
 }
 
-void GraphicsContextOGL::DestroyContext() {
-    if (glContext != nullptr) {
-        if (ownsContext) {
-            eglDestroyContext(deviceContext, glContext);
-        }
-        glContext = nullptr;
-    }
-    deviceContext = nullptr;
-    ownsContext = false;
-    width = 0;
-    height = 0;
+void GraphicsContextOGL::DeleteOwnContext() {
+    eglDestroyContext(deviceContext, glContext);
 }
 
 }  // namespace STN

@@ -32,32 +32,26 @@ std::string GetLastErrorText() {
 
 }  // namespace
 
-bool GraphicsContextOGL::CreateVersionedContext(
-    unsigned majorVersion, const boost::shared_ptr<IGraphicsContext>& shareWith) {
-    const HDC device = deviceContext;
-    DestroyContext();
-    deviceContext = device;
-
+bool GraphicsContextOGL::CreateOwnContext(unsigned majorVersion,
+                                          const boost::shared_ptr<IGraphicsContext>& shareWith) {
     const HGLRC temporary = wglCreateContext(deviceContext);
     wglMakeCurrent(deviceContext, temporary);
-    glewExperimental = GL_TRUE;
-    glewInit();
-    CheckGLErrors(true);
+    LoadEntryPoints();
 
-    if (majorVersion != 3 && majorVersion != 4) {
+    int minorVersion = 0;
+    if (!CoreMinorVersion(majorVersion, minorVersion)) {
         ClearCurrent();
         wglDeleteContext(temporary);
         return false;
     }
-    const int attributes[] = {WGL_CONTEXT_MAJOR_VERSION_ARB,
-                              static_cast<int>(majorVersion),
-                              WGL_CONTEXT_MINOR_VERSION_ARB,
-                              majorVersion == 3 ? 2 : 1,
-                              WGL_CONTEXT_FLAGS_ARB,
-                              WGL_CONTEXT_DEBUG_BIT_ARB,
-                              WGL_CONTEXT_PROFILE_MASK_ARB,
-                              WGL_CONTEXT_CORE_PROFILE_BIT_ARB,
-                              0};
+    // clang-format off
+    const int attributes[] = {
+        WGL_CONTEXT_MAJOR_VERSION_ARB, static_cast<int>(majorVersion),
+        WGL_CONTEXT_MINOR_VERSION_ARB, minorVersion,
+        WGL_CONTEXT_FLAGS_ARB, WGL_CONTEXT_DEBUG_BIT_ARB,
+        WGL_CONTEXT_PROFILE_MASK_ARB, WGL_CONTEXT_CORE_PROFILE_BIT_ARB,
+        0};
+    // clang-format on
     if (wglCreateContextAttribsARB == nullptr) {
         ClearCurrent();
         wglDeleteContext(temporary);
@@ -75,9 +69,7 @@ bool GraphicsContextOGL::CreateVersionedContext(
     MakeCurrent();
     wglDeleteContext(temporary);
 
-    glewExperimental = GL_TRUE;
-    glewInit();
-    CheckGLErrors(true);
+    LoadEntryPoints();
     SetGLDebugOutput(true);
 
     wglSwapIntervalEXT(0);
@@ -115,17 +107,8 @@ void GraphicsContextOGL::SwapBuffers() {
     ::SwapBuffers(deviceContext);
 }
 
-void GraphicsContextOGL::DestroyContext() {
-    if (glContext != nullptr) {
-        if (ownsContext) {
-            wglDeleteContext(glContext);
-        }
-        glContext = nullptr;
-    }
-    deviceContext = nullptr;
-    ownsContext = false;
-    width = 0;
-    height = 0;
+void GraphicsContextOGL::DeleteOwnContext() {
+    wglDeleteContext(glContext);
 }
 
 }  // namespace STN

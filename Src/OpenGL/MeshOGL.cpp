@@ -5,6 +5,7 @@
 #include <cstddef>
 
 #include "OpenGL/GLHooks.h"
+#include "OpenGL/GLObjects.h"
 #include "stnvr/vr_types.h"
 
 namespace STN {
@@ -13,6 +14,22 @@ namespace {
 
 const void* ByteOffset(std::size_t bytes) {
     return reinterpret_cast<const void*>(bytes);
+}
+
+// GL's mode for drawing `primitive`; triangles for a value outside the enum.
+GLenum PrimitiveMode(MeshPrimitive primitive) {
+    switch (primitive) {
+        case kPrimitiveTriangles:
+            return GL_TRIANGLES;
+        case kPrimitiveTriangleStrip:
+            return GL_TRIANGLE_STRIP;
+        case kPrimitiveLines:
+            return GL_LINES;
+        case kPrimitivePoints:
+            return GL_POINTS;
+        default:
+            return GL_TRIANGLES;
+    }
 }
 
 }  // namespace
@@ -31,18 +48,7 @@ void MeshOGL::CreateFromRenderModel(const vr::RenderModel_t& model) {
     hasColor = false;
     indexCount = 3 * model.unTriangleCount;
 
-    GLuint name = 0;
-    glGenVertexArrays(1, &name);
-    vertexArray = name;
-    glBindVertexArray(vertexArray);
-
-    glGenBuffers(1, &name);
-    vertexBuffer = name;
-    glBindBuffer(GL_ARRAY_BUFFER, vertexBuffer);
-    glBufferData(GL_ARRAY_BUFFER,
-                 static_cast<GLsizeiptr>(sizeof(vr::RenderModel_Vertex_t) * model.unVertexCount),
-                 model.rVertexData, GL_STATIC_DRAW);
-
+    UploadVertices(model.rVertexData, sizeof(vr::RenderModel_Vertex_t) * model.unVertexCount);
     const GLsizei stride = sizeof(vr::RenderModel_Vertex_t);
     glEnableVertexAttribArray(0);
     glVertexAttribPointer(0, 3, GL_FLOAT, GL_FALSE, stride,
@@ -53,16 +59,7 @@ void MeshOGL::CreateFromRenderModel(const vr::RenderModel_t& model) {
     glEnableVertexAttribArray(2);
     glVertexAttribPointer(2, 2, GL_FLOAT, GL_FALSE, stride,
                           ByteOffset(offsetof(vr::RenderModel_Vertex_t, rfTextureCoord)));
-
-    glGenBuffers(1, &name);
-    indexBuffer = name;
-    glBindBuffer(GL_ELEMENT_ARRAY_BUFFER, indexBuffer);
-    glBufferData(GL_ELEMENT_ARRAY_BUFFER,
-                 static_cast<GLsizeiptr>(sizeof(std::uint16_t) * 3 * model.unTriangleCount),
-                 model.rIndexData, GL_STATIC_DRAW);
-
-    glBindVertexArray(0);
-    CheckGLErrors(false);
+    UploadIndices(model.rIndexData, sizeof(std::uint16_t) * 3 * model.unTriangleCount);
 }
 
 void MeshOGL::Release() {
@@ -70,15 +67,9 @@ void MeshOGL::Release() {
     if (vertexBuffer == 0) {
         return;
     }
-    GLuint name = indexBuffer;
-    glDeleteBuffers(1, &name);
-    name = vertexArray;
-    glDeleteVertexArrays(1, &name);
-    name = vertexBuffer;
-    glDeleteBuffers(1, &name);
-    indexBuffer = 0;
-    vertexArray = 0;
-    vertexBuffer = 0;
+    globjects::DeleteName(glDeleteBuffers, indexBuffer);
+    globjects::DeleteName(glDeleteVertexArrays, vertexArray);
+    globjects::DeleteName(glDeleteBuffers, vertexBuffer);
     indexCount = 0;
     primitive = GL_TRIANGLES;
     hasNormal = false;
@@ -89,23 +80,7 @@ void MeshOGL::Release() {
 
 void MeshOGL::Begin(MeshPrimitive primitive, bool hasNormal, bool hasTexcoord, bool hasColor) {
     Release();
-    switch (primitive) {
-        case kPrimitiveTriangles:
-            this->primitive = GL_TRIANGLES;
-            break;
-        case kPrimitiveTriangleStrip:
-            this->primitive = GL_TRIANGLE_STRIP;
-            break;
-        case kPrimitiveLines:
-            this->primitive = GL_LINES;
-            break;
-        case kPrimitivePoints:
-            this->primitive = GL_POINTS;
-            break;
-        default:
-            this->primitive = GL_TRIANGLES;
-            break;
-    }
+    this->primitive = PrimitiveMode(primitive);
     this->hasNormal = hasNormal;
     this->hasTexcoord = hasTexcoord;
     this->hasColor = hasColor;
@@ -132,15 +107,7 @@ void MeshOGL::End() {
     const std::size_t stride = 3 + (hasNormal ? 3 : 0) + (hasTexcoord ? 2 : 0) + (hasColor ? 4 : 0);
     indexCount = static_cast<std::uint32_t>(vertices.size() / stride);
 
-    GLuint name = 0;
-    glGenVertexArrays(1, &name);
-    vertexArray = name;
-    glBindVertexArray(vertexArray);
-    glGenBuffers(1, &name);
-    vertexBuffer = name;
-    glBindBuffer(GL_ARRAY_BUFFER, vertexBuffer);
-    glBufferData(GL_ARRAY_BUFFER, static_cast<GLsizeiptr>(vertices.size() * sizeof(float)),
-                 vertices.data(), GL_STATIC_DRAW);
+    UploadVertices(vertices.data(), vertices.size() * sizeof(float));
 
     // Locations are packed: each present attribute takes the next one.
     const GLsizei strideBytes = static_cast<GLsizei>(stride * sizeof(float));
@@ -169,23 +136,31 @@ void MeshOGL::End() {
     for (std::size_t i = 0; i < indices.size(); ++i) {
         indices[i] = static_cast<std::uint16_t>(i);
     }
-    glGenBuffers(1, &name);
-    indexBuffer = name;
-    glBindBuffer(GL_ELEMENT_ARRAY_BUFFER, indexBuffer);
-    glBufferData(GL_ELEMENT_ARRAY_BUFFER,
-                 static_cast<GLsizeiptr>(indices.size() * sizeof(std::uint16_t)), indices.data(),
-                 GL_STATIC_DRAW);
-
-    glBindVertexArray(0);
+    UploadIndices(indices.data(), indices.size() * sizeof(std::uint16_t));
     vertices.clear();
     indices.clear();
-    CheckGLErrors(false);
 }
 
 void MeshOGL::Draw() {
     glBindVertexArray(vertexArray);
     glDrawElements(primitive, static_cast<GLsizei>(indexCount), GL_UNSIGNED_SHORT, nullptr);
     glBindVertexArray(0);
+}
+
+void MeshOGL::UploadVertices(const void* data, std::size_t bytes) {
+    vertexArray = globjects::NewName(glGenVertexArrays);
+    glBindVertexArray(vertexArray);
+    vertexBuffer = globjects::NewName(glGenBuffers);
+    glBindBuffer(GL_ARRAY_BUFFER, vertexBuffer);
+    glBufferData(GL_ARRAY_BUFFER, static_cast<GLsizeiptr>(bytes), data, GL_STATIC_DRAW);
+}
+
+void MeshOGL::UploadIndices(const void* data, std::size_t bytes) {
+    indexBuffer = globjects::NewName(glGenBuffers);
+    glBindBuffer(GL_ELEMENT_ARRAY_BUFFER, indexBuffer);
+    glBufferData(GL_ELEMENT_ARRAY_BUFFER, static_cast<GLsizeiptr>(bytes), data, GL_STATIC_DRAW);
+    glBindVertexArray(0);
+    CheckGLErrors(false);
 }
 
 }  // namespace STN

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -30,6 +31,12 @@ public:
     std::uint32_t GetPrimitive() const { return primitive; }
 
 private:
+    // A new vertex array, left bound, with `bytes` of `data` in its vertex buffer; the caller
+    // then describes the attributes.
+    void UploadVertices(const void* data, std::size_t bytes);
+    // The index buffer of the bound vertex array, which it then unbinds and checks for errors.
+    void UploadIndices(const void* data, std::size_t bytes);
+
     std::string name;
     std::uint32_t vertexBuffer = 0;
     std::uint32_t indexBuffer = 0;

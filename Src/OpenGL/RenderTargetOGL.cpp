@@ -5,6 +5,7 @@
 #include <cstdint>
 
 #include "OpenGL/GLHooks.h"
+#include "OpenGL/GLObjects.h"
 #include "stnvr/vr_types.h"
 
 namespace STN {
@@ -21,43 +22,30 @@ RenderTargetOGL::~RenderTargetOGL() {
 }
 
 void RenderTargetOGL::Create(int width, int height) {
-    if (width == this->width && height == this->height) {
+    if (!globjects::Resize(*this, this->width, this->height, width, height)) {
         return;
     }
-    Release();
-    this->width = width;
-    this->height = height;
 
-    GLuint name = 0;
-    glGenFramebuffers(1, &name);
-    multisampleFramebuffer = name;
+    multisampleFramebuffer = globjects::NewName(glGenFramebuffers);
     glBindFramebuffer(GL_FRAMEBUFFER, multisampleFramebuffer);
 
-    glGenRenderbuffers(1, &name);
-    depthRenderbuffer = name;
+    depthRenderbuffer = globjects::NewName(glGenRenderbuffers);
     glBindRenderbuffer(GL_RENDERBUFFER, depthRenderbuffer);
     glRenderbufferStorageMultisample(GL_RENDERBUFFER, kSamples, GL_DEPTH_COMPONENT, width, height);
     glFramebufferRenderbuffer(GL_FRAMEBUFFER, GL_DEPTH_ATTACHMENT, GL_RENDERBUFFER,
                               depthRenderbuffer);
 
-    glGenTextures(1, &name);
-    multisampleTexture = name;
+    multisampleTexture = globjects::NewName(glGenTextures);
     glBindTexture(GL_TEXTURE_2D_MULTISAMPLE, multisampleTexture);
     glTexImage2DMultisample(GL_TEXTURE_2D_MULTISAMPLE, kSamples, GL_RGBA8, width, height, GL_TRUE);
     glFramebufferTexture2D(GL_FRAMEBUFFER, GL_COLOR_ATTACHMENT0, GL_TEXTURE_2D_MULTISAMPLE,
                            multisampleTexture, 0);
 
-    glGenFramebuffers(1, &name);
-    resolveFramebuffer = name;
+    resolveFramebuffer = globjects::NewName(glGenFramebuffers);
     glBindFramebuffer(GL_FRAMEBUFFER, resolveFramebuffer);
-
-    glGenTextures(1, &name);
-    resolveTexture = name;
+    resolveTexture = globjects::NewName(glGenTextures);
     glBindTexture(GL_TEXTURE_2D, resolveTexture);
-    glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MIN_FILTER, GL_LINEAR);
-    glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MAX_LEVEL, 0);
-    glTexImage2D(GL_TEXTURE_2D, 0, GL_RGBA8, width, height, 0, GL_RGBA, GL_UNSIGNED_BYTE, nullptr);
-    glFramebufferTexture2D(GL_FRAMEBUFFER, GL_COLOR_ATTACHMENT0, GL_TEXTURE_2D, resolveTexture, 0);
+    globjects::AttachColorLevel(GL_TEXTURE_2D, resolveTexture, width, height);
 
     glBindFramebuffer(GL_FRAMEBUFFER, 0);
     CheckGLErrors(false);
@@ -67,21 +55,8 @@ void RenderTargetOGL::Release() {
     if (depthRenderbuffer == 0) {
         return;
     }
-    GLuint name = depthRenderbuffer;
-    glDeleteRenderbuffers(1, &name);
-    name = multisampleTexture;
-    glDeleteTextures(1, &name);
-    name = multisampleFramebuffer;
-    glDeleteFramebuffers(1, &name);
-    name = resolveTexture;
-    glDeleteTextures(1, &name);
-    name = resolveFramebuffer;
-    glDeleteFramebuffers(1, &name);
-    depthRenderbuffer = 0;
-    multisampleTexture = 0;
-    multisampleFramebuffer = 0;
-    resolveTexture = 0;
-    resolveFramebuffer = 0;
+    globjects::DeleteFramebuffer(multisampleFramebuffer, multisampleTexture, depthRenderbuffer);
+    globjects::DeleteFramebuffer(resolveFramebuffer, resolveTexture);
     width = 0;
     height = 0;
     CheckGLErrors(false);

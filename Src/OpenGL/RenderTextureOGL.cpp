@@ -3,6 +3,7 @@
 #include "OpenGL/RenderTextureOGL.h"
 
 #include "OpenGL/GLHooks.h"
+#include "OpenGL/GLObjects.h"
 
 namespace STN {
 
@@ -13,44 +14,24 @@ RenderTextureOGL::~RenderTextureOGL() {
 }
 
 void RenderTextureOGL::Create(int width, int height) {
-    if (width == this->width && height == this->height) {
+    if (!globjects::Resize(*this, this->width, this->height, width, height)) {
         return;
     }
-    Release();
-    this->width = width;
-    this->height = height;
     target = GL_TEXTURE_2D;
 
-    GLuint name = 0;
-    glGenFramebuffers(1, &name);
-    framebuffer = name;
+    framebuffer = globjects::NewName(glGenFramebuffers);
     glBindFramebuffer(GL_FRAMEBUFFER, framebuffer);
-    glGenTextures(1, &name);
-    texture = name;
+    texture = globjects::NewName(glGenTextures);
     glBindTexture(target, texture);
     glTexParameteri(target, GL_TEXTURE_WRAP_S, GL_CLAMP_TO_EDGE);
     glTexParameteri(target, GL_TEXTURE_WRAP_T, GL_CLAMP_TO_EDGE);
-    glTexParameteri(target, GL_TEXTURE_MIN_FILTER, GL_LINEAR);
-    glTexParameteri(target, GL_TEXTURE_MAX_LEVEL, 0);
-    glTexImage2D(target, 0, GL_RGBA8, width, height, 0, GL_RGBA, GL_UNSIGNED_BYTE, nullptr);
-    glFramebufferTexture2D(GL_FRAMEBUFFER, GL_COLOR_ATTACHMENT0, target, texture, 0);
+    globjects::AttachColorLevel(target, texture, width, height);
     glBindFramebuffer(GL_FRAMEBUFFER, 0);
     CheckGLErrors(false);
 }
 
 void RenderTextureOGL::Release() {
-    // Name 0 would be ignored by GL anyway; skipping it also keeps a never-created object from
-    // touching GL when no context was ever made.
-    GLuint name = texture;
-    if (name != 0) {
-        glDeleteTextures(1, &name);
-    }
-    name = framebuffer;
-    if (name != 0) {
-        glDeleteFramebuffers(1, &name);
-    }
-    texture = 0;
-    framebuffer = 0;
+    globjects::DeleteFramebuffer(framebuffer, texture);
     width = 0;
     height = 0;
     CheckGLErrors(false);
@@ -66,13 +47,11 @@ void RenderTextureOGL::UnbindTarget() {
 }
 
 void RenderTextureOGL::BindTexture() {
-    glActiveTexture(GL_TEXTURE0);
-    glBindTexture(target, texture);
+    globjects::BindOnUnitZero(target, texture);
 }
 
 void RenderTextureOGL::UnbindTexture() {
-    glActiveTexture(GL_TEXTURE0);
-    glBindTexture(target, 0);
+    globjects::BindOnUnitZero(target, 0);
 }
 
 bool RenderTextureOGL::IsRectangle() {

@@ -13,6 +13,7 @@
 #include "GB/CudaDriver.h"
 #include "GB/Device.h"
 #include "OpenGL/GLHooks.h"
+#include "OpenGL/GLObjects.h"
 #include "hostcore/debug.h"
 #include "stnvr/vr_types.h"
 
@@ -69,12 +70,9 @@ void TextureOGL::Create(const boost::shared_ptr<GB::Device>& device, unsigned wi
     pixelFormat = format;
     this->width = width;
     this->height = height;
-    GLuint name = 0;
-    glGenTextures(1, &name);
-    texture = name;
-    glActiveTexture(GL_TEXTURE0);
+    texture = globjects::NewName(glGenTextures);
     target = GL_TEXTURE_2D;
-    glBindTexture(target, texture);
+    globjects::BindOnUnitZero(target, texture);
     glTexImage2D(GL_TEXTURE_2D, 0, static_cast<GLint>(gl.internalFormat),
                  static_cast<GLsizei>(width), static_cast<GLsizei>(height), 0, gl.transferFormat,
                  gl.transferType, nullptr);
@@ -87,14 +85,11 @@ void TextureOGL::Create(const boost::shared_ptr<GB::Device>& device, unsigned wi
 
 void TextureOGL::CreateFromRenderModel(const vr::RenderModel_TextureMap_t& map) {
     Release();
-    GLuint name = 0;
-    glGenTextures(1, &name);
-    texture = name;
+    texture = globjects::NewName(glGenTextures);
     width = map.unWidth;
     height = map.unHeight;
-    glActiveTexture(GL_TEXTURE0);
     target = GL_TEXTURE_2D;
-    glBindTexture(target, texture);
+    globjects::BindOnUnitZero(target, texture);
     glTexImage2D(GL_TEXTURE_2D, 0, GL_RGBA, static_cast<GLsizei>(width),
                  static_cast<GLsizei>(height), 0, GL_RGBA, GL_UNSIGNED_BYTE, map.rubTextureMapData);
     glGenerateMipmap(GL_TEXTURE_2D);
@@ -156,17 +151,13 @@ void TextureOGL::Release() {
         clMemory = nullptr;
     }
     if (pixelBuffer != 0) {
-        GLuint buffer = pixelBuffer;
-        glDeleteBuffers(1, &buffer);
-        pixelBuffer = 0;
+        globjects::DeleteName(glDeleteBuffers, pixelBuffer);
         pixelBufferGLFormat = 0;
         pixelBufferGLType = 0;
         pixelBufferRowBytes = 0;
         pixelBufferFormat = hostmediatypes::kPixelFormat_Any;
     }
-    GLuint name = texture;
-    glDeleteTextures(1, &name);
-    texture = 0;
+    globjects::DeleteName(glDeleteTextures, texture);
     width = 0;
     height = 0;
     pixelFormat = hostmediatypes::kPixelFormat_Any;
@@ -211,8 +202,7 @@ void TextureOGL::BuildMipmapsOnce() {
     if (mipmapsBuilt || !IsMipmapped()) {
         return;
     }
-    glActiveTexture(GL_TEXTURE0);
-    glBindTexture(target, texture);
+    globjects::BindOnUnitZero(target, texture);
     glGenerateMipmap(target);
     glBindTexture(target, 0);
     mipmapsBuilt = true;
@@ -220,15 +210,11 @@ void TextureOGL::BuildMipmapsOnce() {
 
 void TextureOGL::SetWrap(TextureWrap wrap) {
     glBindTexture(target, texture);
-    switch (wrap) {
-        case kWrapClamp:
-            glTexParameteri(target, GL_TEXTURE_WRAP_S, GL_CLAMP_TO_EDGE);
-            glTexParameteri(target, GL_TEXTURE_WRAP_T, GL_CLAMP_TO_EDGE);
-            break;
-        case kWrapRepeatS:
-            glTexParameteri(target, GL_TEXTURE_WRAP_S, GL_REPEAT);
-            glTexParameteri(target, GL_TEXTURE_WRAP_T, GL_CLAMP_TO_EDGE);
-            break;
+    // T always clamps and only S may repeat; a value outside the enum sets nothing.
+    if (wrap == kWrapClamp || wrap == kWrapRepeatS) {
+        glTexParameteri(target, GL_TEXTURE_WRAP_S,
+                        wrap == kWrapRepeatS ? GL_REPEAT : GL_CLAMP_TO_EDGE);
+        glTexParameteri(target, GL_TEXTURE_WRAP_T, GL_CLAMP_TO_EDGE);
     }
     glBindTexture(target, 0);
     CheckGLErrors(false);
@@ -238,8 +224,7 @@ void TextureOGL::GenerateMipmaps() {
     if (!IsMipmapped()) {
         return;
     }
-    glActiveTexture(GL_TEXTURE0);
-    glBindTexture(target, texture);
+    globjects::BindOnUnitZero(target, texture);
     glGenerateMipmap(target);
     glBindTexture(target, 0);
     CheckGLErrors(false);
@@ -251,8 +236,7 @@ void TextureOGL::Upload(const void* data, hostmediatypes::PixelFormat format, un
     if (data == nullptr || texture == 0 || !UnpackRowLength(format, width, rowBytes, rowLength)) {
         return;
     }
-    glActiveTexture(GL_TEXTURE0);
-    glBindTexture(target, texture);
+    globjects::BindOnUnitZero(target, texture);
     // Left in force on this context for later transfers.
     glPixelStorei(GL_UNPACK_ALIGNMENT, 1);
     glPixelStorei(GL_UNPACK_ROW_LENGTH, rowLength);
@@ -271,16 +255,12 @@ void TextureOGL::CreatePixelBuffer(hostmediatypes::PixelFormat format) {
         return;
     }
     if (pixelBuffer != 0) {
-        GLuint buffer = pixelBuffer;
-        glDeleteBuffers(1, &buffer);
-        pixelBuffer = 0;
+        globjects::DeleteName(glDeleteBuffers, pixelBuffer);
         pixelBufferFormat = hostmediatypes::kPixelFormat_Any;
     }
     pixelBufferFormat = format;
     const std::uint32_t rowBytes = RowBytesFor(format, width);
-    GLuint buffer = 0;
-    glGenBuffers(1, &buffer);
-    pixelBuffer = buffer;
+    pixelBuffer = globjects::NewName(glGenBuffers);
     glBindBuffer(GL_PIXEL_UNPACK_BUFFER, pixelBuffer);
     glBufferData(GL_PIXEL_UNPACK_BUFFER,
                  static_cast<GLsizeiptr>(static_cast<std::uint64_t>(rowBytes) * height), nullptr,
@@ -358,13 +338,11 @@ void* TextureOGL::GetComputeHandle() {
 }
 
 void TextureOGL::Bind() {
-    glActiveTexture(GL_TEXTURE0);
-    glBindTexture(target, texture);
+    globjects::BindOnUnitZero(target, texture);
 }
 
 void TextureOGL::Unbind() {
-    glActiveTexture(GL_TEXTURE0);
-    glBindTexture(target, 0);
+    globjects::BindOnUnitZero(target, 0);
 }
 
 }  // namespace STN
