@@ -8,8 +8,7 @@ namespace STN {
 void EventInterpreterRift::Bind(const boost::shared_ptr<OpenVRManager>& manager) {
     IEventInterpreter::Bind(manager);
     // Not a mirror image: the right controller's pointer sits a little further in.
-    leftOffset = GripOffset(0.006f, -0.025f, 0.031f);
-    rightOffset = GripOffset(-0.00665f, -0.025f, 0.031f);
+    SetGripOffsets(GripOffset(0.006f, -0.025f, 0.031f), GripOffset(-0.00665f, -0.025f, 0.031f));
 }
 
 std::uint32_t EventInterpreterRift::TranslateButton(const vr::VREvent_t& event,
@@ -41,10 +40,6 @@ void EventInterpreterRift::RevisitController(vr::IVRSystem* system, ControllerMa
         controller.SetHand(HandOfRole(
             system->GetControllerRoleForTrackedDeviceIndex(controller.deviceIndex.load())));
     }
-}
-
-Matrix4 EventInterpreterRift::ApplyGripOffset(std::uint32_t listIndex, const Matrix4& pose) {
-    return OffsetByHand(listIndex, pose, leftOffset, rightOffset);
 }
 
 }  // namespace STN

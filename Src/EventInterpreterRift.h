@@ -16,11 +16,6 @@ protected:
                                   const boost::shared_ptr<ControllerManager>& controller) override;
     void SetUpNewController(vr::IVRSystem* system, ControllerManager& controller) override;
     void RevisitController(vr::IVRSystem* system, ControllerManager& controller) override;
-    Matrix4 ApplyGripOffset(std::uint32_t listIndex, const Matrix4& pose) override;
-
-private:
-    Matrix4 leftOffset = Matrix4::Identity();
-    Matrix4 rightOffset = Matrix4::Identity();
 };
 
 }  // namespace STN

@@ -12,9 +12,9 @@ const std::uint32_t kMaxRoleAttempts = 1000;
 
 }  // namespace
 
-EventInterpreterWinMR::EventInterpreterWinMR()
-    : leftOffset(GripOffset(0.006f, -0.01f, 0.042f)),
-      rightOffset(GripOffset(-0.006f, -0.01f, 0.042f)) {}
+EventInterpreterWinMR::EventInterpreterWinMR() {
+    SetGripOffsets(GripOffset(0.006f, -0.01f, 0.042f), GripOffset(-0.006f, -0.01f, 0.042f));
+}
 
 std::uint32_t EventInterpreterWinMR::TranslateButton(
     const vr::VREvent_t& event, const vr::VRControllerState_t& state,
@@ -72,10 +72,6 @@ void EventInterpreterWinMR::DetectRole(vr::IVRSystem* system, ControllerManager&
         }
     }
     controller.SetHand(HandOfRole(role));
-}
-
-Matrix4 EventInterpreterWinMR::ApplyGripOffset(std::uint32_t listIndex, const Matrix4& pose) {
-    return OffsetByHand(listIndex, pose, leftOffset, rightOffset);
 }
 
 bool EventInterpreterWinMR::RecoverControllers() {

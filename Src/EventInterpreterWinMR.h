@@ -16,14 +16,10 @@ protected:
                                   const boost::shared_ptr<ControllerManager>& controller) override;
     void SetUpNewController(vr::IVRSystem* system, ControllerManager& controller) override;
     void RevisitController(vr::IVRSystem* system, ControllerManager& controller) override;
-    Matrix4 ApplyGripOffset(std::uint32_t listIndex, const Matrix4& pose) override;
     bool RecoverControllers() override;
 
 private:
     void DetectRole(vr::IVRSystem* system, ControllerManager& controller);
-
-    Matrix4 leftOffset;
-    Matrix4 rightOffset;
 };
 
 }  // namespace STN

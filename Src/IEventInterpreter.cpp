@@ -104,8 +104,10 @@ void IEventInterpreter::SetControllerAddedCallback(
 
 void IEventInterpreter::RevisitController(vr::IVRSystem*, ControllerManager&) {}
 
-Matrix4 IEventInterpreter::ApplyGripOffset(std::uint32_t, const Matrix4& pose) {
-    return pose;
+void IEventInterpreter::SetGripOffsets(const Matrix4& left, const Matrix4& right) {
+    leftGripOffset = left;
+    rightGripOffset = right;
+    hasGripOffsets = true;
 }
 
 bool IEventInterpreter::RecoverControllers() {
@@ -188,15 +190,17 @@ std::uint32_t IEventInterpreter::HandOfRole(vr::ETrackedControllerRole role) {
     return kHandUnassigned;
 }
 
-Matrix4 IEventInterpreter::OffsetByHand(std::uint32_t listIndex, const Matrix4& pose,
-                                        const Matrix4& left, const Matrix4& right) const {
+Matrix4 IEventInterpreter::ApplyGripOffset(std::uint32_t listIndex, const Matrix4& pose) const {
+    if (!hasGripOffsets) {
+        return pose;
+    }
     const boost::shared_ptr<ControllerManager> controller = GetController(listIndex);
     const std::uint32_t hand = controller ? controller->GetHand() : kHandUnassigned;
     if (hand == kHandLeft) {
-        return pose * left;
+        return pose * leftGripOffset;
     }
     if (hand == kHandRight) {
-        return pose * right;
+        return pose * rightGripOffset;
     }
     return pose;
 }

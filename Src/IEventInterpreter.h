@@ -58,7 +58,9 @@ protected:
     virtual void SetUpNewController(vr::IVRSystem* system, ControllerManager& controller) = 0;
     // The family's second look at a known controller, on each event and update.
     virtual void RevisitController(vr::IVRSystem* system, ControllerManager& controller);
-    virtual Matrix4 ApplyGripOffset(std::uint32_t listIndex, const Matrix4& pose);
+    // `pose` times the grip offset of the listed controller's hand; `pose` itself without a hand
+    // or where the family set no offsets.
+    Matrix4 ApplyGripOffset(std::uint32_t listIndex, const Matrix4& pose) const;
     // Clears out controllers that fell silent; true when one was.
     virtual bool RecoverControllers();
 
@@ -70,9 +72,8 @@ protected:
     void NoteHands(bool validOnly, bool& right, bool& left);
     // The hands of two controllers known by their runtime role; 15 for any other role.
     static std::uint32_t HandOfRole(vr::ETrackedControllerRole role);
-    // `pose` times the offset of the listed controller's hand; `pose` itself without a hand.
-    Matrix4 OffsetByHand(std::uint32_t listIndex, const Matrix4& pose, const Matrix4& left,
-                         const Matrix4& right) const;
+    // Where the family's pointer sits on each hand's grip (see GripOffset). Set before any event.
+    void SetGripOffsets(const Matrix4& left, const Matrix4& right);
     // Where the thumb rests on a trackpad, and the button a press means there.
     enum PadRegion { kPadNone, kPadLower, kPadUpper };
     static std::uint32_t PadButton(std::uint32_t button, PadRegion region);
@@ -91,6 +92,9 @@ protected:
     mutable std::mutex listMutex;
     boost::shared_ptr<IControllerAddedCallback> controllerAdded;
     std::vector<boost::shared_ptr<ControllerManager>> retired;
+    bool hasGripOffsets = false;
+    Matrix4 leftGripOffset = Matrix4::Identity();
+    Matrix4 rightGripOffset = Matrix4::Identity();
 };
 
 // 1 Vive, 2 Windows Mixed Reality, 3 Rift (the headset classification's families); empty for

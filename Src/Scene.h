@@ -99,11 +99,8 @@ public:
     bool showPlaceholder = false;
 
     // Read access for the render thread's owner and for tests.
-    const std::vector<Rect>& GetSubRects() const { return subRects; }
     const Rect& GetFOVRect() const { return fovRect; }
     const Rect& GetUVRect() const { return uvRect; }
-    std::int32_t GetLeftSubRect() const { return leftSubRect; }
-    std::int32_t GetRightSubRect() const { return rightSubRect; }
     const std::vector<TrackedDeviceState>& GetDevices() const { return devices; }
     const Matrix4& GetViewMatrix() const { return viewMatrix; }
     bool IsTheaterEnabled() const { return theaterEnabled; }
