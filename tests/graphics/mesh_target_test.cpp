@@ -54,10 +54,6 @@ TEST_F(MeshTargetTest, TriangleInAFourSampleTargetResolvesWithAntialiasedEdge) {
     target.Bind();
     glGetIntegerv(GL_SAMPLES, &samples);
     EXPECT_EQ(samples, 4);
-    GLint viewport[4] = {};
-    glGetIntegerv(GL_VIEWPORT, viewport);
-    EXPECT_EQ(viewport[2], size);
-    EXPECT_TRUE(glIsEnabled(GL_MULTISAMPLE));
 
     // The lower-left half, in red, through the vertex-colour program (colour at location 1).
     MeshOGL mesh("Triangle");
@@ -66,7 +62,6 @@ TEST_F(MeshTargetTest, TriangleInAFourSampleTargetResolvesWithAntialiasedEdge) {
     mesh.AddVertex(1, -1, 0, 9, 9, 9, 9, 9, 1, 0, 0, 1);
     mesh.AddVertex(-1, 1, 0, 9, 9, 9, 9, 9, 1, 0, 0, 1);
     mesh.End();
-    EXPECT_EQ(mesh.GetIndexCount(), 3u);
     ShaderOGL shader("FlatShader");
     ASSERT_TRUE(shader.Load("FlatShader", false));
 
@@ -78,11 +73,6 @@ TEST_F(MeshTargetTest, TriangleInAFourSampleTargetResolvesWithAntialiasedEdge) {
     mesh.Draw();
     shader.Unbind();
     target.Resolve();
-    EXPECT_FALSE(glIsEnabled(GL_MULTISAMPLE));
-    GLint bound = -1;
-    glGetIntegerv(GL_DRAW_FRAMEBUFFER_BINDING, &bound);
-    EXPECT_EQ(bound, 0);
-
     DrainErrors();
     const std::vector<std::uint8_t> pixels =
         stereon::test::ReadTextureRGBA8(target.GetResolveTexture(), size, size);
@@ -115,7 +105,6 @@ TEST_F(MeshTargetTest, TriangleInAFourSampleTargetResolvesWithAntialiasedEdge) {
 
 TEST_F(MeshTargetTest, TargetIsRebuiltOnlyWhenItsSizeChanges) {
     RenderTargetOGL target("RightTarget");
-    EXPECT_EQ(target.GetVRTexture().handle, nullptr);
     target.Create(0, 0);  // matches the empty size: nothing is made
     EXPECT_EQ(target.GetResolveTexture(), 0u);
 
@@ -124,18 +113,13 @@ TEST_F(MeshTargetTest, TargetIsRebuiltOnlyWhenItsSizeChanges) {
     ASSERT_NE(first, 0u);
     target.Create(8, 4);
     EXPECT_EQ(target.GetResolveTexture(), first);
-    EXPECT_EQ(target.GetWidth(), 8);
-    EXPECT_EQ(target.GetHeight(), 4);
-
     target.Create(4, 8);
-    EXPECT_EQ(target.GetWidth(), 4);
     EXPECT_FALSE(glIsTexture(first));
     DrainErrors();
     EXPECT_FALSE(stereon::test::ReadTextureRGBA8(target.GetResolveTexture(), 4, 8).empty());
 
     target.Release();
     EXPECT_EQ(target.GetResolveTexture(), 0u);
-    EXPECT_EQ(target.GetWidth(), 0);
     target.Release();
     target.Create(4, 8);  // the size was zeroed, so this rebuilds
     EXPECT_NE(target.GetResolveTexture(), 0u);
@@ -180,7 +164,6 @@ TEST_F(MeshTargetTest, RenderModelMeshDrawsItsTextureAndOwnsACopyOfTheData) {
         model.diffuseTextureId = 0;
         mesh.CreateFromRenderModel(model);
     }
-    EXPECT_EQ(mesh.GetIndexCount(), 6u);
 
     RenderTargetOGL target("ModelTarget");
     target.Create(8, 8);
@@ -225,7 +208,7 @@ TEST_F(MeshTargetTest, RenderModelMeshDrawsItsTextureAndOwnsACopyOfTheData) {
     EXPECT_EQ(texcoord.offset, 24u);
 }
 
-TEST_F(MeshTargetTest, StagedAttributesArePackedInTableOrder) {
+TEST_F(MeshTargetTest, StagedMeshesPackTheirAttributesAtConsecutiveLocations) {
     MeshOGL mesh("Packed");
     mesh.Begin(kPrimitiveLines, true, true, true);
     mesh.AddVertex(0, 0, 0, 0, 0, 1, 0, 0, 1, 1, 1, 1);
@@ -246,10 +229,10 @@ TEST_F(MeshTargetTest, StagedAttributesArePackedInTableOrder) {
         EXPECT_EQ(all[i].stride, 48) << i;
     }
 
-    // Texture coordinate and colour only, as the dial program reads them: locations 1 and 2.
+    // Texture coordinate and colour only, as the dial program reads them: locations 1 and 2. An
+    // unknown primitive draws triangles.
     mesh.Begin(static_cast<MeshPrimitive>(17), false, true, true);
     EXPECT_EQ(mesh.GetPrimitive(), static_cast<std::uint32_t>(GL_TRIANGLES));
-    EXPECT_EQ(mesh.GetVertexArray(), 0u);
     for (int i = 0; i < 3; ++i) {
         mesh.AddVertex(0, 0, 0, 5, 5, 5, 0, 0, 1, 1, 1, 1);
     }
@@ -266,17 +249,14 @@ TEST_F(MeshTargetTest, StagedAttributesArePackedInTableOrder) {
     EXPECT_EQ(colour.offset, 20u);
     EXPECT_EQ(colour.stride, 36);
     EXPECT_EQ(none.enabled, GL_FALSE);
-}
 
-TEST_F(MeshTargetTest, EndWithoutVerticesMakesNothingAndDrawIsHarmless) {
-    MeshOGL mesh("Empty");
+    // Without vertices nothing is made, and drawing it is harmless.
     mesh.Begin(kPrimitivePoints, false, false, false);
     mesh.End();
     EXPECT_EQ(mesh.GetIndexCount(), 0u);
     EXPECT_EQ(mesh.GetVertexArray(), 0u);
     mesh.Draw();
     DrainErrors();
-    mesh.Release();
 }
 
 TEST_F(MeshTargetTest, RenderTextureIsAPlainColourTarget) {
@@ -287,7 +267,6 @@ TEST_F(MeshTargetTest, RenderTextureIsAPlainColourTarget) {
 
     RenderTextureOGL target("Blur");
     target.Create(4, 2);
-    EXPECT_FALSE(target.IsRectangle());
     const GLuint texture = target.GetTexture();
     target.Create(4, 2);
     EXPECT_EQ(target.GetTexture(), texture);
@@ -318,7 +297,6 @@ TEST_F(MeshTargetTest, RenderTextureIsAPlainColourTarget) {
     target.UnbindTexture();
 
     target.Release();
-    EXPECT_EQ(target.GetWidth(), 0);
     EXPECT_FALSE(glIsTexture(texture));
 }
 

@@ -5,7 +5,6 @@
 
 #include <atomic>
 #include <cstring>
-#include <map>
 #include <random>
 #include <set>
 #include <thread>
@@ -67,7 +66,6 @@ TEST(InterfaceIdTest, ParsesTheUsualFormInEitherCaseAndRejectsAnythingElse) {
                   "parsed at compile time");
     EXPECT_EQ(id.ToString(), "13e1ff4a-84ba-4b45-9cb7-4f658044ed8a");
     EXPECT_EQ(InterfaceID::FromString("13E1FF4A-84BA-4B45-9CB7-4F658044ED8A"), id);
-    EXPECT_NE(IShape::kInterfaceID, IColour::kInterfaceID);
 
     for (const char* bad :
          {"", "13e1ff4a84ba4b459cb74f658044ed8a", "13e1ff4a-84ba-4b45-9cb7-4f658044ed8",  // short
@@ -78,7 +76,7 @@ TEST(InterfaceIdTest, ParsesTheUsualFormInEitherCaseAndRejectsAnythingElse) {
     EXPECT_TRUE(InterfaceID::FromString(nullptr).IsNull());
 }
 
-TEST(InterfaceRefTest, CopiesMovesAndResetsKeepTheCountRight) {
+TEST(InterfaceRefTest, ReferencesKeepTheCountAndTheLastOneFreesTheObject) {
     destroyed = 0;
     Square* raw = new Square();
     {
@@ -95,73 +93,52 @@ TEST(InterfaceRefTest, CopiesMovesAndResetsKeepTheCountRight) {
         EXPECT_EQ(raw->RefCount(), 2);
         c.Reset();
         EXPECT_EQ(raw->RefCount(), 1);
-        EXPECT_EQ(a->Sides(), 4);
         EXPECT_EQ((*a).Sides(), 4);
-        EXPECT_EQ(destroyed, 0);
-    }
-    EXPECT_EQ(destroyed, 1);
-}
 
-TEST(InterfaceRefTest, QueryInterfaceHandsOutAReferenceOrNull) {
-    destroyed = 0;
-    {
-        InterfaceRef<IShape> shape = InterfaceRef<IShape>::Retain(new Square());
-        InterfaceRef<IColour> colour = shape.QueryInterface<IColour>();
+        // A query hands out a counted reference, or null without touching the count.
+        InterfaceRef<IColour> colour = a.QueryInterface<IColour>();
         ASSERT_TRUE(colour);
-        EXPECT_EQ(colour->Rgb(), 0x00ff00);
-        EXPECT_EQ(static_cast<Square*>(shape.Get())->RefCount(), 2);
-
-        EXPECT_FALSE(shape.QueryInterface<ISound>());
-        EXPECT_EQ(static_cast<Square*>(shape.Get())->RefCount(), 2);
-
-        InterfaceRef<IShape> none;
-        EXPECT_FALSE(none.QueryInterface<IColour>());
+        EXPECT_EQ(raw->RefCount(), 2);
+        EXPECT_FALSE(a.QueryInterface<ISound>());
+        EXPECT_FALSE(InterfaceRef<IShape>().QueryInterface<IColour>());
+        EXPECT_EQ(raw->RefCount(), 2);
 
         // The shape goes first; the colour reference alone keeps the object.
-        shape.Reset();
+        a.Reset();
         EXPECT_EQ(destroyed, 0);
         EXPECT_EQ(colour->Rgb(), 0x00ff00);
     }
     EXPECT_EQ(destroyed, 1);
-}
 
-TEST(InterfaceRefTest, AdoptTakesOverTheCallersReference) {
-    destroyed = 0;
-    Square* raw = new Square();
+    // Adopt takes over the caller's reference instead of adding one.
+    raw = new Square();
     raw->AddRefImpl();
     {
         InterfaceRef<IShape> adopted = InterfaceRef<IShape>::Adopt(raw);
         EXPECT_EQ(raw->RefCount(), 1);
     }
-    EXPECT_EQ(destroyed, 1);
-}
+    EXPECT_EQ(destroyed, 2);
 
-TEST(InterfaceRefTest, DereferencingNullThrowsWithTheReferenceTypeInTheMessage) {
-    InterfaceRef<IShape> none;
+    // A null one throws, naming the reference type.
     try {
-        (void)none->Sides();
+        (void)InterfaceRef<IShape>()->Sides();
         FAIL() << "no exception";
     } catch (const NullInterfaceException& e) {
         EXPECT_STREQ(e.what(),
                      "A NULL interface pointer has been dereferenced: "
                      "hostcore::classref::InterfaceRef<(anonymous namespace)::IShape>");
     }
-    EXPECT_THROW((void)*none, NullInterfaceException);
-    EXPECT_THROW((void)InterfaceRef<IColour>()->Rgb(), std::runtime_error);
+    EXPECT_THROW((void)*InterfaceRef<IColour>(), std::runtime_error);
 }
 
 TEST(Utf16Test, RoundTripsEveryPlaneAndReplacesWhatIsBroken) {
     using hostcore::utility::AsciiToUTF16;
     using hostcore::utility::UTF16toStdString;
 
-    EXPECT_EQ(AsciiToUTF16("models/winmr"), u"models/winmr");
-    EXPECT_EQ(UTF16toStdString(u"controller-left.obj"), "controller-left.obj");
-
     const std::string text =
         "caf\xC3\xA9 \xE6\x97\xA5\xE6\x9C\xAC \xF0\x9F\x98\x80!";  // café 日本 😀!
     const std::u16string wide = AsciiToUTF16(text.c_str());
-    EXPECT_EQ(wide, u"caf\u00e9 \u65e5\u672c \U0001F600!");
-    EXPECT_EQ(wide.size(), 11u);  // the emoji is a surrogate pair
+    EXPECT_EQ(wide, u"caf\u00e9 \u65e5\u672c \U0001F600!");  // the emoji is a surrogate pair
     EXPECT_EQ(UTF16toStdString(wide), text);
 
     // Unpaired surrogates, a reversed pair.
@@ -182,14 +159,12 @@ TEST(Utf16Test, RoundTripsEveryPlaneAndReplacesWhatIsBroken) {
 
 TEST(ImmutableStringTest, InternsAndOrdersByText) {
     using hostcore::utility::ImmutableString;
-    const std::string dynamic = std::string("cl_khr_") + "gl_event";
     ImmutableString a("cl_khr_gl_event");
-    ImmutableString b(dynamic);
+    ImmutableString b(std::string("cl_khr_") + "gl_event");
     EXPECT_EQ(a, b);
     EXPECT_EQ(a.c_str(), b.c_str());  // one stored copy
     EXPECT_NE(a, ImmutableString("cl_khr_gl_sharing"));
-    EXPECT_EQ(ImmutableString(), ImmutableString(static_cast<const char*>(nullptr)));
-    EXPECT_TRUE(ImmutableString().empty());
+    EXPECT_TRUE(ImmutableString(static_cast<const char*>(nullptr)).empty());
 
     std::set<ImmutableString> ordered{"zeta", "alpha", "mu", "alpha"};
     ASSERT_EQ(ordered.size(), 3u);
@@ -264,20 +239,10 @@ TEST(SmallBlockAllocatorTest, BlocksNeverOverlapUnderConcurrentUse) {
     EXPECT_EQ(corrupted, 0);
 }
 
-TEST(SmallBlockAllocatorTest, WorksInStandardContainers) {
-    hostcore::utility::SmallBlockVector<float> vertices;
-    for (int i = 0; i < 1000; ++i) {
-        vertices.push_back(static_cast<float>(i));
-    }
-    EXPECT_EQ(vertices[999], 999.0f);
+TEST(SmallBlockAllocatorTest, StringsGrowWideTypesStayAlignedAndHugeCountsThrow) {
     hostcore::utility::SmallBlockString s("RenderContext");
     s += "_with_a_suffix_long_enough_to_leave_the_small_string_buffer";
     EXPECT_EQ(s.substr(0, 13), "RenderContext");
-    std::map<int, int, std::less<int>,
-             hostcore::utility::SmallBlockAllocator<std::pair<const int, int>>>
-        m;
-    m[3] = 9;
-    EXPECT_EQ(m.at(3), 9);
 
     struct alignas(64) Wide {
         char c[64];

@@ -3,6 +3,8 @@
 
 #include <gtest/gtest.h>
 
+#include <sys/ptrace.h>
+#include <sys/wait.h>
 #include <unistd.h>
 #include <cstdio>
 #include <cstdlib>
@@ -112,17 +114,10 @@ protected:
     std::vector<std::string> lines;
 };
 
-TEST_F(TraceTest, LinesCarryThreadCategoryAndLevelInBrackets) {
-    hostcore::debug::Trace("STN", 4, "Warning: unrecognized HMD type (acme), assuming Rift.");
-    const std::string tid = std::to_string(hostcore::threads::GetCurrentThreadID());
-    ASSERT_EQ(Lines().size(), 1u);
-    EXPECT_EQ(Lines()[0],
-              "<" + tid + "> <STN> <4> Warning: unrecognized HMD type (acme), assuming Rift.");
-    EXPECT_EQ(hostcore::debug::FormatTraceLine(12, nullptr, 1, ""), "<12> <> <1> ");
-}
-
-TEST_F(TraceTest, EnableFollowsConfigurationAndSitesRefreshOnlyWhenTheCountMoves) {
+TEST_F(TraceTest, LinesCarryThreadCategoryAndLevelAndSitesFollowTheConfiguration) {
     using namespace hostcore::debug;
+    EXPECT_EQ(FormatTraceLine(12, nullptr, 1, ""), "<12> <> <1> ");
+    Trace("STN", 4, "Warning: unrecognized HMD type (acme), assuming Rift.");  // whatever the level
     TraceSite warning("STN", 4);
     TraceSite detail("STN", 5);
     EXPECT_FALSE(warning.Enabled());
@@ -138,8 +133,10 @@ TEST_F(TraceTest, EnableFollowsConfigurationAndSitesRefreshOnlyWhenTheCountMoves
 
     warning.Write("shown");
     detail.Write("hidden");
-    ASSERT_EQ(Lines().size(), 1u);
-    EXPECT_NE(Lines()[0].find("<STN> <4> shown"), std::string::npos);
+    const std::string tid = "<" + std::to_string(hostcore::threads::GetCurrentThreadID()) + "> ";
+    EXPECT_EQ(Lines(), (std::vector<std::string>{
+                           tid + "<STN> <4> Warning: unrecognized HMD type (acme), assuming Rift.",
+                           tid + "<STN> <4> shown"}));
 
     SetTraceLevel("STN", 0);
     EXPECT_FALSE(warning.Enabled());
@@ -197,9 +194,6 @@ TEST_F(TraceTest, AssertionsAreRecordedWrittenAndNeverBreak) {
         Lines()[0].find("<ASSERT> <1> Assertion failed: Failed to create RenderContext. (false) at "
                         "Src/RenderThread.cpp:321 in STN::RenderThread::Init"),
         std::string::npos);
-
-    ClearRecordedAssertions();
-    EXPECT_TRUE(RecordedAssertions().empty());
 }
 
 TEST(DemangleTest, ReadableNamesAndSafeFallbacks) {
@@ -210,13 +204,6 @@ TEST(DemangleTest, ReadableNamesAndSafeFallbacks) {
     EXPECT_EQ(DemangleName("not a mangled name"), "not a mangled name");
     EXPECT_EQ(DemangleName(nullptr), "");
 }
-
-}  // namespace
-
-#include <sys/ptrace.h>
-#include <sys/wait.h>
-
-namespace {
 
 TEST(DebuggerTest, SeesATracer) {
     const pid_t child = ::fork();

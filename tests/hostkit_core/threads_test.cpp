@@ -55,7 +55,14 @@ std::string OsName(std::uint64_t tid) {
     return name;
 }
 
-TEST(NamedThreadTest, OsNameIsCutTo15BytesAndTheFullNameIsKept) {
+// What the system calls a thread started under `name`.
+std::string OsNameOfThreadNamed(const char* name) {
+    std::string seen;
+    CreateNamedThread(name, [&] { seen = OsName(GetCurrentThreadID()); }, 3, {}, {}).join();
+    return seen;
+}
+
+TEST(NamedThreadTest, OsNameIsCutTo15BytesWithoutSplittingACharacterAndTheFullNameIsKept) {
     std::uint64_t tid = 0;
     std::string seenName, seenOsName;
     std::vector<std::string> order;
@@ -86,24 +93,12 @@ TEST(NamedThreadTest, OsNameIsCutTo15BytesAndTheFullNameIsKept) {
     t.join();
     EXPECT_EQ(order, (std::vector<std::string>{"start", "body", "exit"}));
     EXPECT_EQ(FindThreadName(tid), "");  // gone with the thread
-}
-
-TEST(NamedThreadTest, CutNeverSplitsACharacterAndShortNamesStayWhole) {
-    std::string longName, shortName;
     // The two bytes of "\xC3\xA9" are bytes 15 and 16: the whole character goes.
-    CreateNamedThread(
-        "STN::RenderThr\xC3\xA9"
-        "ad",
-        [&] { longName = OsName(GetCurrentThreadID()); }, 3, {}, {})
-        .join();
-    EXPECT_EQ(longName, "STN::RenderThr");
-    CreateNamedThread("worker", [&] { shortName = OsName(GetCurrentThreadID()); }, 3, {}, {})
-        .join();
-    EXPECT_EQ(shortName, "worker");
-    std::string exactly;
-    CreateNamedThread("exactly15bytes!", [&] { exactly = OsName(GetCurrentThreadID()); }, 3, {}, {})
-        .join();
-    EXPECT_EQ(exactly, "exactly15bytes!");
+    EXPECT_EQ(OsNameOfThreadNamed("STN::RenderThr\xC3\xA9"
+                                  "ad"),
+              "STN::RenderThr");
+    EXPECT_EQ(OsNameOfThreadNamed("worker"), "worker");
+    EXPECT_EQ(OsNameOfThreadNamed("exactly15bytes!"), "exactly15bytes!");
 }
 
 TEST(NamedThreadTest, InterruptionEndsTheBodyAndStillRunsExit) {
@@ -243,25 +238,20 @@ TEST(ExecutorTest, IOBoundPoolIsSharedAndRunsJobsOnOtherThreads) {
     EXPECT_EQ(threads.count(GetCurrentThreadID()), 0u);
     EXPECT_FALSE(a->Post(boost::function<void()>()));
 
-    // A throwing job does not take a worker down.
+    // A throwing job does not take a worker down, and the longest delay means later, not at once.
+    auto ran = std::make_shared<std::atomic<bool>>(false);
+    ASSERT_TRUE(a->PostDelayed([ran] { *ran = true; }, std::numeric_limits<std::int64_t>::max()));
     Latch after(1);
     a->Post([] { throw std::runtime_error("job failed"); });
     a->Post([&] { after.CountDown(); });
     EXPECT_TRUE(after.Wait());
-}
-
-TEST(ExecutorTest, TheLongestDelayMeansLaterNotAtOnce) {
-    boost::shared_ptr<Executor> pool = CreateIOBoundExecutor();
-    auto ran = std::make_shared<std::atomic<bool>>(false);
-    ASSERT_TRUE(
-        pool->PostDelayed([ran] { *ran = true; }, std::numeric_limits<std::int64_t>::max()));
     Latch later(1);
-    ASSERT_TRUE(pool->PostDelayed([&] { later.CountDown(); }, 20));
+    ASSERT_TRUE(a->PostDelayed([&] { later.CountDown(); }, 20));
     ASSERT_TRUE(later.Wait());
     EXPECT_FALSE(*ran);
 }
 
-TEST(SubExecutorTest, UnlimitedRunsJobsTogether) {
+TEST(SubExecutorTest, UnlimitedRunsJobsTogetherALimitBoundsThemAndOneKeepsPostOrder) {
     auto sub = CreateSubExecutor(CreateIOBoundExecutor(), -1);
     // Four jobs that each wait for all four: only a concurrent executor gets through.
     Latch all(4);
@@ -277,9 +267,7 @@ TEST(SubExecutorTest, UnlimitedRunsJobsTogether) {
     }
     sub->WaitForIdle();
     EXPECT_EQ(through, 4);
-}
 
-TEST(SubExecutorTest, LimitBoundsConcurrencyAndOneKeepsPostOrder) {
     auto pair = CreateSubExecutor(CreateIOBoundExecutor(), 2);
     EXPECT_EQ(pair->MaxConcurrency(), 2);
     std::atomic<int> active{0}, maxActive{0};

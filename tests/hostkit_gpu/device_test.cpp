@@ -52,35 +52,7 @@ TEST(OpenCLDeviceTest, DescribesItselfAndItsSharing) {
     EXPECT_NE(reason.find("unknown device kind 7"), std::string::npos) << reason;
 }
 
-// What the library does with the handles: a context created to share with the device's
-// offscreen context sees the objects made on it.
-TEST(OpenCLDeviceTest, ContextsSharingWithTheOffscreenContextSeeItsObjects) {
-    std::string reason;
-    boost::shared_ptr<GB::Device> device = GB::Device::Create(GB::kDeviceKind_OpenCL, &reason);
-    REQUIRE_DEVICE(device, reason);
-    const EGLDisplay display = static_cast<EGLDisplay>(device->GetOffscreenOpenGLDeviceHandle());
-    const EGLContext deviceContext =
-        static_cast<EGLContext>(device->GetOffscreenOpenGLContextHandle());
-    std::string error;
-    const EGLContext shared =
-        GB::offscreen::CreateContext(display, deviceContext, 4, 1, true, &error);
-    ASSERT_NE(shared, EGL_NO_CONTEXT) << error;
-
-    ASSERT_TRUE(GB::offscreen::MakeCurrent(display, deviceContext, &error)) << error;
-    ASSERT_TRUE(GB::offscreen::LoadGLFunctions(&error)) << error;
-    const std::vector<std::uint8_t> pixels = {9, 8, 7, 6};
-    const GLuint texture = stereon::test::MakeTextureRGBA8(1, 1, pixels);
-    ASSERT_NE(texture, 0u);
-    glFinish();
-    ASSERT_TRUE(GB::offscreen::MakeCurrent(display, shared, &error)) << error;
-    EXPECT_EQ(stereon::test::ReadTextureRGBA8(texture, 1, 1), pixels);
-    GLuint name = texture;
-    glDeleteTextures(1, &name);
-    GB::offscreen::ReleaseCurrent(display, nullptr);
-    GB::offscreen::DestroyContext(display, shared);
-}
-
-TEST(OpenCLDeviceTest, ReadsBackThroughAStagingBuffer) {
+TEST(OpenCLDeviceTest, ReadsBackThroughAStagingBufferWithEventsInQueueOrder) {
     std::string reason;
     boost::shared_ptr<GB::Device> device = GB::Device::Create(GB::kDeviceKind_OpenCL, &reason);
     REQUIRE_DEVICE(device, reason);
@@ -126,6 +98,22 @@ TEST(OpenCLDeviceTest, ReadsBackThroughAStagingBuffer) {
     EXPECT_EQ(bytes[pattern.size() - 1], pattern.back());
     mapper.Unmap(host, address);
 
+    // Waiting on the last of several queued copies completes everything queued before it, and
+    // an event with nothing queued completes too.
+    std::vector<boost::shared_ptr<GB::CompletionEvent>> events;
+    for (int i = 0; i < 4; ++i) {
+        ASSERT_EQ(compute->CopyBufferToHost(buffer, host, pattern.size(), GB::kCopy_Async),
+                  GB::kResult_OK);
+        events.push_back(compute->CreateCompletionEvent());
+    }
+    EXPECT_TRUE(events.back()->Wait());
+    for (const auto& event : events) {
+        EXPECT_TRUE(event->IsComplete());
+    }
+    boost::shared_ptr<GB::CompletionEvent> idle = compute->CreateCompletionEvent();
+    EXPECT_TRUE(idle->Wait());
+    EXPECT_TRUE(idle->IsComplete());
+
     // Bad requests are refused, not carried out.
     EXPECT_LT(compute->CopyBufferToHost(buffer, host, pattern.size() + 1, GB::kCopy_Wait), 0);
     EXPECT_LT(compute->CopyBufferToHost(nullptr, host, 16, GB::kCopy_Wait), 0);
@@ -141,34 +129,6 @@ TEST(OpenCLDeviceTest, ReadsBackThroughAStagingBuffer) {
     compute->FreeBuffer(buffer);
     allocator.Free(nullptr);
     compute->FreeBuffer(nullptr);
-}
-
-TEST(OpenCLDeviceTest, EventsCompleteInQueueOrder) {
-    std::string reason;
-    boost::shared_ptr<GB::Device> device = GB::Device::Create(GB::kDeviceKind_OpenCL, &reason);
-    REQUIRE_DEVICE(device, reason);
-    const boost::shared_ptr<GB::ComputeContext>& compute = device->GetComputeContext();
-    const std::size_t bytes = 1 << 20;
-    void* a = compute->AllocateBuffer(bytes);
-    void* host = device->GetHostBufferAllocator().Allocate(bytes);
-    ASSERT_NE(a, nullptr);
-    ASSERT_NE(host, nullptr);
-    std::vector<boost::shared_ptr<GB::CompletionEvent>> events;
-    for (int i = 0; i < 4; ++i) {
-        ASSERT_EQ(compute->CopyBufferToHost(a, host, bytes, GB::kCopy_Async), GB::kResult_OK);
-        events.push_back(compute->CreateCompletionEvent());
-    }
-    // Waiting on the last one completes everything queued before it.
-    EXPECT_TRUE(events.back()->Wait());
-    for (const auto& event : events) {
-        EXPECT_TRUE(event->IsComplete());
-    }
-    // An event with nothing queued completes too.
-    boost::shared_ptr<GB::CompletionEvent> idle = compute->CreateCompletionEvent();
-    EXPECT_TRUE(idle->Wait());
-    EXPECT_TRUE(idle->IsComplete());
-    device->GetHostBufferAllocator().Free(host);
-    compute->FreeBuffer(a);
 }
 
 TEST(OpenCLDeviceTest, ExclusiveAccessKeepsOthersOut) {

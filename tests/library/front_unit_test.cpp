@@ -7,7 +7,9 @@
 
 #include <boost/date_time/posix_time/posix_time.hpp>
 
+#include <functional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "MachineLock.h"
@@ -43,20 +45,19 @@ protected:
     }
 };
 
-TEST_F(UsageMetricsTest, FrameSizesKeepTheirMaximaApart) {
+TEST_F(UsageMetricsTest, FrameSizesKeepTheirMaximaApartIn32BitArithmetic) {
     STN::UsageMetrics& metrics = STN::UsageMetrics::Get();
     metrics.RecordFrameSize(4000, 100);   // widest, area 400000
-    metrics.RecordFrameSize(1000, 1000);  // tallest, largest area
-    metrics.RecordFrameSize(500, 2000);   // same area: the first stays
+    metrics.RecordFrameSize(1000, 1000);  // largest area
+    metrics.RecordFrameSize(500, 2000);   // tallest, same area: the first stays
     metrics.RecordFrameSize(10, 10);
     EXPECT_EQ(metrics.MaxFrameWidth, 4000u);
     EXPECT_EQ(metrics.MaxFrameHeight, 2000u);
     EXPECT_EQ(metrics.MaxFrameArea, 1000000u);
     EXPECT_EQ(metrics.MaxFrameAreaDimensions, "1000x1000");
-}
 
-TEST_F(UsageMetricsTest, FrameAreaIsUnsigned32BitArithmetic) {
-    STN::UsageMetrics& metrics = STN::UsageMetrics::Get();
+    // Cleared, the record starts again; areas wrap as unsigned 32-bit numbers.
+    metrics.Clear();
     metrics.RecordFrameSize(100, 100);
     metrics.RecordFrameSize(65536, 65537);  // 2^32 + 65536 wraps to 65536, still larger
     EXPECT_EQ(metrics.MaxFrameArea, 65536u);
@@ -67,7 +68,8 @@ TEST_F(UsageMetricsTest, FrameAreaIsUnsigned32BitArithmetic) {
     EXPECT_EQ(metrics.MaxFrameHeight, 65537u);
 }
 
-TEST_F(UsageMetricsTest, InstanceMetricsCarryEveryKeyInOrder) {
+// The events the host's usage logger receives, and silence without a logger.
+TEST_F(UsageMetricsTest, EventsCarryEveryKeyInOrderAndNothingGoesWithoutALogger) {
     STN::UsageMetrics& metrics = STN::UsageMetrics::Get();
     metrics.GPUDeviceName = "Some GPU";
     metrics.HMDDeviceName = "lighthouse";
@@ -80,7 +82,6 @@ TEST_F(UsageMetricsTest, InstanceMetricsCarryEveryKeyInOrder) {
     metrics.InstancesAdded = 4;
     metrics.InstancesRemoved = 5;
     metrics.SendInstanceMetrics();
-
     const std::vector<LoggedEvent> events = EventsNamed("vidariumvr_instance_metrics");
     ASSERT_EQ(events.size(), 1u);
     EXPECT_EQ(events[0].category, "STN");
@@ -100,31 +101,33 @@ TEST_F(UsageMetricsTest, InstanceMetricsCarryEveryKeyInOrder) {
     };
     EXPECT_EQ(events[0].values, expected);
 
-    metrics.Clear();
-    EXPECT_TRUE(metrics.GPUDeviceName.empty());
-    EXPECT_EQ(metrics.MaxFrameArea, 0u);
-    EXPECT_TRUE(metrics.MaxFrameAreaDimensions.empty());
-    EXPECT_EQ(metrics.GPUFramesPlayed, 0u);
-}
-
-TEST_F(UsageMetricsTest, InitializationResultAndAbsentLogger) {
     STN::ReportInitializationResult("vidariumvr_initialization", "result", "Failure", "reason",
                                     "VR_Init");
-    std::vector<LoggedEvent> events = EventsNamed("vidariumvr_initialization");
-    ASSERT_EQ(events.size(), 1u);
-    EXPECT_EQ(events[0].category, "STN");
-    const std::vector<std::pair<std::string, std::string>> expected = {{"result", "Failure"},
-                                                                       {"reason", "VR_Init"}};
-    EXPECT_EQ(events[0].values, expected);
+    const std::vector<LoggedEvent> initialization = EventsNamed("vidariumvr_initialization");
+    ASSERT_EQ(initialization.size(), 1u);
+    EXPECT_EQ(initialization[0].category, "STN");
+    EXPECT_EQ(initialization[0].values, (std::vector<std::pair<std::string, std::string>>{
+                                            {"result", "Failure"}, {"reason", "VR_Init"}}));
 
     // No logger: everything stays silent, and nothing is kept for later either.
     UsageLogger::SetPresent(false);
     STN::ReportInitializationResult("vidariumvr_initialization", "result", "Success", "reason",
                                     "Success");
-    STN::UsageMetrics::Get().SendInstanceMetrics();
+    metrics.SendInstanceMetrics();
     STN::ReportInitializationResult(nullptr, nullptr, nullptr, nullptr, nullptr);
     UsageLogger::SetPresent(true);
-    EXPECT_EQ(UsageLogger::Get()->Events().size(), 1u);
+    EXPECT_EQ(UsageLogger::Get()->Events().size(), 2u);
+}
+
+// Runs the body in a child process; true when it returned true there.
+bool InChild(const std::function<bool()>& body) {
+    const pid_t child = fork();
+    if (child == 0) {
+        _exit(body() ? 0 : 1);
+    }
+    int status = 0;
+    return child > 0 && waitpid(child, &status, 0) == child && WIFEXITED(status) &&
+           WEXITSTATUS(status) == 0;
 }
 
 class MachineLockTest : public ::testing::Test {
@@ -139,47 +142,20 @@ protected:
     STN::MachineLock lock;
 };
 
-TEST_F(MachineLockTest, TakenOnceUntilReleased) {
-    EXPECT_EQ(std::string(STN::MachineLock::kDefaultName), "STN");
+TEST_F(MachineLockTest, TakenOnceUntilReleasedAndNeverFromALiveHolder) {
     EXPECT_FALSE(lock.IsTaken());
     ASSERT_TRUE(lock.Acquire(Soon()));
     EXPECT_TRUE(lock.IsTaken());
     // The handle is closed again, yet the lock stays taken for everyone, this process included.
     EXPECT_FALSE(lock.Acquire(Soon()));
+    // A second host starting up must not take the headset from a running one.
+    EXPECT_FALSE(lock.RemoveAbandoned());
+    EXPECT_TRUE(lock.IsTaken());
     lock.Release();
     EXPECT_FALSE(lock.IsTaken());
     // Releasing a free lock must not make it take two holders.
     lock.Release();
     EXPECT_TRUE(lock.Acquire(Soon()));
-    EXPECT_FALSE(lock.Acquire(Soon()));
-    lock.Release();
-}
-
-TEST_F(MachineLockTest, ADeadHoldersLockStaysUntilRemovedAsAbandoned) {
-    const pid_t child = fork();
-    ASSERT_GE(child, 0);
-    if (child == 0) {
-        // Take it and die without releasing, as a crashed host would.
-        _exit(lock.Acquire(Soon()) ? 0 : 1);
-    }
-    int status = 0;
-    ASSERT_EQ(waitpid(child, &status, 0), child);
-    ASSERT_TRUE(WIFEXITED(status));
-    ASSERT_EQ(WEXITSTATUS(status), 0);
-
-    EXPECT_TRUE(lock.IsTaken());
-    EXPECT_FALSE(lock.Acquire(Soon()));
-    EXPECT_TRUE(lock.RemoveAbandoned());
-    EXPECT_FALSE(lock.IsTaken());
-    EXPECT_TRUE(lock.Acquire(Soon()));
-    lock.Release();
-}
-
-TEST_F(MachineLockTest, ALiveHoldersLockIsNotAbandoned) {
-    // A second host starting up must not take the headset from a running one.
-    ASSERT_TRUE(lock.Acquire(Soon()));
-    EXPECT_FALSE(lock.RemoveAbandoned());
-    EXPECT_TRUE(lock.IsTaken());
     EXPECT_FALSE(lock.Acquire(Soon()));
     lock.Release();
     // A free lock and a missing name are nothing to keep.
@@ -189,16 +165,21 @@ TEST_F(MachineLockTest, ALiveHoldersLockIsNotAbandoned) {
     lock.Release();
 }
 
-TEST_F(MachineLockTest, ReleaseFromAnotherProcessFreesIt) {
+TEST_F(MachineLockTest, OtherProcessesHoldItAfterDyingAndReleaseIt) {
+    // Taken by a process that dies without releasing it, as a crashed host would: it stays
+    // taken until removed as abandoned.
+    ASSERT_TRUE(InChild([&] { return lock.Acquire(Soon()); }));
+    EXPECT_TRUE(lock.IsTaken());
+    EXPECT_FALSE(lock.Acquire(Soon()));
+    EXPECT_TRUE(lock.RemoveAbandoned());
+    EXPECT_FALSE(lock.IsTaken());
+
+    // Taken here, released by another process.
     ASSERT_TRUE(lock.Acquire(Soon()));
-    const pid_t child = fork();
-    ASSERT_GE(child, 0);
-    if (child == 0) {
+    ASSERT_TRUE(InChild([&] {
         lock.Release();
-        _exit(0);
-    }
-    int status = 0;
-    ASSERT_EQ(waitpid(child, &status, 0), child);
+        return true;
+    }));
     EXPECT_FALSE(lock.IsTaken());
     EXPECT_TRUE(lock.Acquire(Soon()));
     lock.Release();
@@ -215,9 +196,6 @@ TEST(MatrixConversion, PoseBecomesColumnMajorWithAffineBottomRow) {
     }
     const STN::Matrix4 m = STN::ToMatrix4(pose);
     // Translation (the last column of OpenVR's rows) lands in elements 12, 13 and 14.
-    EXPECT_EQ(m.m[12], 4.0f);
-    EXPECT_EQ(m.m[13], 8.0f);
-    EXPECT_EQ(m.m[14], 12.0f);
     const float expected[16] = {1, 5, 9, 0, 2, 6, 10, 0, 3, 7, 11, 0, 4, 8, 12, 1};
     for (int i = 0; i < 16; ++i) {
         EXPECT_EQ(m.m[i], expected[i]) << i;

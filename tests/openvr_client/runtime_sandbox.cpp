@@ -27,6 +27,7 @@ void RuntimeSandbox::SetUp() {
     for (const char* name : kManagedVariables) {
         const char* value = getenv(name);
         savedEnv.push_back({name, {value != nullptr, value != nullptr ? value : ""}});
+        UnsetEnv(name);
     }
     std::string pattern = (fs::temp_directory_path() / "stnvr-client-XXXXXX").string();
     ASSERT_NE(mkdtemp(pattern.data()), nullptr);
@@ -35,12 +36,6 @@ void RuntimeSandbox::SetUp() {
     fs::create_directories(configHome);
     SetEnv("XDG_CONFIG_HOME", configHome);
     SetEnv("HOME", dir + "/home");
-    UnsetEnv("VR_OVERRIDE");
-    UnsetEnv("VR_CONFIG_PATH");
-    UnsetEnv("VR_LOG_PATH");
-    UnsetEnv("STNVR_FAKE_HMD_PRESENT");
-    UnsetEnv("STNVR_FAKE_INIT_FAILS");
-    UnsetEnv("STNVR_FAKE_CLEANUP_ASKS_CLIENT");
     SetEnv("STNVR_FAKE_RUNTIME_LOG", dir + "/runtime.log");
 }
 

@@ -111,7 +111,7 @@ TEST_F(TheaterTest, ScreenTakesItsShapeFromTheFrameAndItsPlaceFromTheKeys) {
     ExpectScreenEdges(0.375f, 0.282f, 1.0f, kOrange);
 }
 
-TEST_F(TheaterTest, FilterSoftensThePictureUnlessSwitchedOff) {
+TEST_F(TheaterTest, FilterSoftensThePictureUnlessSwitchedOffAndOnePixelFramesGoUnfiltered) {
     // The left half of the frame orange, the right teal. Probed at 15% of the width, well
     // inside the orange: the default filter reaches less than half-way to the teal, the
     // strongest mixes it in, and without the filter the orange is untouched.
@@ -122,27 +122,17 @@ TEST_F(TheaterTest, FilterSoftensThePictureUnlessSwitchedOff) {
     Show(PaintedFrame(32, 24, halves));
     EXPECT_TRUE(Near(PixelAhead(0, probeX, kEyeHeight, 2.74f), kOrange, 3));
 
+    // Before any other frame the screen is 16:9: a 1 by 1 frame reaches 0.9 of a 16:9 half
+    // width, further than a 4:3 screen would.
     Restart({{"Stereon.TheaterModeFilterStrength", "10"}});
+    Show(UniformFrame(1, 1, kTeal));
+    EXPECT_TRUE(Near(PixelAhead(0, 0.9f, kEyeHeight, 2.74f), kTeal, 3));
     Show(PaintedFrame(32, 24, halves));
     const std::vector<int> mixed = PixelAhead(0, probeX, kEyeHeight, 2.74f);
     EXPECT_FALSE(Near(mixed, kOrange, 25)) << ::testing::PrintToString(mixed);
     EXPECT_FALSE(Near(mixed, kTeal, 25)) << ::testing::PrintToString(mixed);
     EXPECT_LT(mixed[0], kOrange[0]);
     EXPECT_GT(mixed[2], kOrange[2]);
-
-    Restart(
-        {{"Stereon.TheaterModeFilterStrength", "10"}, {"Stereon.TheaterFilterEnable", "false"}});
-    Show(PaintedFrame(32, 24, halves));
-    EXPECT_TRUE(Near(PixelAhead(0, probeX, kEyeHeight, 2.74f), kOrange, 3));
-}
-
-TEST_F(TheaterTest, OnePixelFrameIsShownUnfilteredOnTheLastShape) {
-    // Before any other frame the screen is 16:9: a 1 by 1 frame reaches 0.9 of a 16:9 half
-    // width, further than a 4:3 screen would.
-    Restart({{"Stereon.TheaterModeFilterStrength", "10"}});
-    Show(UniformFrame(1, 1, kTeal));
-    EXPECT_TRUE(Near(PixelAhead(0, 0.9f, kEyeHeight, 2.74f), kTeal, 3));
-
     // After a 4:3 frame, a 1 by 1 one keeps the 4:3 shape and replaces the filtered picture.
     Show(UniformFrame(32, 24, kOrange));
     Show(UniformFrame(1, 1, kTeal));
@@ -150,6 +140,12 @@ TEST_F(TheaterTest, OnePixelFrameIsShownUnfilteredOnTheLastShape) {
     EXPECT_TRUE(Near(Centre(0), kTeal, 3));
     EXPECT_TRUE(Near(PixelAhead(0, 0.7f, kEyeHeight, 2.74f), kTeal, 3));
     EXPECT_TRUE(Near(PixelAhead(0, 0.9f, kEyeHeight, 2.74f), Grey(kWallGrey), 4));
+    ReleaseRenderLoop();
+
+    Restart(
+        {{"Stereon.TheaterModeFilterStrength", "10"}, {"Stereon.TheaterFilterEnable", "false"}});
+    Show(PaintedFrame(32, 24, halves));
+    EXPECT_TRUE(Near(PixelAhead(0, probeX, kEyeHeight, 2.74f), kOrange, 3));
 }
 
 TEST_F(TheaterTest, FramesSwitchBetweenTheRoomAndTheSurroundingPicture) {

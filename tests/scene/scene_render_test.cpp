@@ -1,5 +1,5 @@
-// The scene against the simulated runtime on a real GL context: what it sets up, the
-// field-of-view arithmetic, the head orientation it reports, and the eye images it submits.
+// The scene against the simulated runtime on a real GL context: what it sets up, the poses it
+// takes, the host's fade, and the eye images it submits.
 #include <gtest/gtest.h>
 
 #include <EGL/egl.h>
@@ -165,80 +165,58 @@ TEST_F(SceneTest, InitNeedsAContextAConnectedRuntimeAndAPanelManager) {
     EXPECT_EQ(simvr_get_frame_index(), 0u);
 }
 
-TEST_F(SceneTest, InitBuildsTargetsTablesAndManager) {
+// The order of a frame's calls is PictureTest.EachFrameSubmitsLeftThenRightThenHandsOffOnce's.
+TEST_F(SceneTest, EyesTakeTheRuntimesSizeAndAFrameFillsTheRecordsOfTrackedDevices) {
     simvr_set_render_target_size(48, 40);
     InitScene();
-    ASSERT_TRUE(scene->GetHMDManager());
-    EXPECT_EQ(scene->GetHMDManager()->GetHMDType(), STN::kHMDTypeVive);
-    EXPECT_EQ(scene->GetDevices().size(), 16u);
     for (int eye = 0; eye < 2; ++eye) {
         ASSERT_TRUE(scene->GetTarget(eye));
         EXPECT_EQ(scene->GetTarget(eye)->GetWidth(), 48);
         EXPECT_EQ(scene->GetTarget(eye)->GetHeight(), 40);
     }
-    EXPECT_TRUE(scene->IsTheaterEnabled());
+    Frame();
+    // The controllers' records fill in once their poses arrive; the class is asked once.
+    const std::vector<Scene::TrackedDeviceState>& devices = scene->GetDevices();
+    ASSERT_EQ(devices.size(), 16u);
+    EXPECT_TRUE(devices[0].poseValid);
+    EXPECT_EQ(devices[SIMVR_DEVICE_LEFT_CONTROLLER].deviceClass, vr::TrackedDeviceClass_Controller);
+    EXPECT_FALSE(devices[15].poseValid);
+    EXPECT_EQ(devices[15].deviceClass, vr::TrackedDeviceClass_Invalid);
 }
 
+// The eyes' share of the sphere is checked in the picture tests' pixels; here, the part of the
+// frame that the video window takes.
 TEST_F(SceneTest, StereoLayoutCentresPartialFieldsOfView) {
     Scene scene;
     scene.SetStereoLayout(3, 4, 180, 180);
-    EXPECT_EQ(scene.GetLeftSubRect(), 3);
-    EXPECT_EQ(scene.GetRightSubRect(), 4);
-    const Scene::Rect half = scene.GetFOVRect();
-    EXPECT_NEAR(half[0], -kPi / 2, 1e-6f);
-    EXPECT_NEAR(half[1], -kPi / 2, 1e-6f);
-    EXPECT_NEAR(half[2], kPi, 1e-6f);
-    EXPECT_NEAR(half[3], kPi, 1e-6f);
     EXPECT_EQ(scene.GetUVRect(), (Scene::Rect{{0.25f, 0.0f, 0.5f, 1.0f}}));
-
     // One degree short of the full height uses the arithmetic, not the constants.
     scene.SetStereoLayout(0, 0, 360, 179);
-    const Scene::Rect almost = scene.GetFOVRect();
-    EXPECT_NEAR(almost[0], -kPi, 1e-6f);
-    EXPECT_NEAR(almost[3], 179.0f * kPi / 180.0f, 1e-6f);
-    EXPECT_NEAR(almost[1], -(179.0f * kPi / 180.0f) / 2, 1e-6f);
-    EXPECT_LT(almost[3], 3.14159f);  // the shader's full-sphere test fails on altitude
     EXPECT_FLOAT_EQ(scene.GetUVRect()[1], (1.0f - 179.0f / 180.0f) * 0.5f);
-
     scene.SetStereoLayout(1, 2, 360, 180);
-    EXPECT_EQ(scene.GetFOVRect()[2], 6.2831855f);
     EXPECT_EQ(scene.GetUVRect(), (Scene::Rect{{0.0f, 0.0f, 1.0f, 1.0f}}));
 }
 
-TEST_F(SceneTest, PosesReachListenerAndCallbackRelativeToTheViewTurn) {
+TEST_F(SceneTest, PosesReachTheListenerAndTheViewIsTheirInverse) {
     InitScene();
     struct Listener : STN::IHMDListener {
         void OnHMDPose(const Matrix4& pose) override {
             ++poses;
             last = pose;
         }
-        void OnRuntimeQuit() override { ++quits; }
+        void OnRuntimeQuit() override {}
         int poses = 0;
-        int quits = 0;
         Matrix4 last = Matrix4::Identity();
     };
     boost::shared_ptr<Listener> listener(new Listener);
     scene->GetHMDManager()->SetHMDListener(listener);
-    float told[3] = {0, 0, 0};
-    int calls = 0;
-    scene->SetViewChangedCallback([&](float yaw, float pitch, float roll) {
-        told[0] = yaw;
-        told[1] = pitch;
-        told[2] = roll;
-        ++calls;
-    });
-    scene->SetViewOrientation(10.0f, 5.0f);
+    scene->SetViewOrientation(10.0f, 5.0f);  // the host's turn is no part of the view
     SetHeadPose(-40.0f, 0.0f);
 
     scene->UpdatePoses();
     EXPECT_EQ(simvr_get_frame_index(), 1u);
     EXPECT_EQ(listener->poses, 1);
     EXPECT_NEAR(listener->last.At(0, 0), std::cos(40.0f * kPi / 180.0f), 1e-5f);
-    ASSERT_EQ(calls, 1);
-    EXPECT_NEAR(told[0], 30.0f, 1e-3f);
-    EXPECT_NEAR(told[1], -5.0f, 1e-3f);
-    EXPECT_NEAR(told[2], 0.0f, 1e-3f);
-    // The view is the inverse of the head's pose.
     const Matrix4 product = scene->GetViewMatrix() * listener->last;
     for (int k = 0; k < 16; ++k) {
         EXPECT_NEAR(product.m[k], Matrix4::Identity().m[k], 1e-5f);
@@ -249,15 +227,6 @@ TEST_F(SceneTest, PosesReachListenerAndCallbackRelativeToTheViewTurn) {
     scene->UpdatePoses();
     EXPECT_EQ(simvr_get_frame_index(), 1u);
     EXPECT_EQ(listener->poses, 1);
-
-    // A quit ends the connection and reaches the listener.
-    simvr_set_activity_level(SIMVR_DEVICE_HMD, 1);
-    ASSERT_EQ(simvr_push_quit(), 1);
-    scene->PollEvents();
-    EXPECT_EQ(listener->quits, 1);
-    EXPECT_EQ(openVR->GetSystem(), nullptr);
-    scene->RenderFrame();  // survives the runtime having gone
-    scene->UpdatePoses();
 }
 
 TEST_F(SceneTest, StereoLayoutsFlipAndSwapPickTheRightTexels) {
@@ -287,18 +256,6 @@ TEST_F(SceneTest, StereoLayoutsFlipAndSwapPickTheRightTexels) {
     scene->SetStereoLayout(0, 0, 360, 180);
     Frame();
     EXPECT_EQ(CentrePixel(0), (std::vector<int>{90, HalfGreen(0), QuarterRed(2), 255}));
-}
-
-// The order of a frame's calls is PictureTest.EachFrameSubmitsLeftThenRightThenHandsOffOnce's.
-TEST_F(SceneTest, FrameFillsTheRecordsOfTrackedDevices) {
-    InitScene();
-    Frame();
-    // The controllers' records fill in once their poses arrive; the class is asked once.
-    const std::vector<Scene::TrackedDeviceState>& devices = scene->GetDevices();
-    EXPECT_TRUE(devices[0].poseValid);
-    EXPECT_EQ(devices[SIMVR_DEVICE_LEFT_CONTROLLER].deviceClass, vr::TrackedDeviceClass_Controller);
-    EXPECT_FALSE(devices[15].poseValid);
-    EXPECT_EQ(devices[15].deviceClass, vr::TrackedDeviceClass_Invalid);
 }
 
 TEST_F(SceneTest, FadeAskedOfTheHostEachFrame) {
@@ -347,6 +304,8 @@ TEST_F(SceneTest, QuitWithoutAListenerStillEndsTheConnection) {
     EXPECT_EQ(simvr_get_pending_event_count(), 0);
     EXPECT_EQ(openVR->GetSystem(), nullptr);
     EXPECT_EQ(simvr_is_initialized(), 0);
+    scene->RenderFrame();  // survives the runtime having gone
+    scene->UpdatePoses();
 }
 
 TEST_F(SceneTest, TheaterKeyIsTrueOnlyForTheTextTrue) {
