@@ -139,13 +139,15 @@ std::uint32_t Device(fuzzinput::Reader& in) {
 Matrix4 Pose(fuzzinput::Reader& in) {
     Matrix4 pose = Matrix4::Identity();
     switch (in.Byte() % 3) {
-        case 1:
-            pose.Translate(in.Float(), in.Float(), in.Float());
+        case 1: {
+            // Read in order: the order a call's arguments are worked out in is the compiler's.
+            float offset[3];
+            in.Floats(offset);
+            pose.Translate(offset[0], offset[1], offset[2]);
             break;
+        }
         case 2:
-            for (float& element : pose.m) {
-                element = in.Float();
-            }
+            in.Floats(pose.m);
             break;
         default:
             break;

@@ -2,31 +2,24 @@
 // must keep the file's rules (keys and values trimmed, one line each, keys without '=' and not
 // comments), must read back the same when written out as "key = value" lines, and must be what
 // the database answers after loading the text as a file.
-#include <unistd.h>
-
 #include <cstddef>
 #include <cstdint>
-#include <cstdio>
 #include <cstdlib>
 #include <map>
+#include <memory>
 #include <string>
 
+#include "fuzz_input.h"
 #include "hostcore/debug.h"
 
 namespace {
 
 using hostcore::debug::DebugDatabase;
 
-// A file without a name, reached through its descriptor, so that nothing is left behind
-// however the run ends.
-int fileDescriptor = -1;
-std::string keyFile;
+std::unique_ptr<fuzzinput::ScratchFile> keyFile;
 
 void Check(bool condition, const char* what, const std::string& detail = std::string()) {
-    if (!condition) {
-        std::fprintf(stderr, "debug_database_fuzz: %s [%s]\n", what, detail.c_str());
-        std::abort();
-    }
+    fuzzinput::Check(condition, "debug_database_fuzz", what, detail.c_str());
 }
 
 bool IsSpace(char c) {
@@ -37,24 +30,12 @@ bool Trimmed(const std::string& s) {
     return s.empty() || (!IsSpace(s.front()) && !IsSpace(s.back()));
 }
 
-void WriteKeyFile(const std::uint8_t* data, std::size_t size) {
-    Check(ftruncate(fileDescriptor, 0) == 0 &&
-              pwrite(fileDescriptor, data, size, 0) == static_cast<ssize_t>(size),
-          "cannot write the key file");
-}
-
 }  // namespace
 
 extern "C" int LLVMFuzzerInitialize(int*, char***) {
     // The database reads the file this names when it is first used.
     unsetenv("STEREON_DEBUG_DB");
-    // In memory where there is a place for it: the file is written for every input.
-    std::string name = access("/dev/shm", W_OK) == 0 ? "/dev/shm" : "/tmp";
-    name += "/stereon-debugdb-fuzz-XXXXXX";
-    fileDescriptor = mkstemp(&name[0]);
-    Check(fileDescriptor >= 0, "cannot make the key file");
-    unlink(name.c_str());
-    keyFile = "/proc/self/fd/" + std::to_string(fileDescriptor);
+    keyFile = std::make_unique<fuzzinput::ScratchFile>("debug_database_fuzz");
     return 0;
 }
 
@@ -81,8 +62,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
 
     // The file reader is the same parse; entries the program set would win, and there are none.
     DebugDatabase& database = DebugDatabase::Instance();
-    WriteKeyFile(data, size);
-    Check(database.LoadFile(keyFile), "the key file cannot be loaded");
+    keyFile->Write(data, size);
+    Check(database.LoadFile(keyFile->Path()), "the key file cannot be loaded");
     for (const auto& entry : entries) {
         Check(database.HasEntry(entry.first), "key missing after LoadFile", entry.first);
         Check(database.GetEntry(entry.first, std::string("\x01 none")) == entry.second,

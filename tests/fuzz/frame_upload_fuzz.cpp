@@ -10,15 +10,15 @@
 //   bytes 4-7    width, bytes 8-11 height, bytes 12-15 row bytes (signed)
 //   bytes 16-23  raw format value
 //   the rest     the pixels
-// The frame goes through the steps UploadCpuFrame takes, with the GL upload replaced by a copy
-// of exactly the bytes glTexSubImage2D reads with the unpack state TextureOGL sets, into rows of
-// a stand-in texture. AddressSanitizer sees every byte read outside the frame or the staging
-// buffer; a frame the upload takes must be one the texture takes, and each texture row must be
-// the frame's row.
+// VideoFrameUploader is not linked into this target, so the frame goes through the steps
+// UploadCpuFrame takes, calling the same frame checks and staging buffer, with the GL upload
+// replaced by a copy of exactly the bytes glTexSubImage2D reads with the unpack state TextureOGL
+// sets, into rows of a stand-in texture. AddressSanitizer sees every byte read outside the frame
+// or the staging buffer; a frame the upload takes must be one the texture takes, and each
+// texture row must be the frame's row.
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
-#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <map>
@@ -33,6 +33,7 @@
 #include "MF/VideoFrame.h"
 #include "OpenGL/TextureOGL.h"
 #include "VF/VideoFrame.h"
+#include "fuzz_input.h"
 #include "hostcore/classref.h"
 
 namespace {
@@ -51,23 +52,7 @@ constexpr std::size_t kDeviceMemory = 16u << 20;
 constexpr std::uint32_t kMaxTextureSize = 32768;
 
 void Check(bool condition, const char* what) {
-    if (!condition) {
-        std::fprintf(stderr, "frame_upload_fuzz: %s\n", what);
-        std::abort();
-    }
-}
-
-template <class T>
-T Read(const std::uint8_t* data, std::size_t size, std::size_t offset) {
-    std::uint8_t bytes[sizeof(T)] = {};
-    if (offset < size) {
-        std::memcpy(bytes, data + offset, size - offset < sizeof(T) ? size - offset : sizeof(T));
-    }
-    std::uint64_t value = 0;
-    for (std::size_t i = 0; i < sizeof(T); ++i) {
-        value |= static_cast<std::uint64_t>(bytes[i]) << (8 * i);
-    }
-    return static_cast<T>(value);
+    fuzzinput::Check(condition, "frame_upload_fuzz", what);
 }
 
 // Memory blocks of known size: what a device's buffers and pinned host buffers are to it.
@@ -348,7 +333,7 @@ void ReadLikeGL(const void* data, std::uint32_t width, std::uint32_t height, Pix
     }
 }
 
-// UploadCpuFrame's steps up to the GL upload.
+// UploadCpuFrame's steps up to the GL upload, in its order; keep them so when it changes.
 void Upload(const FrameRef& frame) {
     const MF::Rect bounds = frame->GetBounds();
     const PixelFormat format = frame->GetPixelFormat();
@@ -407,12 +392,15 @@ extern "C" int LLVMFuzzerInitialize(int*, char***) {
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     constexpr std::size_t kHeader = 24;
-    const std::uint8_t flags = Read<std::uint8_t>(data, size, 0);
-    const PixelFormat format =
-        SelectFormat(Read<std::uint8_t>(data, size, 1), Read<std::uint64_t>(data, size, 16));
-    const std::int32_t width = Read<std::int32_t>(data, size, 4);
-    const std::int32_t height = Read<std::int32_t>(data, size, 8);
-    const std::int32_t rowBytes = Read<std::int32_t>(data, size, 12);
+    fuzzinput::Reader in(data, size);
+    const std::uint8_t flags = in.Byte();
+    const std::uint8_t selector = in.Byte();
+    in.Byte();  // bytes 2 and 3 are unused
+    in.Byte();
+    const std::int32_t width = static_cast<std::int32_t>(in.Word());
+    const std::int32_t height = static_cast<std::int32_t>(in.Word());
+    const std::int32_t rowBytes = static_cast<std::int32_t>(in.Word());
+    const PixelFormat format = SelectFormat(selector, in.Word64());
     const std::uint8_t* pixels = data + (size < kHeader ? size : kHeader);
     const std::size_t pixelBytes = size < kHeader ? 0 : size - kHeader;
 

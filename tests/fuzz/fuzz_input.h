@@ -1,19 +1,29 @@
-// Reading a fuzz input as a stream of little-endian values, and stopping the run on a broken
-// invariant. Past the end of the input every value reads as zero.
+// Reading a fuzz input as a stream of little-endian values, stopping the run on a broken
+// invariant, and a scratch file for targets whose code reads files. Past the end of the input
+// every value reads as zero.
 #pragma once
+
+#include <unistd.h>
 
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <string>
 
 namespace fuzzinput {
 
-// Aborts with `what` when `condition` fails, so that libFuzzer keeps the input.
-inline void Check(bool condition, const char* target, const char* what) {
+// Aborts with `what` (and `detail`, when given) when `condition` fails, so that libFuzzer keeps
+// the input.
+inline void Check(bool condition, const char* target, const char* what,
+                  const char* detail = nullptr) {
     if (!condition) {
-        std::fprintf(stderr, "%s: %s\n", target, what);
+        if (detail != nullptr) {
+            std::fprintf(stderr, "%s: %s [%s]\n", target, what, detail);
+        } else {
+            std::fprintf(stderr, "%s: %s\n", target, what);
+        }
         std::abort();
     }
 }
@@ -44,11 +54,43 @@ public:
         std::memcpy(&value, &word, sizeof(value));
         return value;
     }
+    template <std::size_t N>
+    void Floats(float (&values)[N]) {
+        for (float& value : values) {
+            value = Float();
+        }
+    }
 
 private:
     const std::uint8_t* data;
     std::size_t size;
     std::size_t offset = 0;
+};
+
+// A file without a name, reached through its descriptor, so that nothing is left behind however
+// the run ends. In memory where there is a place for it: it is written for every input.
+class ScratchFile {
+public:
+    explicit ScratchFile(const char* target) : target(target) {
+        std::string name = access("/dev/shm", W_OK) == 0 ? "/dev/shm" : "/tmp";
+        name = name + "/stereon-" + target + "-XXXXXX";
+        descriptor = mkstemp(&name[0]);
+        Check(descriptor >= 0, target, "cannot make the scratch file");
+        unlink(name.c_str());
+        path = "/proc/self/fd/" + std::to_string(descriptor);
+    }
+    const std::string& Path() const { return path; }
+    // The file then holds exactly these bytes.
+    void Write(const std::uint8_t* data, std::size_t size) const {
+        Check(ftruncate(descriptor, 0) == 0 &&
+                  pwrite(descriptor, data, size, 0) == static_cast<ssize_t>(size),
+              target, "cannot write the scratch file");
+    }
+
+private:
+    const char* target;
+    int descriptor = -1;
+    std::string path;
 };
 
 }  // namespace fuzzinput

@@ -33,20 +33,14 @@ public:
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     fuzzinput::Reader in(data, size);
     STN::Matrix4 placement;
-    for (float& element : placement.m) {
-        element = in.Float();
-    }
+    in.Floats(placement.m);
     BarePanel panel(in.Float());
     const std::uint32_t width = in.Word();
     const std::uint32_t height = in.Word();
     float origin[4];
     float direction[4];
-    for (float& value : origin) {
-        value = in.Float();
-    }
-    for (float& value : direction) {
-        value = in.Float();
-    }
+    in.Floats(origin);
+    in.Floats(direction);
     const bool limited = (in.Word() & 1u) != 0;
 
     panel.SetSize(width, height);

@@ -7,7 +7,6 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
 #include <limits>
 
 #include <GL/glew.h>
@@ -17,6 +16,7 @@
 #include "OpenGL/TextureOGL.h"
 #include "PixelLayout.h"
 #include "VF/VideoFrame.h"
+#include "fuzz_input.h"
 #include "hostmediatypes/PixelFormat.h"
 
 namespace {
@@ -30,19 +30,6 @@ void Check(bool condition, const char* what, std::uint64_t value) {
                      static_cast<unsigned long long>(value));
         std::abort();
     }
-}
-
-template <class T>
-T Read(const std::uint8_t* data, std::size_t size, std::size_t offset) {
-    std::uint8_t bytes[sizeof(T)] = {};
-    if (offset < size) {
-        std::memcpy(bytes, data + offset, size - offset < sizeof(T) ? size - offset : sizeof(T));
-    }
-    T value = 0;
-    for (std::size_t i = 0; i < sizeof(T); ++i) {
-        value |= static_cast<T>(static_cast<T>(bytes[i]) << (8 * i));
-    }
-    return value;
 }
 
 std::uint32_t Bits(std::uint64_t value, unsigned first, unsigned count) {
@@ -211,9 +198,10 @@ void CheckTextureFormat(PixelFormat format, std::uint64_t v, std::uint32_t width
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    const std::uint64_t v = Read<std::uint64_t>(data, size, 0);
-    const std::uint32_t width = Read<std::uint32_t>(data, size, 8);
-    const std::uint32_t rowBytes = Read<std::uint32_t>(data, size, 12);
+    fuzzinput::Reader in(data, size);
+    const std::uint64_t v = in.Word64();
+    const std::uint32_t width = in.Word();
+    const std::uint32_t rowBytes = in.Word();
     const PixelFormat format = PixelFormat::FromValue(v);
     CheckFields(format, v);
     CheckLayoutCode(format, v);

@@ -2,15 +2,14 @@
 // as text, and read again as a file through GetPaths, which must come to the same paths: the file
 // reader only turns CRLF into LF, which JSON cannot tell apart. The paths then go through the
 // path arithmetic the loader applies to a runtime root.
-#include <unistd.h>
-
 #include <cstddef>
 #include <cstdint>
-#include <cstdio>
 #include <cstdlib>
+#include <memory>
 #include <string>
 #include <vector>
 
+#include "fuzz_input.h"
 #include "path_tools.h"
 #include "platform_paths.h"
 #include "vr_path_registry.h"
@@ -20,26 +19,14 @@ namespace {
 using stnvr::VRPathRegistry;
 namespace path_tools = stnvr::path_tools;
 
-// A file without a name, reached through its descriptor, so that nothing is left behind
-// however the run ends.
-int fileDescriptor = -1;
-std::string registryFile;
+std::unique_ptr<fuzzinput::ScratchFile> registryFile;
 
 void Check(bool condition, const char* what) {
-    if (!condition) {
-        std::fprintf(stderr, "vrpath_fuzz: %s\n", what);
-        std::abort();
-    }
+    fuzzinput::Check(condition, "vrpath_fuzz", what);
 }
 
 std::string FirstOf(const std::vector<std::string>& list) {
     return list.empty() ? std::string() : list.front();
-}
-
-void WriteRegistryFile(const std::uint8_t* data, std::size_t size) {
-    Check(ftruncate(fileDescriptor, 0) == 0 &&
-              pwrite(fileDescriptor, data, size, 0) == static_cast<ssize_t>(size),
-          "cannot write the registry file");
 }
 
 void CheckRuntimeRoot(const std::string& runtime) {
@@ -62,13 +49,7 @@ extern "C" int LLVMFuzzerInitialize(int*, char***) {
     unsetenv("VR_OVERRIDE");
     unsetenv("VR_CONFIG_PATH");
     unsetenv("VR_LOG_PATH");
-    // In memory where there is a place for it: the file is written for every input.
-    std::string name = access("/dev/shm", W_OK) == 0 ? "/dev/shm" : "/tmp";
-    name += "/stereon-vrpath-fuzz-XXXXXX";
-    fileDescriptor = mkstemp(&name[0]);
-    Check(fileDescriptor >= 0, "cannot make the registry file");
-    unlink(name.c_str());
-    registryFile = "/proc/self/fd/" + std::to_string(fileDescriptor);
+    registryFile = std::make_unique<fuzzinput::ScratchFile>("vrpath_fuzz");
     return 0;
 }
 
@@ -83,9 +64,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
               "a refused registry kept paths");
     }
 
-    WriteRegistryFile(data, size);
+    registryFile->Write(data, size);
     VRPathRegistry::Paths paths;
-    const bool read = VRPathRegistry::GetPaths(registryFile, paths);
+    const bool read = VRPathRegistry::GetPaths(registryFile->Path(), paths);
     Check(read == loaded, "the file and its text disagree on whether it is a registry");
     Check(paths.runtime == FirstOf(registry.RuntimePaths()), "runtime path differs");
     Check(paths.config == FirstOf(registry.ConfigPaths()), "config path differs");
