@@ -25,28 +25,26 @@ struct Heard {
     bool down;
     std::uint32_t button;
     std::uint32_t hand;
-    STN::Matrix4 pose;
 };
 
 // A host's listener; calls come on the render thread, the test reads from its own.
 class HostListener final : public STN::IControllerListener {
 public:
     void OnButtonUp(const boost::shared_ptr<STN::IControllerManager>& controller,
-                    std::uint32_t button, const STN::Matrix4& pose) override {
+                    std::uint32_t button, const STN::Matrix4&) override {
         std::lock_guard<std::mutex> lock(mutex);
-        heard.push_back({false, button, controller->GetHand(), pose});
+        heard.push_back({false, button, controller->GetHand()});
     }
     bool OnButtonDown(const boost::shared_ptr<STN::IControllerManager>& controller,
-                      std::uint32_t button, const STN::Matrix4& pose) override {
+                      std::uint32_t button, const STN::Matrix4&) override {
         std::lock_guard<std::mutex> lock(mutex);
-        heard.push_back({true, button, controller->GetHand(), pose});
+        heard.push_back({true, button, controller->GetHand()});
         return takePress;
     }
     void OnPoseUpdate(const boost::shared_ptr<STN::IControllerManager>&, bool,
                       const STN::Matrix4& pose) override {
         std::lock_guard<std::mutex> lock(mutex);
         lastPose = pose;
-        ++poses;
     }
     std::vector<STN::Matrix4> GetPointerMatrices(const boost::shared_ptr<STN::IControllerManager>&,
                                                  const STN::Matrix4& viewProjection) override {
@@ -69,7 +67,6 @@ public:
     std::mutex mutex;
     std::vector<Heard> heard;
     STN::Matrix4 lastPose = STN::Matrix4::Identity();
-    int poses = 0;
     bool takePress = true;
     bool drawRay = false;
 };

@@ -100,12 +100,6 @@ inline std::vector<int> CentrePixel(std::uint32_t eye) {
     return EyePixel(eye, kEyeSize / 2, kEyeSize / 2);
 }
 
-// Either grey of the checkerboard.
-inline bool IsCheckerboard(const std::vector<int>& pixel) {
-    return pixel == std::vector<int>{51, 51, 51, 255} ||
-           pixel == std::vector<int>{128, 128, 128, 255};
-}
-
 // Head direction in the library's terms: degrees to the right and up (the runtime's yaw turns
 // left).
 inline void Look(float rightDegrees, float upDegrees, float rollDegrees = 0.0f) {

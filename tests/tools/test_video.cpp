@@ -67,23 +67,24 @@ void ToYuv(const Rgb& rgb, std::uint8_t yuv[3]) {
 }  // namespace
 
 bool WriteTestVideo(const std::string& path, const VideoPlan& plan, std::string& error) {
+    const auto fail = [&error](const std::string& reason) {
+        error = reason;
+        return false;
+    };
     Writer w;
     if (avformat_alloc_output_context2(&w.format, nullptr, nullptr, path.c_str()) < 0) {
-        error = "no container for " + path;
-        return false;
+        return fail("no container for " + path);
     }
     const AVCodec* encoder = avcodec_find_encoder(AV_CODEC_ID_MPEG4);
     if (encoder == nullptr) {
-        error = "no mpeg4 encoder";
-        return false;
+        return fail("no mpeg4 encoder");
     }
     w.stream = avformat_new_stream(w.format, nullptr);
     w.codec = avcodec_alloc_context3(encoder);
     w.frame = av_frame_alloc();
     w.packet = av_packet_alloc();
     if (w.stream == nullptr || w.codec == nullptr || w.frame == nullptr || w.packet == nullptr) {
-        error = "out of memory";
-        return false;
+        return fail("out of memory");
     }
     w.codec->width = plan.width;
     w.codec->height = plan.height;
@@ -101,8 +102,7 @@ bool WriteTestVideo(const std::string& path, const VideoPlan& plan, std::string&
     }
     if (avcodec_open2(w.codec, encoder, nullptr) < 0 ||
         avcodec_parameters_from_context(w.stream->codecpar, w.codec) < 0) {
-        error = "the mpeg4 encoder would not open";
-        return false;
+        return fail("the mpeg4 encoder would not open");
     }
     w.stream->time_base = w.codec->time_base;
     w.stream->avg_frame_rate = w.codec->framerate;
@@ -116,8 +116,7 @@ bool WriteTestVideo(const std::string& path, const VideoPlan& plan, std::string&
                                     reinterpret_cast<std::uint8_t*>(stereo),
                                     sizeof(AVStereo3D)) < 0) {
             av_free(stereo);
-            error = "cannot attach the stereo metadata";
-            return false;
+            return fail("cannot attach the stereo metadata");
         }
     }
     if (!plan.spherical.empty()) {
@@ -137,8 +136,7 @@ bool WriteTestVideo(const std::string& path, const VideoPlan& plan, std::string&
         if (av_stream_add_side_data(w.stream, AV_PKT_DATA_SPHERICAL,
                                     reinterpret_cast<std::uint8_t*>(mapping), size) < 0) {
             av_free(mapping);
-            error = "cannot attach the spherical metadata";
-            return false;
+            return fail("cannot attach the spherical metadata");
         }
     }
     // The MP4 muxer writes the spherical and stereo boxes only when told it may.
@@ -147,20 +145,17 @@ bool WriteTestVideo(const std::string& path, const VideoPlan& plan, std::string&
     }
     if (avio_open(&w.format->pb, path.c_str(), AVIO_FLAG_WRITE) < 0 ||
         avformat_write_header(w.format, nullptr) < 0) {
-        error = "cannot start writing " + path;
-        return false;
+        return fail("cannot start writing " + path);
     }
     w.frame->format = AV_PIX_FMT_YUV420P;
     w.frame->width = plan.width;
     w.frame->height = plan.height;
     if (av_frame_get_buffer(w.frame, 0) < 0) {
-        error = "out of memory";
-        return false;
+        return fail("out of memory");
     }
     for (int i = 0; i < plan.frames; ++i) {
         if (av_frame_make_writable(w.frame) < 0) {
-            error = "out of memory";
-            return false;
+            return fail("out of memory");
         }
         for (int y = 0; y < plan.height; ++y) {
             for (int x = 0; x < plan.width; ++x) {
@@ -177,13 +172,11 @@ bool WriteTestVideo(const std::string& path, const VideoPlan& plan, std::string&
         }
         w.frame->pts = i;
         if (!w.Encode(w.frame)) {
-            error = "encoding frame " + std::to_string(i) + " failed";
-            return false;
+            return fail("encoding frame " + std::to_string(i) + " failed");
         }
     }
     if (!w.Encode(nullptr) || av_write_trailer(w.format) < 0) {
-        error = "finishing " + path + " failed";
-        return false;
+        return fail("finishing " + path + " failed");
     }
     return true;
 }
