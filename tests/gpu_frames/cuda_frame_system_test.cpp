@@ -3,7 +3,6 @@
 // on any other driver.
 #include <atomic>
 #include <chrono>
-#include <set>
 #include <string>
 #include <thread>
 
@@ -16,7 +15,7 @@ namespace {
 constexpr int kInvalidContext = 201;
 constexpr int kUnknownError = 999;
 
-class CudaFrameTest : public PictureTest {
+class CudaFrameTest : public GpuFrameTest {
 protected:
     std::int32_t DeviceKind() const override { return GB::kDeviceKind_CUDA; }
 
@@ -26,38 +25,28 @@ protected:
     }
     void SetUp() override {
         cudasim_reset();
-        PictureTest::SetUp();
-        if (IsSkipped() || HasFatalFailure()) {
-            return;
-        }
-        ASSERT_TRUE(device->CanShareWithOpenGL()) << "the CUDA device must share with OpenGL";
-        service->SetVideoLayout(1, 0, 360, 180);
+        GpuFrameTest::SetUp();
     }
     void TearDown() override {
         PictureTest::TearDown();
         if (StandIn()) {
             // Whatever the case did, the driver never had to refuse a call for want of a
-            // current context, and nothing the library made is left behind.
-            EXPECT_EQ(CallsRefusedForContext(), 0);
+            // current context, and the stop left nothing the library made behind: nothing
+            // mapped, and every texture's registration undone.
+            ExpectNoCallWithoutAContext();
             EXPECT_EQ(cudasim_mapped_resources(), 0);
+            EXPECT_EQ(cudasim_registered_resources(), 0);
         }
         cudasim_reset();
     }
 
-    static bool StandIn() {
-        const char* chosen = std::getenv("STEREON_CUDA_DRIVER");
-        return chosen != nullptr && std::string(chosen) == CUDASIM_LIBRARY;
-    }
-    static int CallsRefusedForContext() {
-        int refused = 0;
+    static bool StandIn() { return EnvironmentNames("STEREON_CUDA_DRIVER", CUDASIM_LIBRARY); }
+    static void ExpectNoCallWithoutAContext() {
         cudasim_call call;
         for (int i = 0; cudasim_get_call(i, &call) != 0; ++i) {
-            if (call.result == kInvalidContext) {
-                ADD_FAILURE() << call.name << " was made without a current CUDA context";
-                ++refused;
-            }
+            EXPECT_NE(call.result, kInvalidContext)
+                << call.name << " was made without a current CUDA context";
         }
-        return refused;
     }
     // The GL names of the successful calls of `name` (the first argument), in order.
     static std::vector<std::uint64_t> GLNames(const char* name) {
@@ -71,30 +60,10 @@ protected:
         }
         return names;
     }
-    void ExpectCentre(int marker) {
-        LookAndWait(45.0f, -67.5f);
-        EXPECT_EQ(CentrePixel(0), PatternColor(2, 0, marker));
-        EXPECT_EQ(CentrePixel(1), PatternColor(2, 0, marker));
-    }
 };
 
-// Each quarter lands where the head looks for it: rows are not turned over on the way (the
-// first row stays at the bottom of the sky), and red and blue keep their places.
 TEST_F(CudaFrameTest, FramesReachTheEyesUprightWithRedAndBlueInPlace) {
-    Show(GpuPatternFrame(device, 11));
-    const struct {
-        float right, up;
-        int column, row;
-    } cases[] = {{45.0f, -67.5f, 2, 0},
-                 {-45.0f, 22.5f, 1, 2},
-                 {135.0f, 67.5f, 3, 3},
-                 {-135.0f, -22.5f, 0, 1}};
-    for (const auto& c : cases) {
-        SCOPED_TRACE(::testing::Message() << "right " << c.right << ", up " << c.up);
-        LookAndWait(c.right, c.up);
-        EXPECT_EQ(CentrePixel(0), PatternColor(c.column, c.row, 11));
-        EXPECT_EQ(CentrePixel(1), PatternColor(c.column, c.row, 11));
-    }
+    ExpectQuartersUprightWithRedAndBlueInPlace();
 }
 
 // Rows longer than the picture: only the picture's bytes of each row reach the texture.
@@ -142,30 +111,6 @@ TEST_F(CudaFrameTest, EachTextureIsRegisteredOnceAndANewSizeRedoesOnlyTheBackOne
     Show(GpuPatternFrame(device, 8, kFrameWidth * 2, kFrameHeight * 2));
     EXPECT_EQ(GLNames("cuGraphicsGLRegisterImage").size(), 4u);
     ExpectCentre(8);
-}
-
-TEST_F(CudaFrameTest, StopUnregistersEveryTexture) {
-    if (!StandIn()) {
-        GTEST_SKIP() << "reads the stand-in driver's call record";
-    }
-    Show(GpuPatternFrame(device, 21));
-    Show(GpuPatternFrame(device, 22));
-    ASSERT_EQ(cudasim_registered_resources(), 2);
-    const std::vector<std::uint64_t> registered = GLNames("cuGraphicsGLRegisterImage");
-
-    service->RemoveClient(kClient);
-    ASSERT_FALSE(service->IsInitialized());
-    EXPECT_EQ(cudasim_registered_resources(), 0);
-    const std::vector<std::uint64_t> unregistered = GLNames("cuGraphicsUnregisterResource");
-    EXPECT_EQ(std::set<std::uint64_t>(unregistered.begin(), unregistered.end()),
-              std::set<std::uint64_t>(registered.begin(), registered.end()));
-
-    // Started again, the library registers its new textures afresh.
-    StartHost();
-    service->SetVideoLayout(1, 0, 360, 180);
-    Show(GpuPatternFrame(device, 23));
-    ExpectCentre(23);
-    EXPECT_EQ(cudasim_registered_resources(), 1);
 }
 
 // The host's frame thread holds the device's exclusive access inside UpdateVideoTexture while
@@ -227,23 +172,8 @@ TEST_F(CudaFrameTest, FailedMapOrCopyPublishesNothingAndTheLoopGoesOn) {
     ExpectCentre(33);
 }
 
-// The same pattern from host memory and from a CUDA buffer: the eyes see the same pictures.
 TEST_F(CudaFrameTest, HostAndCudaFramesGiveTheSameEyeImages) {
-    std::vector<std::vector<std::uint8_t>> host;
-    Show(PatternFrame(41));
-    for (const View& view : kComparedViews) {
-        LookAndWait(view.right, view.up);
-        host.push_back(EyeImage(0));
-        host.push_back(EyeImage(1));
-    }
-    Show(GpuPatternFrame(device, 41));
-    std::size_t index = 0;
-    for (const View& view : kComparedViews) {
-        SCOPED_TRACE(::testing::Message() << "right " << view.right << ", up " << view.up);
-        LookAndWait(view.right, view.up);
-        EXPECT_LE(LargestDifference(EyeImage(0), host[index++]), kSamplingTolerance);
-        EXPECT_LE(LargestDifference(EyeImage(1), host[index++]), kSamplingTolerance);
-    }
+    ExpectTheEyeImagesOfAHostFrame();
 }
 
 }  // namespace
