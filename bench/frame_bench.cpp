@@ -469,13 +469,9 @@ void ReportVariants(const Options& options, const std::vector<Variant>& variants
 
 bool RunFrameBenchmark(const Options& options, nlohmann::json& section) {
     SceneSession session(options);
+    bool ok = session.ReportTo(section);
     if (!session.context) {
-        section["error"] = session.Error();
         return false;
-    }
-    bool ok = session.ok();
-    if (!ok) {
-        section["error"] = session.Error();
     }
     std::vector<Variant> variants = MakeVariants();
     if (ok) {

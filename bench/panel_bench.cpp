@@ -211,13 +211,9 @@ void TearDown(Stage& stage) {
 
 bool RunPanelBenchmark(const Options& options, nlohmann::json& section) {
     SceneSession session(options);
+    bool ok = session.ReportTo(section);
     if (!session.context) {
-        section["error"] = session.Error();
         return false;
-    }
-    bool ok = session.ok();
-    if (!ok) {
-        section["error"] = session.Error();
     }
     Stage stage;
     MakeStage(session, stage);

@@ -28,7 +28,13 @@ public:
 
     // False with the reason when something could not start.
     bool ok() const { return error.empty(); }
-    const std::string& Error() const { return error; }
+    // ok(), with the reason written into a part's section when something could not start.
+    bool ReportTo(nlohmann::json& section) const {
+        if (!ok()) {
+            section["error"] = error;
+        }
+        return ok();
+    }
 
     boost::shared_ptr<GB::Device> device;
     boost::shared_ptr<STN::GraphicsContextOGL> context;
