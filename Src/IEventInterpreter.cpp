@@ -45,7 +45,7 @@ void IEventInterpreter::HandleButtonEvent(const vr::VREvent_t& event, const Matr
     if (!controller || !controller->valid || controller->GetHand() == kHandUnassigned) {
         return;
     }
-    const Matrix4 gripPose = ApplyGripOffset(listIndex, pose);
+    const Matrix4 gripPose = ApplyGripOffset(controller->GetHand(), pose);
     const boost::shared_ptr<IControllerListener> listener = controller->GetListener();
     if (!listener) {
         return;
@@ -79,7 +79,7 @@ void IEventInterpreter::UpdateController(std::uint32_t deviceIndex, bool poseVal
         return;
     }
     if (controller->GetHand() != kHandUnassigned) {
-        const Matrix4 gripPose = ApplyGripOffset(listIndex, pose);
+        const Matrix4 gripPose = ApplyGripOffset(controller->GetHand(), pose);
         if (const boost::shared_ptr<IControllerListener> listener = controller->GetListener()) {
             listener->OnPoseUpdate(controller, poseValid, gripPose);
         }
@@ -190,12 +190,10 @@ std::uint32_t IEventInterpreter::HandOfRole(vr::ETrackedControllerRole role) {
     return kHandUnassigned;
 }
 
-Matrix4 IEventInterpreter::ApplyGripOffset(std::uint32_t listIndex, const Matrix4& pose) const {
+Matrix4 IEventInterpreter::ApplyGripOffset(std::uint32_t hand, const Matrix4& pose) const {
     if (!hasGripOffsets) {
         return pose;
     }
-    const boost::shared_ptr<ControllerManager> controller = GetController(listIndex);
-    const std::uint32_t hand = controller ? controller->GetHand() : kHandUnassigned;
     if (hand == kHandLeft) {
         return pose * leftGripOffset;
     }

@@ -58,9 +58,9 @@ protected:
     virtual void SetUpNewController(vr::IVRSystem* system, ControllerManager& controller) = 0;
     // The family's second look at a known controller, on each event and update.
     virtual void RevisitController(vr::IVRSystem* system, ControllerManager& controller);
-    // `pose` times the grip offset of the listed controller's hand; `pose` itself without a hand
-    // or where the family set no offsets.
-    Matrix4 ApplyGripOffset(std::uint32_t listIndex, const Matrix4& pose) const;
+    // `pose` times the grip offset of `hand`; `pose` itself for no hand or where the family set no
+    // offsets. The caller holds the controller already: no second look in the list.
+    Matrix4 ApplyGripOffset(std::uint32_t hand, const Matrix4& pose) const;
     // Clears out controllers that fell silent; true when one was.
     virtual bool RecoverControllers();
 

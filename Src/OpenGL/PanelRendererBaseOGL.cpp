@@ -5,6 +5,7 @@
 #include "IGraphicsContext.h"
 #include "IMesh.h"
 #include "IShader.h"
+#include "OpenGL/GLObjects.h"
 #include "ShaderRegistry.h"
 
 namespace STN {
@@ -22,9 +23,7 @@ void PanelRendererBaseOGL::Release() {
     ReleaseShaders();
     quadMesh.reset();
     DeleteTextures();
-    GLuint id = framebuffer;
-    glDeleteFramebuffers(1, &id);
-    framebuffer = 0;
+    globjects::DeleteName(glDeleteFramebuffers, framebuffer);
     drawCallback.clear();
     userData = nullptr;
 }
@@ -39,9 +38,7 @@ void PanelRendererBaseOGL::BeginInit(const boost::shared_ptr<IGraphicsContext>& 
 }
 
 void PanelRendererBaseOGL::CreateFramebuffer() {
-    GLuint id = 0;
-    glGenFramebuffers(1, &id);
-    framebuffer = id;
+    framebuffer = globjects::NewName(glGenFramebuffers);
 }
 
 void PanelRendererBaseOGL::DefineNearestTexture(std::uint32_t texture, std::int32_t internalFormat,
@@ -55,8 +52,7 @@ void PanelRendererBaseOGL::DefineNearestTexture(std::uint32_t texture, std::int3
 std::uint32_t PanelRendererBaseOGL::CreateNearestTexture(std::int32_t internalFormat,
                                                          std::uint32_t format,
                                                          std::uint32_t type) const {
-    GLuint texture = 0;
-    glGenTextures(1, &texture);
+    const std::uint32_t texture = globjects::NewName(glGenTextures);
     DefineNearestTexture(texture, internalFormat, format, type);
     return texture;
 }
