@@ -249,16 +249,20 @@ bool RenderThread::Init(boost::shared_ptr<GB::Device> newDevice) {
 }
 
 bool RenderThread::InitRendering() {
-    renderContext = CreateGraphicsContext("RenderContext");
-    uploadContext = CreateGraphicsContext("UploadContext");
-    userInterfaceContext = CreateGraphicsContext("UserInterfaceContext");
+    // Chosen once for the three, which must share; a later start chooses again.
+    const ContextPlatform platform = ChooseContextPlatform();
+    renderContext = CreateGraphicsContext("RenderContext", platform);
+    uploadContext = CreateGraphicsContext("UploadContext", platform);
+    userInterfaceContext = CreateGraphicsContext("UserInterfaceContext", platform);
 
     // On an OpenCL device the render context shares objects with the device's GL context,
-    // which a context object wraps only for that.
+    // which a context object wraps only for that. The device's context is EGL: contexts made on
+    // GLX cannot share with it, and the device's GPU frames then come through host memory.
+    contextsShareWithDevice = platform == ContextPlatform::kEGL;
     const bool openCL = device->DeviceKind == GB::kDeviceKind_OpenCL;
     boost::shared_ptr<IGraphicsContext> deviceContext;
-    if (openCL) {
-        deviceContext = CreateGraphicsContext("DeviceContext");
+    if (openCL && contextsShareWithDevice) {
+        deviceContext = CreateGraphicsContext("DeviceContext", platform);
         deviceContext->BindDevice(device);
     }
     if (!CreateContext(renderContext, deviceContext)) {
@@ -546,9 +550,11 @@ bool RenderThread::UpdateVideoTexture(
     bool redBlueSwap = false;
     boost::shared_ptr<GB::CompletionEvent> completion;
     // A GPU frame that OpenGL cannot share goes through host memory.
-    const bool gpuPath =
-        IsGPUPixelFormat(frame->GetPixelFormat()) &&
-        (device->CanShareWithOpenGL() || device->DeviceKind == GB::kDeviceKind_OpenCLNoSharing);
+    const bool sharedWithGL =
+        device->CanShareWithOpenGL() &&
+        (device->DeviceKind != GB::kDeviceKind_OpenCL || contextsShareWithDevice);
+    const bool gpuPath = IsGPUPixelFormat(frame->GetPixelFormat()) &&
+                         (sharedWithGL || device->DeviceKind == GB::kDeviceKind_OpenCLNoSharing);
     const bool uploaded =
         gpuPath ? uploader.UploadGpuFrame(frame, verticalFlip, redBlueSwap, completion)
                 : uploader.UploadCpuFrame(frame, verticalFlip, redBlueSwap);

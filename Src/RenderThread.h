@@ -44,7 +44,6 @@ class VRPanelManager;
 class IEventInterpreter;
 class UploadSynchronizer;
 
-
 class RenderThread : public hostcore::messaging::Listener,
                      public boost::enable_shared_from_this<RenderThread> {
 public:
@@ -150,6 +149,10 @@ private:
     boost::shared_ptr<IGraphicsContext> renderContext;
     boost::shared_ptr<IGraphicsContext> uploadContext;
     boost::shared_ptr<IGraphicsContext> userInterfaceContext;
+    // Whether the library's contexts share with the device's GL context, so that GPU frames of
+    // an OpenCL device can be shared with OpenGL; not when they are made on GLX (the host's
+    // context is EGL). Set by InitRendering, read on the host's frame threads.
+    std::atomic<bool> contextsShareWithDevice{false};
     boost::shared_ptr<Scene> scene;
     boost::shared_ptr<ITexture> videoTextures[2];
     boost::shared_ptr<UploadSynchronizer> uploadSynchronizer;

@@ -21,6 +21,10 @@ packages=(
     libgtest-dev libgmock-dev nlohmann-json3-dev libpng-dev
     # FFmpeg for the demo host
     libavformat-dev libavcodec-dev libavutil-dev libswscale-dev
+    # libavfilter: the benchmark runs FFmpeg's v360 reprojection as the peer it compares with
+    libavfilter-dev
+    # an X server of its own (Xvfb) for the GLX context path, and GLX on Mesa
+    xvfb xauth libx11-dev libglx-dev libglx-mesa0
 )
 
 missing=()

@@ -18,14 +18,20 @@
 
 namespace STN {
 
-GraphicsContextOGL::GraphicsContextOGL(const std::string& name) : name(name) {}
+GraphicsContextOGL::GraphicsContextOGL(const std::string& name, ContextPlatform platform)
+    : name(name), platform(platform) {}
 
 GraphicsContextOGL::~GraphicsContextOGL() {
     DestroyContext();
 }
 
+boost::shared_ptr<GraphicsContextOGL> CreateGraphicsContext(const std::string& name,
+                                                            ContextPlatform platform) {
+    return boost::shared_ptr<GraphicsContextOGL>(new GraphicsContextOGL(name, platform));
+}
+
 boost::shared_ptr<GraphicsContextOGL> CreateGraphicsContext(const std::string& name) {
-    return boost::shared_ptr<GraphicsContextOGL>(new GraphicsContextOGL(name));
+    return CreateGraphicsContext(name, ChooseContextPlatform());
 }
 
 boost::shared_ptr<IShader> GraphicsContextOGL::CreateShader(const std::string& name) {

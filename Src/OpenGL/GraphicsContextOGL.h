@@ -6,29 +6,32 @@
 #include <string>
 
 #include "IGraphicsContext.h"
+#include "OpenGL/ContextPlatform.h"
 #include "hostcore/threads.h"
 
 #if defined(_WIN32)
 #include <windows.h>
 #else
-#include <EGL/egl.h>
+#include "OpenGL/GLXSupport.h"
 #endif
 
 namespace STN {
 
-// The OpenGL context: WGL on Windows, EGL (no config, no surface) elsewhere. A context either
-// adopts the host device's offscreen context (never deleted here) or creates its own.
+// The OpenGL context: WGL on Windows; on Linux GLX or EGL (no config, no surface), as chosen
+// for the start (ContextPlatform.h). A context either adopts the host device's offscreen context
+// (never deleted here; on Linux always the host's EGL context) or creates its own on its platform.
 class GraphicsContextOGL : public IGraphicsContext {
 public:
 #if defined(_WIN32)
     using DeviceHandle = HDC;
     using ContextHandle = HGLRC;
 #else
-    using DeviceHandle = EGLDisplay;
-    using ContextHandle = EGLContext;
+    // EGLDisplay and EGLContext, or Display* and GLXContext for a context made on GLX.
+    using DeviceHandle = void*;
+    using ContextHandle = void*;
 #endif
 
-    explicit GraphicsContextOGL(const std::string& name);
+    GraphicsContextOGL(const std::string& name, ContextPlatform platform);
     ~GraphicsContextOGL() override;
     GraphicsContextOGL(const GraphicsContextOGL&) = delete;
     GraphicsContextOGL& operator=(const GraphicsContextOGL&) = delete;
@@ -80,11 +83,20 @@ public:
     bool OwnsContext() const {
         return ownsContext;
     }
+    // The platform this object makes its own context on.
+    ContextPlatform GetPlatform() const {
+        return platform;
+    }
 
 private:
     // The platform's part of CreateVersionedContext, on the device kept from before.
     bool CreateOwnContext(unsigned majorVersion,
                           const boost::shared_ptr<IGraphicsContext>& shareWith);
+#if !defined(_WIN32)
+    // CreateOwnContext on GLX, sharing with `shareWith` (null: none).
+    bool CreateOwnGLXContext(unsigned majorVersion, int minorVersion,
+                             const GraphicsContextOGL* shareWith);
+#endif
     // The platform's deletion of a context this object made.
     void DeleteOwnContext();
     // 3.2 for major version 3 and 4.1 for 4, the core versions the library asks for; false for
@@ -94,6 +106,7 @@ private:
     static void LoadEntryPoints();
 
     std::string name;
+    const ContextPlatform platform;
     std::uint32_t width = 0;
     std::uint32_t height = 0;
     hostcore::threads::RecursiveMutex mutex;
@@ -101,8 +114,17 @@ private:
     bool ownsContext = false;
     DeviceHandle deviceContext = nullptr;
     ContextHandle glContext = nullptr;
+#if !defined(_WIN32)
+    // The X connection and pbuffer of a context made on GLX.
+    boost::shared_ptr<glxsupport::Connection> connection;
+    unsigned long glxDrawable = 0;
+#endif
 };
 
+// A context to be made on `platform`; without one, on the platform ChooseContextPlatform picks
+// now. Contexts that share must be made on one platform.
+boost::shared_ptr<GraphicsContextOGL> CreateGraphicsContext(const std::string& name,
+                                                            ContextPlatform platform);
 boost::shared_ptr<GraphicsContextOGL> CreateGraphicsContext(const std::string& name);
 
 }  // namespace STN

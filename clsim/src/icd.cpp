@@ -10,6 +10,7 @@
 #include <EGL/egl.h>
 #include <GL/gl.h>
 #include <GL/glext.h>
+#include <GL/glx.h>
 
 #include <algorithm>
 #include <cmath>
@@ -196,8 +197,9 @@ cl_int AnswerValue(T value, std::size_t capacity, void* out, std::size_t* sizeOu
     return Answer(&value, sizeof value, capacity, out, sizeOut);
 }
 
+// A context of either binding the library can make: EGL, or GLX on an X display.
 bool GLContextCurrent() {
-    return eglGetCurrentContext() != EGL_NO_CONTEXT;
+    return eglGetCurrentContext() != EGL_NO_CONTEXT || glXGetCurrentContext() != nullptr;
 }
 
 bool KnownMemory(const State& state, cl_mem memory) {

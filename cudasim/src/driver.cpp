@@ -5,6 +5,7 @@
 #include <EGL/egl.h>
 #include <GL/gl.h>
 #include <GL/glext.h>
+#include <GL/glx.h>
 
 #include <cstdint>
 #include <cstring>
@@ -172,8 +173,9 @@ bool RawTransfer(GLint internalFormat, GLenum* format, GLenum* type, std::size_t
     }
 }
 
+// A context of either binding the library can make: EGL, or GLX on an X display.
 bool GLContextCurrent() {
-    return eglGetCurrentContext() != EGL_NO_CONTEXT;
+    return eglGetCurrentContext() != EGL_NO_CONTEXT || glXGetCurrentContext() != nullptr;
 }
 
 // Writes rows into the texture with the caller's unpack state set aside and put back, as a

@@ -7,13 +7,16 @@
 // That needs direct state access: without it, a texture's target can only be found by binding
 // the texture, and binding it to the wrong target is an error.
 #define GL_GLEXT_PROTOTYPES 1
+#include <EGL/egl.h>
 #include <GL/gl.h>
 #include <GL/glext.h>
+#include <GL/glx.h>
 
 #include <cstdio>
 #include <cstring>
 
 #include "sim_interfaces.h"
+#include "simvr/simvr_control.h"
 
 namespace simvr {
 
@@ -251,6 +254,13 @@ const char* ReadBackGlImage(uint32_t name, bool renderbuffer, uint32_t* width, u
     }
     return renderbuffer ? ReadRenderbuffer(name, version, width, height, rgba)
                         : ReadTexture(name, width, height, rgba);
+}
+
+int32_t CurrentGlContextKind() {
+    if (glXGetCurrentContext() != nullptr) {
+        return SIMVR_GL_CONTEXT_GLX;
+    }
+    return eglGetCurrentContext() != EGL_NO_CONTEXT ? SIMVR_GL_CONTEXT_EGL : SIMVR_GL_CONTEXT_NONE;
 }
 
 }  // namespace simvr

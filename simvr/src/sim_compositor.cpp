@@ -259,6 +259,7 @@ vr::EVRCompositorError SimCompositor::Submit(vr::EVREye eEye, const vr::Texture_
                                                        : SIMVR_READBACK_FAILED;
         CopyField(call->text, sizeof(call->text), readBackFailure);
         call->flags = uint32_t(nSubmitFlags);
+        call->gl_context = CurrentGlContextKind();
         if (pTexture != nullptr) {
             call->handle = uint64_t(reinterpret_cast<uintptr_t>(pTexture->handle));
             call->texture_type = pTexture->eType;

@@ -257,4 +257,8 @@ public:
 const char* ReadBackGlImage(uint32_t name, bool renderbuffer, uint32_t* width, uint32_t* height,
                             std::vector<uint8_t>* rgba);
 
+// simvr_gl_context of the context current on the calling thread: a runtime learns the
+// application's binding this way (an OpenXR-backed one needs the GLX display and drawable).
+int32_t CurrentGlContextKind();
+
 }  // namespace simvr

@@ -69,6 +69,13 @@ enum simvr_readback {
     SIMVR_READBACK_FAILED = 2 /* the eye's image was cleared */
 };
 
+/* The binding of the OpenGL context current on a submitting thread. */
+enum simvr_gl_context {
+    SIMVR_GL_CONTEXT_NONE = 0,
+    SIMVR_GL_CONTEXT_EGL = 1,
+    SIMVR_GL_CONTEXT_GLX = 2
+};
+
 enum simvr_value_type {
     SIMVR_VALUE_NONE = 0,
     SIMVR_VALUE_BOOL = 1,
@@ -91,6 +98,7 @@ typedef struct simvr_call {
     int32_t color_space;  /* submit: EColorSpace */
     int32_t has_bounds;   /* submit: whether bounds were given */
     int32_t value_type;   /* settings: simvr_value_type */
+    int32_t gl_context;   /* submit: simvr_gl_context */
     float bounds[4];      /* submit: uMin, vMin, uMax, vMax */
     float values[5];
     int64_t int_value;

@@ -1,5 +1,8 @@
-// Context creation and current state on EGL: a configless, surfaceless core context on the
-// host device's display. EGL cannot share after creation, so the share context is passed here.
+// Context creation and current state on Linux. On EGL: a configless, surfaceless core context on
+// the host device's display. On GLX: a core context on a pbuffer, on an X connection of the
+// library's own that the contexts of one share group use together. Neither can share after
+// creation, so the share context is passed here. A thread has one current context whatever the
+// API: making one current first lets go of a context of the other API.
 
 #include <GL/glew.h>
 
@@ -48,15 +51,29 @@ bool GraphicsContextOGL::CreateOwnContext(unsigned majorVersion,
         ClearCurrent();
         return false;
     }
-    EGLContext shareContext = EGL_NO_CONTEXT;
-    if (shareWith) {
-        const GraphicsContextOGL* other = dynamic_cast<const GraphicsContextOGL*>(shareWith.get());
-        if (other == nullptr) {
-            ClearCurrent();
-            return false;
-        }
-        shareContext = other->glContext;
+    const GraphicsContextOGL* other = dynamic_cast<const GraphicsContextOGL*>(shareWith.get());
+    if (shareWith && other == nullptr) {
+        ClearCurrent();
+        return false;
     }
+    // A partner without a context of its own (never bound) leaves nothing to share.
+    if (other != nullptr && other->glContext == nullptr) {
+        other = nullptr;
+    }
+    // Like the EGL context, a GLX one is made only for a bound device.
+    if (platform == ContextPlatform::kGLX && deviceContext == nullptr) {
+        ClearCurrent();
+        return false;
+    }
+    if (platform == ContextPlatform::kGLX) {
+        return CreateOwnGLXContext(majorVersion, minorVersion, other);
+    }
+    // An adopted context is the host's EGL one; a context of ours made on GLX cannot share here.
+    if (other != nullptr && other->connection) {
+        ClearCurrent();
+        return false;
+    }
+    const EGLContext shareContext = other != nullptr ? other->glContext : EGL_NO_CONTEXT;
 
     // clang-format off
     const EGLint attributes[] = {
@@ -87,7 +104,43 @@ bool GraphicsContextOGL::CreateOwnContext(unsigned majorVersion,
     return true;
 }
 
+bool GraphicsContextOGL::CreateOwnGLXContext(unsigned majorVersion, int minorVersion,
+                                             const GraphicsContextOGL* shareWith) {
+    // GLX shares only within one connection: the first context of a group opens it, the others
+    // join it. The host's (EGL) context is no partner for sharing.
+    boost::shared_ptr<glxsupport::Connection> joined;
+    void* shareContext = nullptr;
+    std::string why;
+    if (shareWith != nullptr) {
+        joined = shareWith->connection;
+        shareContext = shareWith->glContext;
+    } else {
+        joined = glxsupport::Open(&why);
+    }
+    glxsupport::Context made;
+    if (joined) {
+        made = glxsupport::CreateContext(*joined, shareContext, static_cast<int>(majorVersion),
+                                         minorVersion, &why);
+    }
+    if (made.context == nullptr) {
+        ClearCurrent();
+        return false;
+    }
+    connection = joined;
+    deviceContext = glxsupport::DisplayOf(*connection);
+    glContext = made.context;
+    glxDrawable = made.drawable;
+    ownsContext = true;
+    MakeCurrent();
+    LoadEntryPoints();
+    SetGLDebugOutput(true);
+    return true;
+}
+
 bool GraphicsContextOGL::IsCurrent() {
+    if (connection) {
+        return glxsupport::IsCurrent(*connection, {glContext, glxDrawable});
+    }
     UseOpenGLOnThisThread();
     return eglGetCurrentDisplay() == deviceContext && eglGetCurrentContext() == glContext;
 }
@@ -96,12 +149,20 @@ void GraphicsContextOGL::MakeCurrent() {
     if (IsCurrent()) {
         return;
     }
+    if (connection) {
+        (void)glxsupport::MakeCurrent(*connection, {glContext, glxDrawable});
+        return;
+    }
+    if (glxsupport::AnyCurrent()) {
+        glxsupport::ReleaseCurrent();
+    }
     if (eglMakeCurrent(deviceContext, EGL_NO_SURFACE, EGL_NO_SURFACE, glContext) != EGL_TRUE) {
         (void)GetLastErrorText();
     }
 }
 
 void GraphicsContextOGL::ClearCurrent() {
+    glxsupport::ReleaseCurrent();
     UseOpenGLOnThisThread();
     // Releasing needs a display; use the one that is current, whichever context that is.
     const EGLDisplay current = eglGetCurrentDisplay();
@@ -114,13 +175,20 @@ void GraphicsContextOGL::ClearCurrent() {
 }
 
 void GraphicsContextOGL::SwapBuffers() {
-    // Surfaceless: nothing to present. Work is still pushed to the GPU as a swap would.
+    // Nothing is presented (no surface, or a pbuffer nobody sees). Work is still pushed to the
+    // GPU as a swap would.
     if (IsCurrent() && glContext != nullptr) {
         glFlush();
     }
 }
 
 void GraphicsContextOGL::DeleteOwnContext() {
+    if (connection) {
+        glxsupport::DestroyContext(*connection, {glContext, glxDrawable});
+        connection.reset();
+        glxDrawable = 0;
+        return;
+    }
     eglDestroyContext(deviceContext, glContext);
 }
 

@@ -1,0 +1,69 @@
+#include "OpenGL/ContextPlatform.h"
+
+#include <cstdlib>
+#include <string>
+
+#include "hostcore/debug.h"
+
+#if !defined(_WIN32)
+#include "OpenGL/GLXSupport.h"
+#endif
+
+namespace STN {
+
+const char* ContextPlatformName(ContextPlatform platform) {
+    switch (platform) {
+        case ContextPlatform::kGLX:
+            return "glx";
+        case ContextPlatform::kWGL:
+            return "wgl";
+        case ContextPlatform::kEGL:
+        default:
+            return "egl";
+    }
+}
+
+#if defined(_WIN32)
+
+ContextPlatform ChooseContextPlatform() {
+    return ContextPlatform::kWGL;
+}
+
+#else
+
+namespace {
+
+// "egl", "glx" or "" (choose by the display) from the environment, else from the debug key.
+std::string ForcedPlatform() {
+    const char* variable = std::getenv("STEREON_GL_PLATFORM");
+    std::string text = variable != nullptr ? variable : "";
+    if (text != "egl" && text != "glx") {
+        text = hostcore::debug::DebugDatabase::Instance().GetEntry("VidariumVR.OpenGLPlatform",
+                                                                   "auto");
+    }
+    return text == "egl" || text == "glx" ? text : std::string();
+}
+
+}  // namespace
+
+ContextPlatform ChooseContextPlatform() {
+    const std::string forced = ForcedPlatform();
+    if (forced == "egl") {
+        return ContextPlatform::kEGL;
+    }
+    std::string why;
+    if (glxsupport::Open(&why)) {
+        return ContextPlatform::kGLX;
+    }
+    // Without a display EGL is the expected choice; say so only when GLX was asked for or a
+    // display was named and failed, which a user would want to know.
+    if (!forced.empty() || std::getenv("DISPLAY") != nullptr) {
+        static hostcore::debug::TraceSite site("STN", 1);
+        site.Write("OpenGL contexts use EGL: " + why);
+    }
+    return ContextPlatform::kEGL;
+}
+
+#endif
+
+}  // namespace STN
