@@ -38,8 +38,8 @@ std::string ForcedPlatform() {
     const char* variable = std::getenv("STEREON_GL_PLATFORM");
     std::string text = variable != nullptr ? variable : "";
     if (text != "egl" && text != "glx") {
-        text = hostcore::debug::DebugDatabase::Instance().GetEntry("VidariumVR.OpenGLPlatform",
-                                                                   "auto");
+        text =
+            hostcore::debug::DebugDatabase::Instance().GetEntry("Stereon.OpenGLPlatform", "auto");
     }
     return text == "egl" || text == "glx" ? text : std::string();
 }

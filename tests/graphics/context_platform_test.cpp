@@ -35,7 +35,7 @@ protected:
     void TearDown() override {
         hostcore::debug::SetTraceSink(hostcore::debug::TraceSink());
         hostcore::debug::ResetTraceLevels();
-        hostcore::debug::DebugDatabase::Instance().RemoveEntry("VidariumVR.OpenGLPlatform");
+        hostcore::debug::DebugDatabase::Instance().RemoveEntry("Stereon.OpenGLPlatform");
     }
 
     // The choice under DISPLAY and STEREON_GL_PLATFORM (nullptr: unset); `traced` holds what it
@@ -70,7 +70,7 @@ TEST_F(ContextPlatformTest, GLXWhenTheDisplayOpensAndEGLOtherwiseOrWhenForced) {
     // Forced to EGL with a display there, by the variable or by the debug key; the variable
     // decides over the key.
     EXPECT_EQ(Choose(display, "egl"), ContextPlatform::kEGL);
-    hostcore::debug::DebugDatabase::Instance().SetEntry("VidariumVR.OpenGLPlatform", "egl");
+    hostcore::debug::DebugDatabase::Instance().SetEntry("Stereon.OpenGLPlatform", "egl");
     EXPECT_EQ(Choose(display, nullptr), ContextPlatform::kEGL);
     EXPECT_EQ(Choose(display, "glx"), ContextPlatform::kGLX);
 }

@@ -25,6 +25,7 @@
 #include <set>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include <boost/make_shared.hpp>
@@ -43,6 +44,7 @@
 #include "simulated_headset.h"
 #include "simvr/simvr_control.h"
 #include "simvr/simvr_setup.h"
+#include "x_server.h"
 
 extern char** environ;
 
@@ -730,6 +732,46 @@ TEST_F(ServiceSystemTest, RepeatedCyclesLeaveNothingBehind) {
     EXPECT_EQ(NamedThreads().size(), threadsBefore);
     EXPECT_EQ(simvr_get_init_count(), 3);
     EXPECT_EQ(simvr_get_cleanup_count(), 3);
+}
+
+// The binding of the context current at the last submit the runtime took, and whether it could
+// read that image back; -1 when there was none.
+std::pair<int, int> LastSubmit() {
+    std::pair<int, int> last(-1, -1);
+    for (std::uint32_t i = 0; i < simvr_get_call_count(); ++i) {
+        simvr_call call;
+        if (simvr_get_call(i, &call) == 1 && call.kind == SIMVR_CALL_SUBMIT && call.result == 0) {
+            last = {call.gl_context, static_cast<int>(call.int_value)};
+        }
+    }
+    return last;
+}
+
+TEST_F(ServiceSystemTest, EachStartMakesItsContextsOnThePlatformOfTheMoment) {
+    const stereon::test::XServer server;
+    ASSERT_FALSE(server.Display().empty()) << server.Error();
+    simvr_set_readback(1);
+    struct Start {
+        const char* display;
+        int binding;
+    };
+    // GLX while a display opens, EGL without one or when it does not open, and back.
+    const Start starts[] = {{nullptr, SIMVR_GL_CONTEXT_EGL},
+                            {server.Display().c_str(), SIMVR_GL_CONTEXT_GLX},
+                            {":4711", SIMVR_GL_CONTEXT_EGL},
+                            {server.Display().c_str(), SIMVR_GL_CONTEXT_GLX}};
+    for (const Start& start : starts) {
+        SCOPED_TRACE(start.display != nullptr ? start.display : "no DISPLAY");
+        const stereon::test::ScopedEnvironment display("DISPLAY", start.display);
+        boost::shared_ptr<STN::IStereonService> service = Library().getService();
+        ASSERT_TRUE(service->Init(device));
+        service->AddClient(1);
+        simvr_clear_calls();
+        EXPECT_TRUE(FramesPass(2));
+        EXPECT_EQ(LastSubmit(), std::make_pair(start.binding, int(SIMVR_READBACK_DONE)));
+        service->RemoveClient(1);
+        ExpectNothingRunning();
+    }
 }
 
 TEST_F(ServiceSystemTest, PriorityKeySetsTheRenderThreadsPriority) {
