@@ -51,9 +51,17 @@ ContextPlatform ChooseContextPlatform() {
     if (forced == "egl") {
         return ContextPlatform::kEGL;
     }
+    // A display that opens may still refuse the contexts (one forwarded from another machine
+    // offers only indirect ones): a context of the version the library asks for is made and
+    // dropped to be sure.
     std::string why;
-    if (glxsupport::Open(&why)) {
-        return ContextPlatform::kGLX;
+    if (const boost::shared_ptr<glxsupport::Connection> connection = glxsupport::Open(&why)) {
+        const glxsupport::Context probe =
+            glxsupport::CreateContext(*connection, nullptr, 4, 1, &why);
+        if (probe.context != nullptr) {
+            glxsupport::DestroyContext(*connection, probe);
+            return ContextPlatform::kGLX;
+        }
     }
     // Without a display EGL is the expected choice; say so only when GLX was asked for or a
     // display was named and failed, which a user would want to know.

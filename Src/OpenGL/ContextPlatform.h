@@ -16,9 +16,9 @@ const char* ContextPlatformName(ContextPlatform platform);
 // The platform for the contexts of one start of the library. The environment variable
 // STEREON_GL_PLATFORM, then the debug key "Stereon.OpenGLPlatform", may force "egl" or
 // "glx"; otherwise ("auto", unset, or anything else) GLX is chosen when DISPLAY names a display
-// that opens and offers GLX 1.3 with core profile contexts. GLX that cannot be had, forced or
-// not, falls back to EGL with a trace line ("STN" 1) that says why. Opens and closes an X
-// connection when it probes; call it once per start and give the result to every context.
+// that opens and makes a 4.1 core context. GLX that cannot be had, forced or not, falls back to
+// EGL with a trace line ("STN" 1) that says why. Opens and closes an X connection when it
+// probes; call it once per start and give the result to every context.
 ContextPlatform ChooseContextPlatform();
 
 }  // namespace STN

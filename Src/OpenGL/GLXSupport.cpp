@@ -4,6 +4,7 @@
 #include <GL/glx.h>
 #include <X11/Xlib.h>
 
+#include <atomic>
 #include <cerrno>
 #include <chrono>
 #include <cstdio>
@@ -57,7 +58,8 @@ std::mutex& TrapMutex() {
     static std::mutex* mutex = new std::mutex();  // used until the process ends
     return *mutex;
 }
-int trappedError = 0;
+// Written by Xlib on whichever thread met the error while the trap is set.
+std::atomic<int> trappedError{0};
 
 int TrapError(Display*, XErrorEvent* event) {
     trappedError = event->error_code;
@@ -211,7 +213,7 @@ Context CreateContext(const Connection& connection, void* shareWith, int major, 
     GLXContext context = create(connection.display, connection.config,
                                 static_cast<GLXContext>(shareWith), True, attributes);
     if (context == nullptr || trap.Error() != 0) {
-        *why = "glXCreateContextAttribsARB failed: " + XErrorText(trappedError);
+        *why = "glXCreateContextAttribsARB failed: " + XErrorText(trappedError.load());
         if (context != nullptr) {
             glXDestroyContext(connection.display, context);
         }
@@ -220,7 +222,7 @@ Context CreateContext(const Connection& connection, void* shareWith, int major, 
     const GLXPbuffer pbuffer =
         glXCreatePbuffer(connection.display, connection.config, pbufferAttributes);
     if (pbuffer == None || trap.Error() != 0) {
-        *why = "glXCreatePbuffer failed: " + XErrorText(trappedError);
+        *why = "glXCreatePbuffer failed: " + XErrorText(trappedError.load());
         glXDestroyContext(connection.display, context);
         return made;
     }
