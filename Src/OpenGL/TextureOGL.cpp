@@ -162,6 +162,8 @@ void TextureOGL::Release() {
     height = 0;
     pixelFormat = hostmediatypes::kPixelFormat_Any;
     mipmapsBuilt = false;
+    redBlueSwizzled = false;
+    imageShared = false;
     CheckGLErrors(false);
 }
 
@@ -220,6 +222,46 @@ void TextureOGL::SetWrap(TextureWrap wrap) {
     CheckGLErrors(false);
 }
 
+// B, G, R, A rows go to GL as R, G, B, A, the order in which drivers store an RGBA texture, so
+// that the driver copies them as they are: reordering every texel on the host's thread made a
+// 3840x1920 frame cost about four times a memcpy of it on Mesa. The swizzle puts red and blue
+// back for every sampler (shaders, filters, mipmaps and panels see the picture as before). A
+// compute device writes the image's storage itself, in the order the shaders are told of, so an
+// image shared with one keeps the plain order.
+void TextureOGL::ChooseStoreOrder(const TextureFormatGL& gl) {
+    const bool swapped = gl.transferFormat == GL_BGRA && !imageShared;
+    if (swapped != redBlueSwizzled) {
+        SetRedBlueSwizzle(swapped);
+        // Levels built from the other order would read with red and blue swapped.
+        mipmapsBuilt = false;
+    }
+}
+
+void TextureOGL::SetRedBlueSwizzle(bool swapped) {
+    const GLint order[4] = {swapped ? GL_BLUE : GL_RED, GL_GREEN, swapped ? GL_RED : GL_BLUE,
+                            GL_ALPHA};
+    glTexParameteriv(target, GL_TEXTURE_SWIZZLE_RGBA, order);
+    redBlueSwizzled = swapped;
+}
+
+std::uint32_t TextureOGL::TransferFormat(const TextureFormatGL& gl) const {
+    if (!redBlueSwizzled) {
+        return gl.transferFormat;
+    }
+    return gl.transferFormat == GL_BGRA   ? GL_RGBA
+           : gl.transferFormat == GL_RGBA ? GL_BGRA
+                                          : gl.transferFormat;
+}
+
+void TextureOGL::ShareImage() {
+    imageShared = true;
+    if (redBlueSwizzled) {
+        globjects::BindOnUnitZero(target, texture);
+        SetRedBlueSwizzle(false);
+        glBindTexture(target, 0);
+    }
+}
+
 void TextureOGL::GenerateMipmaps() {
     if (!IsMipmapped()) {
         return;
@@ -237,11 +279,12 @@ void TextureOGL::Upload(const void* data, hostmediatypes::PixelFormat format, un
         return;
     }
     globjects::BindOnUnitZero(target, texture);
+    ChooseStoreOrder(gl);
     // Left in force on this context for later transfers.
     glPixelStorei(GL_UNPACK_ALIGNMENT, 1);
     glPixelStorei(GL_UNPACK_ROW_LENGTH, rowLength);
     glTexSubImage2D(target, 0, 0, 0, static_cast<GLsizei>(width), static_cast<GLsizei>(height),
-                    gl.transferFormat, gl.transferType, data);
+                    TransferFormat(gl), gl.transferType, data);
     if (IsMipmapped()) {
         glGenerateMipmap(target);
     }
@@ -279,8 +322,11 @@ void TextureOGL::UpdateFromPixelBuffer() {
     }
     glBindTexture(target, texture);
     glBindBuffer(GL_PIXEL_UNPACK_BUFFER, pixelBuffer);
+    // The buffer's rows go in the order the texture's swizzle reads, whatever Upload chose last:
+    // levels this does not rebuild keep their order.
+    const TextureFormatGL gl = {0, pixelBufferGLFormat, pixelBufferGLType, 0};
     glTexSubImage2D(target, 0, 0, 0, static_cast<GLsizei>(width), static_cast<GLsizei>(height),
-                    pixelBufferGLFormat, pixelBufferGLType, nullptr);
+                    TransferFormat(gl), pixelBufferGLType, nullptr);
     glBindBuffer(GL_PIXEL_UNPACK_BUFFER, 0);
     glBindTexture(target, 0);
     CheckGLErrors(false);
@@ -330,6 +376,9 @@ void TextureOGL::RegisterForCompute(const boost::shared_ptr<GB::Device>& device)
             clMemory = clCreateFromGLTexture(context, CL_MEM_WRITE_ONLY, GL_TEXTURE_2D, 0, texture,
                                              &error);
         }
+    }
+    if (pixelBuffer == 0 && GetComputeHandle() != nullptr) {
+        ShareImage();
     }
 }
 

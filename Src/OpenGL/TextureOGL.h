@@ -69,6 +69,14 @@ public:
 private:
     void BuildMipmapsOnce();
     bool IsMipmapped() const;
+    // The order Upload stores `gl`'s components in: swizzled for B, G, R, A rows unless a compute
+    // device writes the image. Sets the bound texture's swizzle to match.
+    void ChooseStoreOrder(const TextureFormatGL& gl);
+    void SetRedBlueSwizzle(bool swapped);
+    // After the image is registered with a compute device, which writes its storage itself.
+    void ShareImage();
+    // The transfer format that stores `gl`'s components in the order the swizzle reads them.
+    std::uint32_t TransferFormat(const TextureFormatGL& gl) const;
 
     bool mipmapsBuilt = false;
     std::string name;
@@ -86,6 +94,9 @@ private:
     void* cudaResource = nullptr;  // CUgraphicsResource
     void* clMemory = nullptr;      // cl_mem
     bool needsIntermediateFrame = false;
+    bool redBlueSwizzled = false;
+    // The image itself (not the unpack buffer) is registered with a compute device.
+    bool imageShared = false;
     // The GLsync of the last use; set on one thread and waited for on another.
     std::mutex fenceMutex;
     void* useFence = nullptr;

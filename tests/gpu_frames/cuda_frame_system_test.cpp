@@ -176,5 +176,9 @@ TEST_F(CudaFrameTest, HostAndCudaFramesGiveTheSameEyeImages) {
     ExpectTheEyeImagesOfAHostFrame();
 }
 
+TEST_F(CudaFrameTest, HostAndCudaFramesInTurnKeepRedAndBlueInPlace) {
+    ExpectHostAndDeviceFramesInTurnKeepRedAndBlue();
+}
+
 }  // namespace
 }  // namespace picturetest

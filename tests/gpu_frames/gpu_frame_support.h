@@ -115,6 +115,21 @@ protected:
         }
     }
 
+    // Host and device frames of one size in turn, so that each of the two video textures takes
+    // frames of both kinds: the device writes a shared texture's storage itself, while a host
+    // frame's rows may be stored with red and blue swapped and read back through the texture's
+    // swizzle. Neither kind may leave the other with red and blue swapped.
+    void ExpectHostAndDeviceFramesInTurnKeepRedAndBlue() {
+        const bool fromDevice[] = {true, true, false, true, false, false, true};
+        int marker = 61;
+        for (const bool gpu : fromDevice) {
+            SCOPED_TRACE(::testing::Message() << (gpu ? "device" : "host") << " frame " << marker);
+            Show(gpu ? GpuPatternFrame(device, marker) : PatternFrame(marker));
+            ExpectCentre(marker);
+            ++marker;
+        }
+    }
+
     // The same pattern from host memory and from a device buffer: the eyes see the same pictures,
     // within the level by which filtering an 8-bit and a float texture of the same values may
     // round apart. The views keep to the middle quarters of the height, both sides of ahead: GPU

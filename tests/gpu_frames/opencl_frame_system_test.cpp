@@ -94,6 +94,10 @@ TEST_P(OpenCLFrameTest, HostAndOpenCLFramesGiveTheSameEyeImages) {
     ExpectTheEyeImagesOfAHostFrame();
 }
 
+TEST_P(OpenCLFrameTest, HostAndOpenCLFramesInTurnKeepRedAndBlueInPlace) {
+    ExpectHostAndDeviceFramesInTurnKeepRedAndBlue();
+}
+
 INSTANTIATE_TEST_SUITE_P(GLEvents, OpenCLFrameTest, ::testing::Bool(),
                          [](const ::testing::TestParamInfo<bool>& info) {
                              return info.param ? "WithGLEvent" : "WithoutGLEvent";

@@ -46,13 +46,42 @@ std::uint16_t ToHalf(float value) {
                                       mantissa);
 }
 
+// Stored R, G, B, A texels as a sampler reads them, through the texture's swizzle: an upload may
+// store red and blue swapped and have the swizzle put them back.
+template <typename T>
+std::vector<T> AsSampled(GLuint texture, const std::vector<T>& stored) {
+    GLint swizzle[4] = {GL_RED, GL_GREEN, GL_BLUE, GL_ALPHA};
+    glBindTexture(GL_TEXTURE_2D, texture);
+    glGetTexParameteriv(GL_TEXTURE_2D, GL_TEXTURE_SWIZZLE_RGBA, swizzle);
+    glBindTexture(GL_TEXTURE_2D, 0);
+    std::size_t from[4] = {};
+    for (std::size_t c = 0; c < 4; ++c) {
+        const GLint source = swizzle[c];
+        EXPECT_TRUE(source == GL_RED || source == GL_GREEN || source == GL_BLUE ||
+                    source == GL_ALPHA)
+            << "component " << c << " reads a constant";
+        from[c] = source == GL_RED ? 0 : source == GL_GREEN ? 1 : source == GL_BLUE ? 2 : 3;
+    }
+    std::vector<T> sampled(stored.size());
+    for (std::size_t i = 0; i + 4 <= stored.size(); i += 4) {
+        for (std::size_t c = 0; c < 4; ++c) {
+            sampled[i + c] = stored[i + from[c]];
+        }
+    }
+    return sampled;
+}
+
 std::vector<float> ReadTextureFloat(GLuint texture, int level, int width, int height) {
     std::vector<float> pixels(static_cast<std::size_t>(width * height * 4), -1.0f);
     glBindTexture(GL_TEXTURE_2D, texture);
     glPixelStorei(GL_PACK_ALIGNMENT, 1);
     glGetTexImage(GL_TEXTURE_2D, level, GL_RGBA, GL_FLOAT, pixels.data());
     glBindTexture(GL_TEXTURE_2D, 0);
-    return pixels;
+    return AsSampled(texture, pixels);
+}
+
+std::vector<std::uint8_t> ReadTextureRGBA8(GLuint texture, int width, int height) {
+    return AsSampled(texture, stereon::test::ReadTextureRGBA8(texture, width, height));
 }
 
 GLint TexParameter(GLuint texture, GLenum parameter) {
@@ -235,7 +264,7 @@ TEST_F(TextureTest, BadUploadsLeaveTheImageAsItWas) {
     const std::uint8_t first[16] = {1, 1, 1, 255, 2, 2, 2, 255, 3, 3, 3, 255, 4, 4, 4, 255};
     texture.Upload(first, hmt::kPixelFormat_RGBA_4444_8u, 8);
     const std::vector<std::uint8_t> shown(first, first + 16);
-    ASSERT_EQ(stereon::test::ReadTextureRGBA8(texture.GetTexture(), 2, 2), shown);
+    ASSERT_EQ(ReadTextureRGBA8(texture.GetTexture(), 2, 2), shown);
 
     // Null data and rows shorter than the image are refused. So are rows 9 bytes apart: GL counts
     // a row's length in pixels, would read them 8 bytes apart and shift every row after the first.
@@ -244,7 +273,7 @@ TEST_F(TextureTest, BadUploadsLeaveTheImageAsItWas) {
     texture.Upload(oddRows, hmt::kPixelFormat_RGBA_4444_8u, 4);
     texture.Upload(oddRows, hmt::kPixelFormat_RGBA_4444_8u, 9);
     DrainErrors();
-    EXPECT_EQ(stereon::test::ReadTextureRGBA8(texture.GetTexture(), 2, 2), shown);
+    EXPECT_EQ(ReadTextureRGBA8(texture.GetTexture(), 2, 2), shown);
 
     const GLuint name = texture.GetTexture();
     texture.Release();
@@ -330,30 +359,36 @@ TEST_F(TextureTest, TrilinearReadsTheBiasKeyAndBuildsMipmapsOnce) {
 
 TEST_F(TextureTest, UnpackBufferRowsKeepTheUploadsRowLengthAndTheBuffersFormat) {
     // 5 pixels wide: a buffer row is 64 bytes, more than the 20 an image row holds. Only the
-    // row length that Upload leaves on the context makes the buffer's rows line up.
-    TextureOGL texture("Video");
-    texture.Create(kNoDevice, 5, 2, hmt::kPixelFormat_RGBA_4444_8u);
-    std::vector<std::uint8_t> memory(128, 0);
-    texture.Upload(memory.data(), hmt::kPixelFormat_RGBA_4444_8u, 64);
-    // The buffer's own format decides the transfer: BGRA bytes into the RGBA texture.
-    texture.CreatePixelBuffer(hmt::kPixelFormat_BGRA_4444_8u);
-    ASSERT_EQ(texture.GetPixelBufferRowBytes(), 64u);
-    std::vector<std::uint8_t> expected;
-    for (std::size_t y = 0; y < 2; ++y) {
-        for (std::size_t i = 0; i < 64; ++i) {
-            memory[y * 64 + i] = i < 20 ? static_cast<std::uint8_t>(10 * y + i + 1) : 0xEE;
+    // row length that Upload leaves on the context makes the buffer's rows line up. The last
+    // upload stored R, G, B, A rows as they were, or B, G, R, A rows with red and blue swapped;
+    // the buffer's rows must read right after either.
+    for (const hmt::PixelFormat uploaded :
+         {hmt::kPixelFormat_RGBA_4444_8u, hmt::kPixelFormat_BGRA_4444_8u}) {
+        SCOPED_TRACE(uploaded.Value());
+        TextureOGL texture("Video");
+        texture.Create(kNoDevice, 5, 2, hmt::kPixelFormat_RGBA_4444_8u);
+        std::vector<std::uint8_t> memory(128, 0);
+        texture.Upload(memory.data(), uploaded, 64);
+        // The buffer's own format decides the transfer: BGRA bytes into the RGBA texture.
+        texture.CreatePixelBuffer(hmt::kPixelFormat_BGRA_4444_8u);
+        ASSERT_EQ(texture.GetPixelBufferRowBytes(), 64u);
+        std::vector<std::uint8_t> expected;
+        for (std::size_t y = 0; y < 2; ++y) {
+            for (std::size_t i = 0; i < 64; ++i) {
+                memory[y * 64 + i] = i < 20 ? static_cast<std::uint8_t>(10 * y + i + 1) : 0xEE;
+            }
+            for (std::size_t i = 0; i < 20; i += 4) {
+                const std::uint8_t* bgra = &memory[y * 64 + i];
+                expected.insert(expected.end(), {bgra[2], bgra[1], bgra[0], bgra[3]});
+            }
         }
-        for (std::size_t i = 0; i < 20; i += 4) {
-            const std::uint8_t* bgra = &memory[y * 64 + i];
-            expected.insert(expected.end(), {bgra[2], bgra[1], bgra[0], bgra[3]});
-        }
-    }
-    FillFromPixelBuffer(texture, memory);
-    EXPECT_EQ(stereon::test::ReadTextureRGBA8(texture.GetTexture(), 5, 2), expected);
+        FillFromPixelBuffer(texture, memory);
+        EXPECT_EQ(ReadTextureRGBA8(texture.GetTexture(), 5, 2), expected);
 
-    const GLuint buffer = texture.GetPixelBuffer();
-    texture.Release();
-    EXPECT_FALSE(glIsBuffer(buffer));
+        const GLuint buffer = texture.GetPixelBuffer();
+        texture.Release();
+        EXPECT_FALSE(glIsBuffer(buffer));
+    }
 }
 
 TEST_F(TextureTest, RenderModelTextureIsMipmappedAnisotropicAndClamped) {

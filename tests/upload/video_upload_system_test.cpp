@@ -13,6 +13,7 @@
 #include <cstring>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "GB/Device.h"
@@ -142,8 +143,9 @@ protected:
         return renderThread->UpdateVideoTexture(client, frame, projection, layout, 360, 180);
     }
 
-    // Level 0 of a video texture as R, G, B, A rows in upload order, read on a context of the
-    // render context's share group (which the device's offscreen context heads).
+    // Level 0 of a video texture as R, G, B, A rows in upload order, as a sampler reads it, read
+    // on a context of the render context's share group (which the device's offscreen context
+    // heads).
     std::vector<std::uint8_t> ReadBack(const boost::shared_ptr<STN::ITexture>& texture) {
         std::vector<std::uint8_t> pixels;
         STN::TextureOGL* textureOGL = dynamic_cast<STN::TextureOGL*>(texture.get());
@@ -162,9 +164,21 @@ protected:
             ADD_FAILURE() << "no context sharing with the render context";
             return pixels;
         }
-        pixels = stereon::test::ReadTextureRGBA8(textureOGL->GetTexture(),
-                                                 static_cast<int>(texture->GetWidth()),
+        const GLuint name = textureOGL->GetTexture();
+        pixels = stereon::test::ReadTextureRGBA8(name, static_cast<int>(texture->GetWidth()),
                                                  static_cast<int>(texture->GetHeight()));
+        // Host frames' rows may be stored with red and blue swapped, which the texture's swizzle
+        // undoes for every sampler: compare what a sampler reads.
+        GLint swizzle[4] = {GL_RED, GL_GREEN, GL_BLUE, GL_ALPHA};
+        glBindTexture(GL_TEXTURE_2D, name);
+        glGetTexParameteriv(GL_TEXTURE_2D, GL_TEXTURE_SWIZZLE_RGBA, swizzle);
+        glBindTexture(GL_TEXTURE_2D, 0);
+        const bool swapped = swizzle[0] == GL_BLUE && swizzle[2] == GL_RED;
+        EXPECT_TRUE(swapped || (swizzle[0] == GL_RED && swizzle[2] == GL_BLUE));
+        EXPECT_TRUE(swizzle[1] == GL_GREEN && swizzle[3] == GL_ALPHA);
+        for (std::size_t i = 0; swapped && i + 4 <= pixels.size(); i += 4) {
+            std::swap(pixels[i], pixels[i + 2]);
+        }
         return pixels;
     }
 
