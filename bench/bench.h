@@ -77,6 +77,12 @@ private:
     std::string reason;
 };
 
+// Adds a case to the section's "cases": its median in ms and its ratios, each named
+// "<this>/<other>" (e.g. "library/memcpy"). main gathers every part's cases into the report's
+// top-level "cases"; BENCHMARKS.md and the README say which names are stable.
+void AddCase(nlohmann::json& section, const std::string& name, double medianMs,
+             const nlohmann::json& ratios = nlohmann::json::object());
+
 // Prints a table with a header row, columns padded to their widest cell.
 void PrintTable(const std::string& title, const std::vector<std::vector<std::string>>& rows);
 std::string Fixed(double value, int decimals);

@@ -93,6 +93,11 @@ std::string AllocationCategory(const std::string& module) {
     return "library";
 }
 
+void AddCase(nlohmann::json& section, const std::string& name, double medianMs,
+             const nlohmann::json& ratios) {
+    section["cases"][name] = {{"median_ms", medianMs}, {"ratios", ratios}};
+}
+
 std::string Fixed(double value, int decimals) {
     char text[64];
     std::snprintf(text, sizeof text, "%.*f", decimals, value);

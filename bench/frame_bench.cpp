@@ -1,12 +1,16 @@
 // Frame: one stereo frame of the scene (RenderFrame: both eyes drawn, resolved and submitted)
 // for each background, beside a minimal frame at the same eye size in the same run: each eye
 // cleared into a 4-sample target, resolved, and both submitted. Each frame ends with glFinish
-// so that the GL work is inside the time.
+// so that the GL work is inside the time. In the same rounds, the peer: FFmpeg's v360 making
+// both eyes' views of the same equirectangular frame on the CPU (v360_peer.h), from yuv420p and
+// from rgba, beside the library's stereo frame of the video.
 #include <GL/glew.h>
 
 #include <algorithm>
+#include <cctype>
 #include <cstdint>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "GB/Device.h"
@@ -29,6 +33,7 @@
 #include "simvr/simvr_control.h"
 #include "stnvr/vr_client.h"
 #include "stnvr/vr_interfaces.h"
+#include "v360_peer.h"
 
 namespace stereon_bench {
 
@@ -196,8 +201,9 @@ struct Variant {
     std::vector<AllocationSource> sources = {};
 };
 
-// An equirectangular test picture: a hue ramp across, a brightness ramp down.
-void UploadPicture(const boost::shared_ptr<STN::ITexture>& texture, int width, int height) {
+// An equirectangular test picture as native ARGB words: a hue ramp across, a brightness ramp
+// down.
+std::vector<std::uint32_t> TestPicture(int width, int height) {
     std::vector<std::uint32_t> pixels(static_cast<std::size_t>(width) * height);
     for (int y = 0; y < height; ++y) {
         for (int x = 0; x < width; ++x) {
@@ -206,9 +212,34 @@ void UploadPicture(const boost::shared_ptr<STN::ITexture>& texture, int width, i
             pixels[static_cast<std::size_t>(y) * width + x] = 0xFF000000u | r << 16 | g << 8 | 128u;
         }
     }
+    return pixels;
+}
+
+void UploadPicture(const boost::shared_ptr<STN::ITexture>& texture, int width, int height) {
+    const std::vector<std::uint32_t> pixels = TestPicture(width, height);
     texture->Upload(pixels.data(), hostmediatypes::kPixelFormat_ARGB_4444_8u,
                     static_cast<unsigned>(width) * 4);
 }
+
+// The same picture as R, G, B, A bytes, for the peer.
+std::vector<std::uint8_t> TestPictureRGBA(int width, int height) {
+    const std::vector<std::uint32_t> words = TestPicture(width, height);
+    std::vector<std::uint8_t> bytes;
+    bytes.reserve(words.size() * 4);
+    for (const std::uint32_t argb : words) {
+        bytes.insert(bytes.end(),
+                     {static_cast<std::uint8_t>(argb >> 16), static_cast<std::uint8_t>(argb >> 8),
+                      static_cast<std::uint8_t>(argb), static_cast<std::uint8_t>(argb >> 24)});
+    }
+    return bytes;
+}
+
+// The peer from one input format, and its times.
+struct PeerCase {
+    const char* format = "";
+    V360Peer peer;
+    std::vector<double> ms;
+};
 
 constexpr int kWarmUp = 2;
 constexpr int kVideoWidth = 3840;
@@ -327,8 +358,10 @@ private:
     VideoProbe probe;
 };
 
-// The warm-up rounds, then the measured ones, each drawing every variant once.
-void TimeVariants(const Options& options, Drawer& drawer, std::vector<Variant>& variants) {
+// The warm-up rounds, then the measured ones, each drawing every variant once and running the
+// peer once from each input format. False with the reason when the peer failed.
+bool TimeVariants(const Options& options, Drawer& drawer, std::vector<Variant>& variants,
+                  std::vector<PeerCase>& peers, nlohmann::json& section) {
     const int rounds = kWarmUp + options.repetitions;
     for (int run = 0; run < rounds; ++run) {
         for (Variant& variant : variants) {
@@ -345,7 +378,19 @@ void TimeVariants(const Options& options, Drawer& drawer, std::vector<Variant>& 
                 variant.allocations += allocations;
             }
         }
+        for (PeerCase& peer : peers) {
+            std::string error;
+            const Clock::time_point start = Clock::now();
+            if (!peer.peer.Run(error)) {
+                section["error"] = error;
+                return false;
+            }
+            if (run >= kWarmUp) {
+                peer.ms.push_back(MillisecondsSince(start));
+            }
+        }
     }
+    return true;
 }
 
 // One more frame of each variant, untimed, with the allocations' stacks recorded.
@@ -398,11 +443,15 @@ bool CheckSubmits(const Options& options, std::size_t variants, std::uint64_t su
     return true;
 }
 
-// The variants timed, traced and their pictures checked, on started scenes.
+// The variants and the peer timed, the variants traced and their pictures checked, on started
+// scenes.
 bool MeasureVariants(const Options& options, const SceneSession& session, const Scenes& scenes,
-                     std::vector<Variant>& variants, nlohmann::json& section) {
+                     std::vector<Variant>& variants, std::vector<PeerCase>& peers,
+                     nlohmann::json& section) {
     Drawer drawer(options, session, scenes);
-    TimeVariants(options, drawer, variants);
+    if (!TimeVariants(options, drawer, variants, peers, section)) {
+        return false;
+    }
     const std::uint64_t submits = simvr_count_calls(SIMVR_CALL_SUBMIT);
     TraceVariants(drawer, variants);
     const bool picturesOk = CheckPictures(options, drawer, section);
@@ -411,16 +460,59 @@ bool MeasureVariants(const Options& options, const SceneSession& session, const 
 }
 
 bool MeasureScenes(const Options& options, const SceneSession& session,
-                   std::vector<Variant>& variants, nlohmann::json& section) {
+                   std::vector<Variant>& variants, std::vector<PeerCase>& peers,
+                   nlohmann::json& section) {
     Scenes scenes;
     bool ok = StartScenes(session, scenes);
     if (!ok) {
         section["error"] = "the scene did not start";
     } else {
-        ok = MeasureVariants(options, session, scenes, variants, section);
+        ok = MeasureVariants(options, session, scenes, variants, peers, section);
     }
     StopScenes(scenes);
     return ok;
+}
+
+nlohmann::json ViewJson(const EyeView& view) {
+    return {{"h_fov", view.horizontalFovDegrees},
+            {"v_fov", view.verticalFovDegrees},
+            {"yaw", view.yawDegrees},
+            {"pitch", view.pitchDegrees}};
+}
+
+// The peer's graphs for the video frame and the headset's eyes (size and field of view as the
+// runtime gives them), one thread a core, from yuv420p and from rgba. False with the reason.
+bool StartPeers(const Options& options, const SceneSession& session, std::vector<PeerCase>& peers,
+                nlohmann::json& section) {
+    EyeView views[2];
+    for (int eye = 0; eye < 2; ++eye) {
+        float left = 0, right = 0, top = 0, bottom = 0;
+        session.openVR->GetSystem()->GetProjectionRaw(eye == 0 ? vr::Eye_Left : vr::Eye_Right,
+                                                      &left, &right, &top, &bottom);
+        views[eye] = ViewFromTangents(left, right, top, bottom);
+    }
+    const int threads = static_cast<int>(std::max(1u, std::thread::hardware_concurrency()));
+    const std::vector<std::uint8_t> picture = TestPictureRGBA(kVideoWidth, kVideoHeight);
+    nlohmann::json graphs = nlohmann::json::object();
+    for (PeerCase& peer : peers) {
+        std::string error;
+        if (!peer.peer.Init(picture, kVideoWidth, kVideoHeight, peer.format, options.eyeWidth,
+                            options.eyeHeight, views, threads, error)) {
+            section["error"] = "v360 from " + std::string(peer.format) + ": " + error;
+            return false;
+        }
+        graphs[peer.format] = {{"chain", peer.peer.Chain()},
+                               {"inserted_by_libavfilter", peer.peer.InsertedFilters()},
+                               {"v360_works_in", peer.peer.WorkingFormat()}};
+    }
+    section["peer"] = {{"filter", "FFmpeg v360 through " + V360Peer::Version()},
+                       {"threads", threads},
+                       {"interpolation", "linear (bilinear)"},
+                       {"eye_size", {options.eyeWidth, options.eyeHeight}},
+                       {"frame", {kVideoWidth, kVideoHeight}},
+                       {"views", {ViewJson(views[0]), ViewJson(views[1])}},
+                       {"graphs", graphs}};
+    return true;
 }
 
 // Allocations of a traced frame that the GL driver did not ask for.
@@ -430,6 +522,49 @@ std::uint64_t OutsideDriver(const std::vector<AllocationSource>& sources) {
         outsideDriver += AllocationCategory(source.module) != "GL driver" ? source.count : 0;
     }
     return outsideDriver;
+}
+
+// A variant's name as a case's: lower case, each run of other characters one '-'
+// ("video, filter off" is "video-filter-off").
+std::string CaseName(const std::string& text) {
+    std::string name;
+    for (const char c : text) {
+        if (std::isalnum(static_cast<unsigned char>(c))) {
+            name += static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+        } else if (!name.empty() && name.back() != '-') {
+            name += '-';
+        }
+    }
+    return name;
+}
+
+// The peer beside the library's stereo frame of the video: the table, and the ratios in the
+// section and among the cases.
+void ReportPeers(const Options& options, const Summary& library, const std::vector<PeerCase>& peers,
+                 nlohmann::json& section) {
+    std::vector<std::vector<std::string>> table = {
+        {"both eyes " + std::to_string(options.eyeWidth) + "x" + std::to_string(options.eyeHeight) +
+             " from 3840x1920",
+         "ms", "ms per eye", "library/this"}};
+    nlohmann::json ratios = nlohmann::json::object();
+    nlohmann::json& peer = section["peer"];
+    for (const PeerCase& entry : peers) {
+        const Summary summary = Summarize(entry.ms);
+        const double ratio = summary.median > 0 ? library.median / summary.median : 0.0;
+        const std::string name = std::string("v360-") + entry.format;
+        peer[name + "_ms"] = ToJson(summary);
+        peer["ratio_library_" + name] = ratio;
+        ratios["library/" + name] = ratio;
+        AddCase(section, "peer/" + name, summary.median, {{"library/" + name, ratio}});
+        table.push_back({"v360 from " + std::string(entry.format), FormatMs(summary),
+                         Fixed(summary.median / 2, 1), Fixed(ratio, 2)});
+    }
+    table.push_back(
+        {"library, video (as above)", FormatMs(library), Fixed(library.median / 2, 1), "1.00"});
+    section["cases"]["frame/video"]["ratios"].update(ratios);
+    PrintTable("Peer (FFmpeg v360, bilinear, " + std::to_string(peer.value("threads", 0)) +
+                   " threads, the headset's field of view, in the same rounds as the frames)",
+               table);
 }
 
 // Every variant against the minimal frame, into the section and the table.
@@ -454,6 +589,8 @@ void ReportVariants(const Options& options, const std::vector<Variant>& variants
                               {"allocation_sources_traced_frame", ToJson(variant.sources)}};
         table.push_back({variant.name, FormatMs(summary), Fixed(ratio, 2), Fixed(allocations, 1),
                          std::to_string(OutsideDriver(variant.sources))});
+        const std::string name = CaseName(variant.name);
+        AddCase(section, "frame/" + name, summary.median, {{name + "/minimal", ratio}});
     }
     section["eye_size"] = {options.eyeWidth, options.eyeHeight};
     section["video_texture"] = {kVideoWidth, kVideoHeight};
@@ -474,11 +611,21 @@ bool RunFrameBenchmark(const Options& options, nlohmann::json& section) {
         return false;
     }
     std::vector<Variant> variants = MakeVariants();
+    std::vector<PeerCase> peers(2);
+    peers[0].format = "yuv420p";
+    peers[1].format = "rgba";
     if (ok) {
-        ok = MeasureScenes(options, session, variants, section);
+        ok = StartPeers(options, session, peers, section);
+    }
+    if (ok) {
+        ok = MeasureScenes(options, session, variants, peers, section);
     }
     if (ok) {
         ReportVariants(options, variants, section);
+        const auto video = std::find_if(variants.begin(), variants.end(), [](const Variant& v) {
+            return v.kind == Kind::kVideo && v.filtered;
+        });
+        ReportPeers(options, Summarize(video->ms), peers, section);
     }
     return ok;
 }

@@ -121,6 +121,20 @@ bool LibrarySession::WaitForHandOver(double timeoutMs) {
     return true;
 }
 
+bool LibrarySession::WaitForIdleLoop(double timeoutMs) {
+    const Clock::time_point start = Clock::now();
+    if (!WaitForHandOver(timeoutMs)) {
+        return false;
+    }
+    while (simvr_get_waiting_count() == 0) {
+        if (MillisecondsSince(start) > timeoutMs) {
+            return false;
+        }
+        std::this_thread::sleep_for(std::chrono::microseconds(200));
+    }
+    return true;
+}
+
 boost::shared_ptr<STN::GraphicsContextOGL> LibrarySession::CreateSharedContext(
     const std::string& name) {
     boost::shared_ptr<STN::GraphicsContextOGL> context = STN::CreateGraphicsContext(name);

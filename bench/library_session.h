@@ -66,6 +66,9 @@ public:
     // Waits until no frame is pending, the render loop having taken the last one over. False
     // after `timeoutMs`.
     bool WaitForHandOver(double timeoutMs);
+    // WaitForHandOver, then until the render loop has drawn the frame it took over and waits in
+    // the compositor for the next refresh. False after `timeoutMs`.
+    bool WaitForIdleLoop(double timeoutMs);
     bool Pending() const;
 
     // A context of the render context's share group, for reading the video textures.

@@ -25,14 +25,16 @@ const char kUsage[] =
     "usage: stereon-bench [options]\n"
     "  --quick             fewer runs, no 7680x3840 upload, shorter delivery\n"
     "  --reps N            measured runs per case (default 9, 3 with --quick)\n"
-    "  --eye WxH           eye size of the frame part (default 1512x1680)\n"
-    "  --only LIST         parts to run, of upload,frame,panels,delivery (default all)\n"
+    "  --eye WxH           eye size of the frame part and its v360 peer (default 1512x1680)\n"
+    "  --only LIST         parts to run, of upload,frame,panels,delivery (default all); the\n"
+    "                      frame part runs FFmpeg's v360 beside the library's stereo frame\n"
     "  --host-fps F        delivery: frames the host sends per second (default 30)\n"
     "  --refresh HZ        delivery: refresh rate of the paced runtime (default 90)\n"
     "  --seconds S         delivery: how long the host sends (default 5, 3 with --quick)\n"
     "  --delivery-size WxH delivery: frame size (default 3840x1920)\n"
     "  --delivery-eye WxH  delivery: eye size (default 512x512)\n"
-    "  --json FILE         also write the results as JSON\n"
+    "  --json FILE         also write the results as JSON; \"cases\" holds each case's median\n"
+    "                      and ratios by name (BENCHMARKS.md lists the stable names)\n"
     "Environment: LP_NUM_THREADS (default: the number of cores), EGL_PLATFORM (default\n"
     "surfaceless).\n";
 
@@ -212,6 +214,7 @@ int main(int argc, char** argv) {
                 machine.value("gl_renderer", std::string("none")).c_str(),
                 std::getenv("LP_NUM_THREADS"));
 
+    report["cases"] = nlohmann::json::object();
     bool ok = true;
     const auto run = [&](bool wanted, const char* name,
                          bool (*part)(const Options&, nlohmann::json&)) {
@@ -226,6 +229,11 @@ int main(int argc, char** argv) {
             ok = false;
             std::fprintf(stderr, "stereon-bench: %s: %s\n", name,
                          section.value("error", std::string("failed")).c_str());
+        }
+        // The parts' cases, gathered in one place under stable names.
+        if (section.contains("cases")) {
+            report["cases"].update(section["cases"]);
+            section.erase("cases");
         }
         report[name] = section;
     };
