@@ -36,7 +36,7 @@ const char kUsage[] =
     "  --json FILE         also write the results as JSON; \"cases\" holds each case's median\n"
     "                      and ratios by name (BENCHMARKS.md lists the stable names)\n"
     "Environment: LP_NUM_THREADS (default: the number of cores), EGL_PLATFORM (default\n"
-    "surfaceless).\n";
+    "surfaceless), STEREON_GL_PLATFORM (default egl).\n";
 
 bool ParseSize(const char* text, int& width, int& height) {
     return text != nullptr && std::sscanf(text, "%dx%d", &width, &height) == 2 && width > 0 &&
@@ -179,6 +179,9 @@ int main(int argc, char** argv) {
     }
     const unsigned cores = std::max(1u, std::thread::hardware_concurrency());
     setenv("EGL_PLATFORM", "surfaceless", 0);
+    // The upload part shares the library's textures through the device's context, which only
+    // EGL contexts join; the figures are the EGL path's unless a run asks for GLX.
+    setenv("STEREON_GL_PLATFORM", "egl", 0);
     setenv("LP_NUM_THREADS", std::to_string(cores).c_str(), 0);
 
     nlohmann::json report;

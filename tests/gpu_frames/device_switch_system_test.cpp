@@ -15,6 +15,8 @@ protected:
         PictureTest::SetUpTestSuite();
         setenv("STEREON_CUDA_DRIVER", CUDASIM_LIBRARY, 1);
         setenv("OCL_ICD_VENDORS", CLSIM_VENDORS, 1);
+        // The OpenCL device's frames are shared with GL, which only EGL contexts do here.
+        setenv("STEREON_GL_PLATFORM", "egl", 1);
     }
     void SetUp() override {
         cudasim_reset();

@@ -14,6 +14,8 @@ protected:
     static void SetUpTestSuite() {
         PictureTest::SetUpTestSuite();
         setenv("OCL_ICD_VENDORS", CLSIM_VENDORS, 0);
+        // Sharing reaches the device's EGL share group: GLX contexts take host memory instead.
+        setenv("STEREON_GL_PLATFORM", "egl", 1);
     }
     void SetUp() override {
         clsim_reset();

@@ -434,10 +434,13 @@ TEST(TextureCompute, AnOpenCLDeviceWithoutGLSharingIsAskedForNothing) {
     if (!device || device->CanShareWithOpenGL()) {
         GTEST_SKIP() << "needs an OpenCL device that cannot share with GL: " << reason;
     }
-    // The texture lives in the device context's share group, as the render thread arranges.
-    boost::shared_ptr<GraphicsContextOGL> deviceContext = CreateGraphicsContext("DeviceContext");
+    // The texture lives in the device context's share group, as the render thread arranges on
+    // EGL (only EGL contexts share with the device's).
+    boost::shared_ptr<GraphicsContextOGL> deviceContext =
+        CreateGraphicsContext("DeviceContext", STN::ContextPlatform::kEGL);
     deviceContext->BindDevice(device);
-    boost::shared_ptr<GraphicsContextOGL> upload = CreateGraphicsContext("UploadContext");
+    boost::shared_ptr<GraphicsContextOGL> upload =
+        CreateGraphicsContext("UploadContext", STN::ContextPlatform::kEGL);
     upload->BindDevice(device);
     ASSERT_TRUE(upload->CreateVersionedContext(4, deviceContext));
     // Neither the texture's nor the buffer's path may ask the ICD: PoCL aborts the process on the

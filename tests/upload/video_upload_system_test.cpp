@@ -83,6 +83,13 @@ class VideoUploadSystemTest : public stereon::test::SimulatedHeadsetTest {
 protected:
     virtual std::int32_t DeviceKind() const { return GB::kDeviceKind_OpenCL; }
 
+    // The read-back and the OpenCL device's shared frames go through the device's share group,
+    // which only EGL contexts join.
+    static void SetUpTestSuite() {
+        SimulatedHeadsetTest::SetUpTestSuite();
+        setenv("STEREON_GL_PLATFORM", "egl", 1);
+    }
+
     void SetUp() override {
         ASSERT_NO_FATAL_FAILURE(SimulatedHeadsetTest::SetUp());
         std::string reason;
