@@ -46,6 +46,8 @@ void FillHostFrame(const HostFrame& frame, std::uint32_t argb) {
 }
 
 LibrarySession::~LibrarySession() {
+    // A held loop would keep the stop waiting for the compositor.
+    ReleaseLoop();
     sync.reset();
     renderThread.reset();
     // The last client leaving stops the render thread. ResetHMDPoseCallback is left out: its
@@ -121,18 +123,25 @@ bool LibrarySession::WaitForHandOver(double timeoutMs) {
     return true;
 }
 
-bool LibrarySession::WaitForIdleLoop(double timeoutMs) {
+bool LibrarySession::HoldLoop(double timeoutMs) {
     const Clock::time_point start = Clock::now();
+    ReleaseLoop();
     if (!WaitForHandOver(timeoutMs)) {
         return false;
     }
+    // The loop blocks the next time it asks for poses, or at once if it is asking now.
+    simvr_set_wait_blocked(1);
     while (simvr_get_waiting_count() == 0) {
         if (MillisecondsSince(start) > timeoutMs) {
             return false;
         }
-        std::this_thread::sleep_for(std::chrono::microseconds(200));
+        std::this_thread::sleep_for(std::chrono::microseconds(100));
     }
     return true;
+}
+
+void LibrarySession::ReleaseLoop() {
+    simvr_set_wait_blocked(0);
 }
 
 boost::shared_ptr<STN::GraphicsContextOGL> LibrarySession::CreateSharedContext(

@@ -56,6 +56,7 @@ public:
 
     // Sets the runtime up (eye size, refresh rate, pacing), starts the service and makes the
     // benchmark's client the active one, playing monoscopic 360x180 equirectangular video.
+    // Unpaced, the render loop runs its passes back to back unless held.
     bool Start(int eyeWidth, int eyeHeight, double refreshHz, bool paced, std::string& error);
     // UpdateVideoTexture as the host calls it. True also when the library dropped the frame.
     bool Send(const FrameRef& frame);
@@ -66,9 +67,11 @@ public:
     // Waits until no frame is pending, the render loop having taken the last one over. False
     // after `timeoutMs`.
     bool WaitForHandOver(double timeoutMs);
-    // WaitForHandOver, then until the render loop has drawn the frame it took over and waits in
-    // the compositor for the next refresh. False after `timeoutMs`.
-    bool WaitForIdleLoop(double timeoutMs);
+    // Lets the render loop take a pending frame over, then holds it in the compositor's wait
+    // for poses, outside its frame lock, until ReleaseLoop: nothing the loop does can then meet
+    // what the caller measures. Returns once the loop is held; false after `timeoutMs`.
+    bool HoldLoop(double timeoutMs);
+    void ReleaseLoop();
     bool Pending() const;
 
     // A context of the render context's share group, for reading the video textures.

@@ -7,7 +7,8 @@
 // uploading context (the library's own, or one of the benchmark's for the bare cases) flushes and
 // lets go, then a third context of the same share group reads the texture's first texel, which
 // changes every run. That read both proves the upload landed and waits for it. Done once with
-// the render loop drawing tiny eyes and once drawing eyes of the delivery size.
+// the render loop held between frames (tiny eyes, the runtime unpaced) and once with it drawing
+// eyes of the delivery size at the refresh rate.
 #include <GL/glew.h>
 
 #include <cstring>
@@ -92,21 +93,22 @@ struct Sizes {
 };
 
 // The frame sizes uploaded while the render loop draws eyes of one size; `cases` prefixes the
-// names of their cases in the JSON. Each library call starts once the loop has taken the last
-// frame over: with `idle`, once it has also drawn that frame and waits for the next refresh, as
-// a host's call finds it between frames; without, just as it starts drawing.
+// names of their cases in the JSON. With `held`, the runtime is unpaced and the loop is held in
+// the compositor's wait during every case (after taking the last frame over), so that the cases
+// measure the upload alone; without, the runtime is paced and each library call starts once the
+// loop has taken the last frame over, just as it starts drawing.
 struct Loop {
     int eyeWidth;
     int eyeHeight;
     std::vector<Sizes> sizes;
     const char* cases;
-    bool idle;
+    bool held;
 };
 
-// First with tiny eyes, each call made while the loop waits for the refresh, which keeps the
-// loop's drawing out of the uploads' way; then the same frame while the loop draws eyes of the
-// delivery size, each call made as the loop starts drawing, where the upload competes with the
-// drawing (and its publication waits for the frame being drawn).
+// First with the loop held, which keeps its drawing and its frame lock out of the uploads' way;
+// then the same frame while the loop draws eyes of the delivery size, each library call made as
+// the loop starts drawing, where the upload competes with the drawing (and its publication waits
+// for the frame being drawn).
 std::vector<Loop> PlanLoops(const Options& options) {
     std::vector<Loop> loops = {{16, 16, {{3840, 1920}}, "upload", true},
                                {options.deliveryEyeWidth,
@@ -142,7 +144,7 @@ struct Rig {
 
 bool StartRig(const Options& options, const Loop& loop, Rig& rig, nlohmann::json& section) {
     std::string error;
-    if (!rig.session.Start(loop.eyeWidth, loop.eyeHeight, options.refreshHz, true, error)) {
+    if (!rig.session.Start(loop.eyeWidth, loop.eyeHeight, options.refreshHz, !loop.held, error)) {
         section["error"] = error;
         return false;
     }
@@ -164,13 +166,17 @@ bool StartRig(const Options& options, const Loop& loop, Rig& rig, nlohmann::json
     return true;
 }
 
+// Textures each bare transfer takes in turn, as the library's uploads take its two video
+// textures in turn: each upload writes memory the previous one did not.
+constexpr std::size_t kTexturesInTurn = 2;
+
 // What the cases of one frame size work on: the host frame, memcpy's destination, the bare
 // cases' textures, and the framebuffer every GL case reads the first texel through.
 struct Target {
     HostFrame frame;
     std::vector<std::uint8_t> destination;
     GLuint framebuffer = 0;
-    GLuint bareTextures[kBareCases] = {};
+    GLuint bareTextures[kBareCases][kTexturesInTurn] = {};
 };
 
 // False when the host frame could not be made.
@@ -182,14 +188,16 @@ bool MakeTarget(const Rig& rig, const Sizes& size, Target& target) {
     target.destination.assign(target.frame.bytes, 1);
     {
         STN::ScopedContextLock scope(rig.uploadContext);
-        glGenTextures(static_cast<GLsizei>(kBareCases), target.bareTextures);
         for (std::size_t i = 0; i < kBareCases; ++i) {
-            glBindTexture(GL_TEXTURE_2D, target.bareTextures[i]);
-            glTexImage2D(GL_TEXTURE_2D, 0, GL_RGBA8, size.width, size.height, 0, GL_RGBA,
-                         GL_UNSIGNED_BYTE, nullptr);
-            if (kTransfers[i].swizzled) {
-                const GLint order[4] = {GL_BLUE, GL_GREEN, GL_RED, GL_ALPHA};
-                glTexParameteriv(GL_TEXTURE_2D, GL_TEXTURE_SWIZZLE_RGBA, order);
+            glGenTextures(static_cast<GLsizei>(kTexturesInTurn), target.bareTextures[i]);
+            for (const GLuint texture : target.bareTextures[i]) {
+                glBindTexture(GL_TEXTURE_2D, texture);
+                glTexImage2D(GL_TEXTURE_2D, 0, GL_RGBA8, size.width, size.height, 0, GL_RGBA,
+                             GL_UNSIGNED_BYTE, nullptr);
+                if (kTransfers[i].swizzled) {
+                    const GLint order[4] = {GL_BLUE, GL_GREEN, GL_RED, GL_ALPHA};
+                    glTexParameteriv(GL_TEXTURE_2D, GL_TEXTURE_SWIZZLE_RGBA, order);
+                }
             }
         }
         glBindTexture(GL_TEXTURE_2D, 0);
@@ -205,7 +213,9 @@ bool MakeTarget(const Rig& rig, const Sizes& size, Target& target) {
 void DeleteTarget(const Rig& rig, Target& target) {
     {
         STN::ScopedContextLock scope(rig.uploadContext);
-        glDeleteTextures(static_cast<GLsizei>(kBareCases), target.bareTextures);
+        for (std::size_t i = 0; i < kBareCases; ++i) {
+            glDeleteTextures(static_cast<GLsizei>(kTexturesInTurn), target.bareTextures[i]);
+        }
     }
     {
         STN::ScopedContextLock scope(rig.readContext);
@@ -256,16 +266,18 @@ std::uint32_t ReadBackTexel(const Rig& rig, const Target& target, GLuint texture
     return SampledTexel(texture, stored);
 }
 
-// One bare transfer.
-void BareCase(const Rig& rig, const Target& target, std::size_t which, std::uint32_t marker,
-              Round& round, Samples& samples) {
+// One bare transfer, into the texture whose turn it is in round `run`.
+void BareCase(const Rig& rig, const Target& target, std::size_t which, int run,
+              std::uint32_t marker, Round& round, Samples& samples) {
+    const GLuint texture =
+        target.bareTextures[which][static_cast<std::size_t>(run) % kTexturesInTurn];
     const std::uint64_t allocationsBefore = ThreadAllocations();
     const Clock::time_point start = Clock::now();
     {
         STN::ScopedContextLock scope(rig.uploadContext);
-        BareUpload(target.frame, target.bareTextures[which], kTransfers[which]);
+        BareUpload(target.frame, texture, kTransfers[which]);
     }
-    const std::uint32_t texel = ReadBackTexel(rig, target, target.bareTextures[which], [&] {
+    const std::uint32_t texel = ReadBackTexel(rig, target, texture, [&] {
         round.bare[which] = MillisecondsSince(start);
         if (which == 0) {
             round.allocationsBare = ThreadAllocations() - allocationsBefore;
@@ -280,8 +292,9 @@ void BareCase(const Rig& rig, const Target& target, std::size_t which, std::uint
 bool LibraryCase(Rig& rig, const Loop& loop, const Target& target, std::uint32_t marker, bool trace,
                  Round& round, Samples& samples) {
     LibrarySession& session = rig.session;
-    // The render loop takes the last frame over within a refresh interval.
-    if (!(loop.idle ? session.WaitForIdleLoop(1000.0) : session.WaitForHandOver(1000.0))) {
+    // The render loop takes the last frame over within a refresh interval (a held loop has
+    // taken it already).
+    if (!loop.held && !session.WaitForHandOver(1000.0)) {
         return false;
     }
     // The texture this upload goes into; the render loop may take it over as soon as the call
@@ -327,10 +340,15 @@ bool MeasureRounds(const Options& options, const Loop& loop, Rig& rig, Target& t
         // cache another one left them in.
         for (int step = 0; step < cases; ++step) {
             const int which = (step + run) % cases;
+            if (loop.held && !rig.session.HoldLoop(1000.0)) {
+                section["error"] = "the render loop took no frame over within a second";
+                return false;
+            }
             if (which == 0) {
                 CopyCase(target, marker, round, samples);
             } else if (which <= static_cast<int>(kBareCases)) {
-                BareCase(rig, target, static_cast<std::size_t>(which - 1), marker, round, samples);
+                BareCase(rig, target, static_cast<std::size_t>(which - 1), run, marker, round,
+                         samples);
             } else if (!LibraryCase(rig, loop, target, marker, run == rounds - 1, round, samples)) {
                 section["error"] = "the render loop took no frame over within a second";
                 return false;
@@ -368,7 +386,7 @@ Sources TraceSources(Rig& rig, const Target& target) {
     WatchThread(CurrentThreadId(), true);
     {
         STN::ScopedContextLock scope(rig.uploadContext);
-        BareUpload(target.frame, target.bareTextures[0], kTransfers[0]);
+        BareUpload(target.frame, target.bareTextures[0][0], kTransfers[0]);
     }
     WatchThread(0);
     sources.bare = WatchedAllocationSources();
@@ -476,6 +494,7 @@ bool MeasureSize(const Options& options, const Loop& loop, const Sizes& size, Ri
     if (!MeasureRounds(options, loop, rig, target, samples, section)) {
         return false;
     }
+    rig.session.ReleaseLoop();
     const Sources sources = TraceSources(rig, target);
     DeleteTarget(rig, target);
     AddResult(loop, size, target.frame, samples, sources, ComputeFigures(options, samples), report,
