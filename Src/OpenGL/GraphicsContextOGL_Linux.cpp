@@ -60,12 +60,12 @@ bool GraphicsContextOGL::CreateOwnContext(unsigned majorVersion,
     if (other != nullptr && other->glContext == nullptr) {
         other = nullptr;
     }
-    // Like the EGL context, a GLX one is made only for a bound device.
-    if (platform == ContextPlatform::kGLX && deviceContext == nullptr) {
-        ClearCurrent();
-        return false;
-    }
     if (platform == ContextPlatform::kGLX) {
+        // Like the EGL context, a GLX one is made only for a bound device.
+        if (deviceContext == nullptr) {
+            ClearCurrent();
+            return false;
+        }
         return CreateOwnGLXContext(majorVersion, minorVersion, other);
     }
     // An adopted context is the host's EGL one; a context of ours made on GLX cannot share here.
@@ -107,7 +107,8 @@ bool GraphicsContextOGL::CreateOwnContext(unsigned majorVersion,
 bool GraphicsContextOGL::CreateOwnGLXContext(unsigned majorVersion, int minorVersion,
                                              const GraphicsContextOGL* shareWith) {
     // GLX shares only within one connection: the first context of a group opens it, the others
-    // join it. The host's (EGL) context is no partner for sharing.
+    // join it. A partner without one (the host's EGL context, or one of ours on EGL) leaves
+    // nothing to join, and the creation fails.
     boost::shared_ptr<glxsupport::Connection> joined;
     void* shareContext = nullptr;
     std::string why;
