@@ -11,18 +11,6 @@
 
 namespace STN {
 
-const char* ContextPlatformName(ContextPlatform platform) {
-    switch (platform) {
-        case ContextPlatform::kGLX:
-            return "glx";
-        case ContextPlatform::kWGL:
-            return "wgl";
-        case ContextPlatform::kEGL:
-        default:
-            return "egl";
-    }
-}
-
 #if defined(_WIN32)
 
 ContextPlatform ChooseContextPlatform() {

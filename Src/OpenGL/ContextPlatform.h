@@ -10,9 +10,6 @@ namespace STN {
 
 enum class ContextPlatform { kEGL, kGLX, kWGL };
 
-// "egl", "glx" or "wgl".
-const char* ContextPlatformName(ContextPlatform platform);
-
 // The platform for the contexts of one start of the library. The environment variable
 // STEREON_GL_PLATFORM, then the debug key "Stereon.OpenGLPlatform", may force "egl" or
 // "glx"; otherwise ("auto", unset, or anything else) GLX is chosen when DISPLAY names a display

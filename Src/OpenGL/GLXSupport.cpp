@@ -260,9 +260,5 @@ void ReleaseCurrent() {
     }
 }
 
-bool AnyCurrent() {
-    return glXGetCurrentContext() != nullptr;
-}
-
 }  // namespace glxsupport
 }  // namespace STN

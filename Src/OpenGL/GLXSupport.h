@@ -41,8 +41,6 @@ bool IsCurrent(const Connection& connection, const Context& context);
 bool MakeCurrent(const Connection& connection, const Context& context);
 // Releases the GLX context current on the calling thread, if any.
 void ReleaseCurrent();
-// Whether a GLX context is current on the calling thread.
-bool AnyCurrent();
 
 }  // namespace glxsupport
 }  // namespace STN

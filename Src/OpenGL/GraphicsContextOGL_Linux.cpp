@@ -154,9 +154,7 @@ void GraphicsContextOGL::MakeCurrent() {
         (void)glxsupport::MakeCurrent(*connection, {glContext, glxDrawable});
         return;
     }
-    if (glxsupport::AnyCurrent()) {
-        glxsupport::ReleaseCurrent();
-    }
+    glxsupport::ReleaseCurrent();
     if (eglMakeCurrent(deviceContext, EGL_NO_SURFACE, EGL_NO_SURFACE, glContext) != EGL_TRUE) {
         (void)GetLastErrorText();
     }
