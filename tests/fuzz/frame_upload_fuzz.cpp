@@ -10,12 +10,11 @@
 //   bytes 4-7    width, bytes 8-11 height, bytes 12-15 row bytes (signed)
 //   bytes 16-23  raw format value
 //   the rest     the pixels
-// VideoFrameUploader is not linked into this target, so the frame goes through the steps
-// UploadCpuFrame takes, calling the same frame checks and staging buffer, with the GL upload
-// replaced by a copy of exactly the bytes glTexSubImage2D reads with the unpack state TextureOGL
-// sets, into rows of a stand-in texture. AddressSanitizer sees every byte read outside the frame
-// or the staging buffer; a frame the upload takes must be one the texture takes, and each
-// texture row must be the frame's row.
+// The frame goes through VideoFrameUploader::UploadCpuFrame into a stand-in texture whose upload
+// copies exactly the bytes glTexSubImage2D reads with the unpack state TextureOGL sets.
+// AddressSanitizer sees every byte read outside the frame or the staging buffer; a frame the
+// upload takes must be one the texture takes, and each texture row must be the frame's row,
+// from inside the frame's memory.
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
@@ -23,16 +22,20 @@
 #include <cstring>
 #include <map>
 #include <mutex>
+#include <string>
 #include <vector>
 
 #include <boost/make_shared.hpp>
 
 #include "FrameChecks.h"
 #include "GB/Device.h"
-#include "HostStagingBuffer.h"
+#include "IGraphicsContext.h"
+#include "ITexture.h"
 #include "MF/VideoFrame.h"
 #include "OpenGL/TextureOGL.h"
+#include "UploadSynchronizer.h"
 #include "VF/VideoFrame.h"
+#include "VideoFrameUploader.h"
 #include "fuzz_input.h"
 #include "hostcore/classref.h"
 
@@ -89,10 +92,13 @@ public:
     bool Wait() override { return true; }
 };
 
+// The device's buffers and its pinned host buffers.
+Blocks buffers;
+Blocks pinned;
+
 // A device whose buffers are host memory, with the bounds checks a compute API makes.
 class HostMemoryCompute : public GB::ComputeContext {
 public:
-    explicit HostMemoryCompute(Blocks& hostBuffers) : hostBuffers(hostBuffers) {}
     void* GetQueue() const override { return nullptr; }
     void* GetNativeContext() const override { return nullptr; }
     boost::shared_ptr<GB::CompletionEvent> CreateCompletionEvent() override {
@@ -110,7 +116,7 @@ public:
     }
     int CopyBufferToHost(void* buffer, void* hostBuffer, std::size_t bytes,
                          std::uint32_t) override {
-        if (bytes > buffers.SizeOf(buffer) || bytes > hostBuffers.SizeOf(hostBuffer)) {
+        if (bytes > buffers.SizeOf(buffer) || bytes > pinned.SizeOf(hostBuffer)) {
             return GB::kResult_InvalidArgument;
         }
         std::memcpy(hostBuffer, buffer, bytes);
@@ -128,20 +134,12 @@ public:
                           std::int32_t, bool, bool) override {
         return GB::kResult_Unsupported;
     }
-
-private:
-    Blocks buffers;
-    Blocks& hostBuffers;
 };
 
 class PinnedAllocator : public GB::HostBufferAllocator {
 public:
-    explicit PinnedAllocator(Blocks& blocks) : blocks(blocks) {}
-    void* Allocate(std::size_t bytes) override { return blocks.Allocate(bytes); }
-    void Free(void* hostBuffer) override { blocks.Free(hostBuffer); }
-
-private:
-    Blocks& blocks;
+    void* Allocate(std::size_t bytes) override { return pinned.Allocate(bytes); }
+    void Free(void* hostBuffer) override { pinned.Free(hostBuffer); }
 };
 
 class PinnedMapper : public GB::HostBufferMapper {
@@ -150,14 +148,13 @@ public:
     void Unmap(void*, void*) override {}
 };
 
-Blocks pinned;
 boost::shared_ptr<GB::Device> device;
 
 GB::Device* MakeDevice() {
     GB::Device::Parts parts;
     parts.name = "host memory";
-    parts.compute = boost::make_shared<HostMemoryCompute>(pinned);
-    parts.allocator = boost::make_shared<PinnedAllocator>(pinned);
+    parts.compute = boost::make_shared<HostMemoryCompute>();
+    parts.allocator = boost::make_shared<PinnedAllocator>();
     parts.mapper = boost::make_shared<PinnedMapper>();
     return new GB::Device(GB::kDeviceKind_OpenCL, std::move(parts));
 }
@@ -240,6 +237,7 @@ public:
     std::size_t GetSizeInBytes() const override { return memory != nullptr ? size : 0; }
     std::int32_t GetRowBytes() const override { return rowBytes; }
     void* GetDeviceBuffer() const override { return memory; }
+    const std::uint8_t* Block() const { return static_cast<const std::uint8_t*>(memory); }
 
 private:
     PixelFormat format;
@@ -304,83 +302,153 @@ FrameRef MakeFactoryFrame(PixelFormat format, std::int32_t width, std::int32_t h
     return frame;
 }
 
-// What glTexSubImage2D reads for TextureOGL::Upload(data, format, rowBytes) into a texture of
-// width x height, row by row, with GL_UNPACK_ALIGNMENT 1 and the row length Upload sets; each
-// row must be the frame's row (`rowBytes` apart) when the frame's memory is known to hold it.
-void ReadLikeGL(const void* data, std::uint32_t width, std::uint32_t height, PixelFormat format,
-                std::uint32_t rowBytes, std::size_t knownBytes) {
-    // A frame the upload takes must be one the texture takes: the host is told it is shown.
-    std::int32_t rowLength = 0;
-    Check(data != nullptr && STN::TextureOGL::UnpackRowLength(format, width, rowBytes, rowLength),
-          "the upload took a frame the texture refuses");
-    if (width > kMaxTextureSize || height > kMaxTextureSize) {
-        return;  // no texture of this size exists
+// The back video texture, with GL's upload replaced by a copy of exactly the rows
+// glTexSubImage2D reads for TextureOGL::Upload's unpack state (alignment 1, the row length it
+// sets). Larger than GL's limit it stays empty, as a real one does.
+class TextureStandIn : public STN::ITexture {
+public:
+    void Create(const boost::shared_ptr<GB::Device>&, unsigned w, unsigned h) override {
+        const bool fits = w <= kMaxTextureSize && h <= kMaxTextureSize;
+        width = fits ? w : 0;
+        height = fits ? h : 0;
     }
-    const std::size_t bytesPerPixel = STN::TextureOGL::MapFormat(format).bytesPerPixel;
-    const std::size_t stride =
-        (rowLength == 0 ? static_cast<std::size_t>(width) : static_cast<std::size_t>(rowLength)) *
-        bytesPerPixel;
-    const std::size_t rowSize = static_cast<std::size_t>(width) * bytesPerPixel;
-    std::vector<std::uint8_t> textureRow(rowSize);
-    const std::uint8_t* bytes = static_cast<const std::uint8_t*>(data);
-    for (std::uint32_t y = 0; y < height; ++y) {
-        std::memcpy(textureRow.data(), bytes + y * stride, rowSize);
-        const std::size_t frameRow = static_cast<std::size_t>(y) * rowBytes;
-        if (frameRow + rowSize <= knownBytes) {
-            Check(std::memcmp(textureRow.data(), bytes + frameRow, rowSize) == 0,
-                  "a texture row is not the frame's row");
+    void Upload(const void* data, PixelFormat format, unsigned rowBytes) override {
+        // A frame the upload takes must be one the texture takes: the host is told it is shown.
+        std::int32_t rowLength = 0;
+        Check(
+            data != nullptr && STN::TextureOGL::UnpackRowLength(format, width, rowBytes, rowLength),
+            "the upload took a frame the texture refuses");
+        const std::size_t bytesPerPixel = STN::TextureOGL::MapFormat(format).bytesPerPixel;
+        const std::size_t stride = (rowLength == 0 ? width : unsigned(rowLength)) * bytesPerPixel;
+        const std::uint8_t* bytes = static_cast<const std::uint8_t*>(data);
+        rows.clear();
+        for (std::uint32_t y = 0; y < height; ++y) {
+            rows.emplace_back(bytes + y * stride, bytes + y * stride + width * bytesPerPixel);
         }
     }
+    unsigned GetWidth() override { return width; }
+    unsigned GetHeight() override { return height; }
+
+    std::uint32_t width = 0;
+    std::uint32_t height = 0;
+    std::vector<std::vector<std::uint8_t>> rows;  // as received, lowest first
+
+private:
+    const std::string& GetName() override { return name; }
+    PixelFormat GetPixelFormat() override { return PixelFormat(); }
+    unsigned GetRowBytes() override { return 0; }
+    bool IsRectangle() override { return false; }
+    void CreateFromRenderModel(const vr::RenderModel_TextureMap_t&) override {}
+    void Create(const boost::shared_ptr<GB::Device>&, unsigned, unsigned, PixelFormat) override {}
+    void Release() override {}
+    void SetFilter(STN::TextureFilter) override {}
+    void SetWrap(STN::TextureWrap) override {}
+    void GenerateMipmaps() override {}
+    void CreatePixelBuffer(PixelFormat) override {}
+    unsigned GetPixelBuffer() override { return 0; }
+    PixelFormat GetPixelBufferFormat() override { return PixelFormat(); }
+    unsigned GetPixelBufferRowBytes() override { return 0; }
+    void UpdateFromPixelBuffer() override {}
+    void RegisterForCompute(const boost::shared_ptr<GB::Device>&) override {}
+    void* GetComputeHandle() override { return nullptr; }
+    void Bind() override {}
+    void Unbind() override {}
+    bool NeedsIntermediateFrame() override { return false; }
+    void FenceUse() override {}
+    void WaitForUse() override {}
+    std::string name = "video";
+};
+
+// The upload context: nothing to make current, nothing to flush.
+class ContextStandIn : public STN::IGraphicsContext {
+    template <class T>
+    using Made = boost::shared_ptr<T>;
+    Made<STN::IShader> CreateShader(const std::string&) override { return {}; }
+    Made<STN::ITexture> CreateTexture(const std::string&) override { return {}; }
+    Made<STN::IMesh> CreateMesh(const std::string&) override { return {}; }
+    Made<STN::IRenderTarget> CreateRenderTarget(const std::string&) override { return {}; }
+    Made<STN::IRenderTexture> CreateRenderTexture(const std::string&) override { return {}; }
+    Made<STN::IPanelRenderer> CreatePanelRenderer(const std::string&) override { return {}; }
+    void BindDevice(const boost::shared_ptr<GB::Device>&) override {}
+    bool CreateVersionedContext(unsigned, const Made<STN::IGraphicsContext>&) override {
+        return false;
+    }
+    bool IsCurrent() override { return true; }
+    void MakeCurrent() override {}
+    void ClearCurrent() override {}
+    void MakeCurrentAndLock() override {}
+    void UnlockAndRelease() override {}
+    void SwapBuffers() override {}
+    unsigned GetWidth() override { return 0; }
+    unsigned GetHeight() override { return 0; }
+    void Flush() override {}
+    void Finish() override {}
+    void Clear() override {}
+    void SetDepthTest(bool, int) override {}
+    void SetDepthWrite(bool) override {}
+    void SetBlending(bool) override {}
+    void EnableDebugOutput(bool) override {}
+    void CheckErrors() override {}
+    void DestroyContext() override {}
+};
+
+// Where the frame's rows are, as the frame says and independently of the upload: row r (top
+// first) of a host frame at top + r * rowBytes; row r of a GPU frame's buffer (kept bottom row
+// first) at top + r * rowBytes, which the read-back copies as it is. All inside [begin, end).
+struct FrameRows {
+    const std::uint8_t* top = nullptr;
+    std::int64_t rowBytes = 0;
+    const std::uint8_t* begin = nullptr;
+    const std::uint8_t* end = nullptr;
+};
+
+FrameRows RowsOf(const FrameRef& frame, const OwnFrame* own) {
+    FrameRows rows;
+    rows.rowBytes = frame.QueryInterface<VF::IVideoFrame2DPixelMemoryAccess>()->GetRowBytes();
+    if (const auto gpu = frame.QueryInterface<VF::IGPUVideoFrameMemoryAccess>()) {
+        rows.begin = rows.top = static_cast<const std::uint8_t*>(gpu->GetDeviceBuffer());
+        rows.end = rows.begin + buffers.SizeOf(gpu->GetDeviceBuffer());
+    } else if (const auto memory = frame.QueryInterface<VF::IVideoFrameMemoryAccess>()) {
+        rows.top = static_cast<const std::uint8_t*>(memory->GetPixels());
+        // A factory frame's memory starts at its top row; an own frame's is its block.
+        rows.begin = own != nullptr ? own->Block() : rows.top;
+        rows.end = rows.begin + memory->GetSizeInBytes();
+    }
+    return rows;
 }
 
-// UploadCpuFrame's steps up to the GL upload, in its order; keep them so when it changes.
-void Upload(const FrameRef& frame) {
-    const MF::Rect bounds = frame->GetBounds();
-    const PixelFormat format = frame->GetPixelFormat();
-    const STN::CpuFrameRoad road = STN::ChooseCpuFrameRoad(bounds.width, bounds.height, format);
-    if (road == STN::CpuFrameRoad::kRefused) {
+// Takes the frame through the library's upload and checks what the texture received: each of
+// its rows is the frame's row, read from inside the frame's memory.
+void Upload(const FrameRef& frame, const OwnFrame* own) {
+    const FrameRows source = RowsOf(frame, own);
+    STN::UploadSynchronizer synchronizer;
+    const auto texture = boost::make_shared<TextureStandIn>();
+    synchronizer.videoTextures[synchronizer.backIndex] = texture;
+    FrameRef intermediate;
+    std::int32_t filter = 0;
+    STN::VideoFrameUploader uploader(boost::make_shared<ContextStandIn>(), device, synchronizer,
+                                     intermediate, filter, false);
+    bool verticalFlip = false;
+    bool redBlueSwap = false;
+    if (!uploader.UploadCpuFrame(frame, verticalFlip, redBlueSwap)) {
         return;
     }
-    const std::uint32_t width = static_cast<std::uint32_t>(bounds.width);
-    const std::uint32_t height = static_cast<std::uint32_t>(bounds.height);
-    const auto rows = frame.QueryInterface<VF::IVideoFrame2DPixelMemoryAccess>();
-    const std::int32_t rowBytes = rows->GetRowBytes();
-
-    if (road == STN::CpuFrameRoad::kHostMemory) {
-        const auto memory = frame.QueryInterface<VF::IVideoFrameMemoryAccess>();
-        const STN::HostFrameRows readable =
-            STN::ReadableHostFrameRows(bounds.width, bounds.height, format, rowBytes,
-                                       memory->GetPixels(), memory->GetSizeInBytes());
-        if (readable.lowest == nullptr) {
-            return;
-        }
-        ReadLikeGL(readable.lowest, width, height, format, readable.rowBytes,
-                   memory->GetSizeInBytes());
-        return;
+    const bool gpu = STN::IsGPUPixelFormat(frame->GetPixelFormat());
+    Check(texture->rows.size() == texture->height && texture->height != 0,
+          "a frame was taken that the texture never received");
+    Check(!gpu || verticalFlip, "a read-back frame shown with its rows the wrong way");
+    const std::uint32_t last = texture->height - 1;
+    for (std::uint32_t y = 0; y <= last; ++y) {
+        // Host frames stored bottom up reach GL lowest row first and are flipped to show.
+        const std::uint32_t r = !gpu && verticalFlip ? last - y : y;
+        const std::uint8_t* row = source.top + static_cast<std::int64_t>(r) * source.rowBytes;
+        const std::vector<std::uint8_t>& received = texture->rows[y];
+        Check(row >= source.begin && row + received.size() <= source.end,
+              "a frame was taken whose rows are not all in its memory");
+        Check(std::memcmp(received.data(), row, received.size()) == 0,
+              "a texture row is not the frame's row");
     }
-
-    const auto gpuMemory = frame.QueryInterface<VF::IGPUVideoFrameMemoryAccess>();
-    void* deviceBuffer = gpuMemory->GetDeviceBuffer();
-    const std::size_t bytes =
-        STN::ReadBackBytes(bounds.width, bounds.height, format, rowBytes, deviceBuffer);
-    if (bytes == 0) {
-        return;
-    }
-    STN::HostStagingBuffer staging(device, bytes);
-    if (!staging.HasMemory()) {
-        return;
-    }
-    Check(staging.GetSize() == bytes, "staging buffer of another size");
-    if (device->GetComputeContext()->CopyBufferToHost(deviceBuffer, staging.GetAllocation(), bytes,
-                                                      GB::kCopy_Async) < 0) {
-        return;
-    }
-    void* address = staging.Map();
-    if (address == nullptr) {
-        return;
-    }
-    ReadLikeGL(address, width, height, format, static_cast<std::uint32_t>(rowBytes), bytes);
-    staging.Unmap();
+    Check(!verticalFlip || gpu || source.rowBytes < 0, "a frame stored top down was flipped");
 }
 
 }  // namespace
@@ -405,15 +473,16 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const std::size_t pixelBytes = size < kHeader ? 0 : size - kHeader;
 
     FrameRef frame;
+    OwnFrame* own = nullptr;
     if ((flags & 1) != 0) {
-        frame = FrameRef::Retain(new OwnFrame(format, width, height, rowBytes,
-                                              STN::IsGPUPixelFormat(format), (flags & 2) == 0,
-                                              pixels, pixelBytes));
+        own = new OwnFrame(format, width, height, rowBytes, STN::IsGPUPixelFormat(format),
+                           (flags & 2) == 0, pixels, pixelBytes);
+        frame = FrameRef::Retain(own);
     } else {
         frame = MakeFactoryFrame(format, width, height, rowBytes, pixels, pixelBytes);
     }
     if (frame) {
-        Upload(frame);
+        Upload(frame, own);
     }
     return 0;
 }
