@@ -38,50 +38,54 @@ TEST_F(RuntimeLoad, BrokenInstallationsGiveTheirErrors) {
     EXPECT_TRUE(Log().empty());
 }
 
-TEST_F(RuntimeLoad, LibraryWithoutFactoryOrCoreIsUnloadedAndProbesFalse) {
+// Each way a runtime library fails the connection: the error passed on, the runtime cleaned up
+// only once its Init succeeded, the library unloaded and no connection left behind. The presence
+// probe of the same library fails the same way until there is a core to ask.
+TEST_F(RuntimeLoad, RuntimeThatFailsTheConnectionIsUnloadedWithItsError) {
+    const Lines probe{"load", "factory IVRClientCore_003", "BIsHmdPresent", "unload"};
     struct Case {
         const char* library;
         int error;
         Lines log;
+        bool present;
     };
     const Case cases[] = {
-        {FAKE_RUNTIME_NO_FACTORY, vr::VRInitError_Init_FactoryNotFound, {"load", "unload"}},
+        {FAKE_RUNTIME_NO_FACTORY, vr::VRInitError_Init_FactoryNotFound, {"load", "unload"}, false},
         {FAKE_RUNTIME_NULL_CORE,
          vr::VRInitError_Init_InterfaceNotFound,
-         {"load", "factory IVRClientCore_003", "unload"}},
+         {"load", "factory IVRClientCore_003", "unload"},
+         false},
+        {FAKE_RUNTIME_INIT_FAILS,
+         vr::VRInitError_Init_HmdNotFound,
+         {"load", "factory IVRClientCore_003", "Init 1 -", "unload"},
+         true},
+        // The runtime refuses our IVRSystem version: shut down with 105.
+        {FAKE_RUNTIME_REJECTS_SYSTEM,
+         vr::VRInitError_Init_InterfaceNotFound,
+         {"load", "factory IVRClientCore_003", "Init 1 -", "IsInterfaceVersionValid IVRSystem_017",
+          "Cleanup", "unload"},
+         true},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.library);
         WriteRegistry(RegistryFor(MakeRuntime(fs::path(c.library).stem().string(), c.library)));
         ClearLog();
+        const uint32_t token = vr::VR_GetInitToken();
         EXPECT_EQ(InitError(), c.error);
         EXPECT_EQ(Log(), c.log);
+        if (c.log[c.log.size() - 2] != "Cleanup") {
+            EXPECT_EQ(vr::VR_GetInitToken(), token) << "a failed init is no new connection";
+        }
+        vr::EVRInitError error = vr::VRInitError_None;
+        EXPECT_EQ(vr::VR_GetGenericInterface(vr::IVRSystem_Version, &error), nullptr);
+        EXPECT_EQ(error, vr::VRInitError_Init_NotInitialized);
+        EXPECT_FALSE(vr::VR_IsInterfaceVersionValid(vr::IVRCompositor_Version));
+        EXPECT_EQ(vr::VRCompositor(), nullptr);
+
         ClearLog();
-        EXPECT_FALSE(vr::VR_IsHmdPresent());
-        EXPECT_EQ(Log(), c.log) << "the probe fails the same way";
+        EXPECT_EQ(vr::VR_IsHmdPresent(), c.present);
+        EXPECT_EQ(Log(), c.present ? probe : c.log);
     }
-}
-
-TEST_F(RuntimeLoad, RuntimeInitFailureIsPassedOnAndNotCleanedUp) {
-    WriteRegistry(RegistryFor(MakeRuntime("rt", FAKE_RUNTIME_INIT_FAILS)));
-    const uint32_t token = vr::VR_GetInitToken();
-    EXPECT_EQ(InitError(), vr::VRInitError_Init_HmdNotFound);
-    EXPECT_EQ(Log(), (Lines{"load", "factory IVRClientCore_003", "Init 1 -", "unload"}));
-    EXPECT_EQ(vr::VR_GetInitToken(), token) << "a failed init is no new connection";
-
-    vr::EVRInitError error = vr::VRInitError_None;
-    EXPECT_EQ(vr::VR_GetGenericInterface(vr::IVRSystem_Version, &error), nullptr);
-    EXPECT_EQ(error, vr::VRInitError_Init_NotInitialized);
-}
-
-TEST_F(RuntimeLoad, RuntimeRefusingOurSystemVersionIsShutDownWith105) {
-    WriteRegistry(RegistryFor(MakeRuntime("rt", FAKE_RUNTIME_REJECTS_SYSTEM)));
-    EXPECT_EQ(InitError(), vr::VRInitError_Init_InterfaceNotFound);
-    EXPECT_EQ(Log(), (Lines{"load", "factory IVRClientCore_003", "Init 1 -",
-                            "IsInterfaceVersionValid IVRSystem_017", "Cleanup", "unload"}));
-    EXPECT_FALSE(vr::VR_IsInterfaceVersionValid(vr::IVRCompositor_Version));
-    EXPECT_EQ(vr::VRSystem(), nullptr);
-    EXPECT_EQ(vr::VRCompositor(), nullptr);
 }
 
 TEST_F(RuntimeLoad, SuccessfulInitAndShutdownTalkToTheRuntimeInOrder) {
