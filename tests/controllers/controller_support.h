@@ -105,9 +105,7 @@ protected:
     }
     // Waits until the listener has heard `count` presses and releases.
     static void WaitForButtons(HostListener& listener, std::size_t count) {
-        for (int i = 0; i < 120000 && listener.Presses().size() < count; ++i) {
-            std::this_thread::sleep_for(std::chrono::milliseconds(1));
-        }
+        WaitUntil([&] { return listener.Presses().size() >= count; });
         ASSERT_EQ(listener.Presses().size(), count);
     }
     static void Push(std::uint32_t type, std::uint32_t device, std::uint32_t button) {

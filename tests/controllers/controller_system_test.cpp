@@ -115,9 +115,7 @@ TEST_P(ControllerSystemTest, TheHostHearsAndSeesBothHandsAndBuzzesTheOneItAnswer
     simvr_clear_calls();
     service->GetControllerFeedback()->TriggerHapticPulse(2, 2500, 1, 0);
     second->TriggerHapticPulse(1, 800, 0, 0);
-    for (int i = 0; i < 120000 && simvr_count_calls(SIMVR_CALL_HAPTIC_PULSE) < 3; ++i) {
-        std::this_thread::sleep_for(std::chrono::milliseconds(1));
-    }
+    WaitUntil([] { return simvr_count_calls(SIMVR_CALL_HAPTIC_PULSE) >= 3; });
     ASSERT_EQ(simvr_count_calls(SIMVR_CALL_HAPTIC_PULSE), 3u);
     for (std::uint32_t i = 0; i < simvr_get_call_count(); ++i) {
         simvr_call call;

@@ -12,13 +12,6 @@ constexpr int kBackground = 30;
 // The Vive wand's trigger axis.
 constexpr std::uint32_t kViveTriggerAxis = 1;
 
-std::vector<std::uint8_t> EyeImage(std::uint32_t eye) {
-    std::vector<std::uint8_t> image(kViewEye * kViewEye * 4);
-    EXPECT_EQ(simvr_copy_eye_image(eye, image.data(), static_cast<std::uint32_t>(image.size())),
-              image.size());
-    return image;
-}
-
 // Pixels (as column, row from the bottom) where two images differ.
 std::vector<std::pair<int, int>> Differences(const std::vector<std::uint8_t>& a,
                                              const std::vector<std::uint8_t>& b) {
@@ -72,7 +65,7 @@ TEST_F(ModelSystemTest, TheModelShowsAtItsPoseAndItsTriggerMoves) {
     ShowDarkSurround();
     Passes(4);
     HoldRenderLoop();
-    const std::vector<std::uint8_t> released[2] = {EyeImage(0), EyeImage(1)};
+    const std::vector<std::uint8_t> released[2] = {EyeImage(0, kViewEye), EyeImage(1, kViewEye)};
     for (std::uint32_t eye = 0; eye < 2; ++eye) {
         EXPECT_TRUE(ControllerShows(eye)) << "eye " << eye;
         // Nothing above the eyes' level: the wand is below it.
@@ -89,7 +82,8 @@ TEST_F(ModelSystemTest, TheModelShowsAtItsPoseAndItsTriggerMoves) {
     HoldRenderLoop();
     for (std::uint32_t eye = 0; eye < 2; ++eye) {
         SCOPED_TRACE("eye " + std::to_string(eye));
-        const std::vector<std::pair<int, int>> moved = Differences(released[eye], EyeImage(eye));
+        const std::vector<std::pair<int, int>> moved =
+            Differences(released[eye], EyeImage(eye, kViewEye));
         EXPECT_GE(moved.size(), 4u);
         for (const std::pair<int, int>& pixel : moved) {
             EXPECT_LT(pixel.first, kViewEye / 2 + 8) << "column " << pixel.first;

@@ -40,6 +40,7 @@ TEST_F(DeviceSwitchTest, FrameOfAnotherKindRestartsOnItsDevice) {
     ExpectCentre(51);
     ASSERT_EQ(cudasim_registered_resources(), 1);
     const int initsBefore = simvr_get_init_count();
+    const int cleanupsBefore = simvr_get_cleanup_count();
 
     std::string reason;
     const boost::shared_ptr<GB::Device> openCL =
@@ -52,6 +53,7 @@ TEST_F(DeviceSwitchTest, FrameOfAnotherKindRestartsOnItsDevice) {
     EXPECT_EQ(cudasim_registered_resources(), 0);
     EXPECT_EQ(cudasim_count("cuGraphicsUnregisterResource", 0), 0);
     EXPECT_EQ(simvr_get_init_count(), initsBefore + 1);
+    EXPECT_EQ(simvr_get_cleanup_count(), cleanupsBefore + 1);
     EXPECT_EQ(clsim_count("clCreateFromGLTexture", -1), 1);
     EXPECT_EQ(clsim_count("clCreateFromGLTexture", 0), 0);
     // The new scene has none of the old one's callbacks: passes are counted by the runtime.

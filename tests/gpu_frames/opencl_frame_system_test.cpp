@@ -47,10 +47,6 @@ protected:
     }
 };
 
-TEST_P(OpenCLFrameTest, FramesReachTheEyesUprightWithRedAndBlueInPlace) {
-    ExpectQuartersUprightWithRedAndBlueInPlace();
-}
-
 // Each texture is made into an OpenCL image once, when it first gets a frame (the image goes in
 // the stop: the teardown looks). Without "cl_khr_gl_event" OpenCL cannot wait for GL's work on
 // the texture by itself, so GL's work is finished right before each acquire; with it, no GL

@@ -65,12 +65,8 @@ protected:
             const int w = static_cast<int>(kWidth * s.scale);
             const int h = static_cast<int>(kHeight * s.scale);
             std::vector<std::uint8_t> pixels(static_cast<std::size_t>(w) * h * 4);
-            for (std::size_t p = 0; p < pixels.size(); p += 4) {
-                pixels[p + 0] = static_cast<std::uint8_t>(s.rgba[2]);
-                pixels[p + 1] = static_cast<std::uint8_t>(s.rgba[1]);
-                pixels[p + 2] = static_cast<std::uint8_t>(s.rgba[0]);
-                pixels[p + 3] = static_cast<std::uint8_t>(s.rgba[3]);
-            }
+            PaintBGRA(pixels.data(), w, h, w * 4,
+                      [&](int, int) { return std::vector<int>(s.rgba.begin(), s.rgba.end()); });
             boost::shared_ptr<QuadFrame> image(new QuadFrame{
                 w, h, hostmediatypes::kPixelFormat_BGRA_4444_8u, 0, w * 4, pixels.data()});
             panel->GetQuad()->SetOpacity(1.0f);
@@ -154,10 +150,8 @@ protected:
     };
     // The left eye against the reference, at the pixels with no more than `deepest` surfaces.
     Comparison Compare(std::size_t deepest = 16) const {
-        std::vector<std::uint8_t> image(static_cast<std::size_t>(kViewEye) * kViewEye * 4);
+        const std::vector<std::uint8_t> image = EyeImage(0, kViewEye);
         Comparison result;
-        EXPECT_EQ(simvr_copy_eye_image(0, image.data(), static_cast<std::uint32_t>(image.size())),
-                  image.size());
         for (int row = 0; row < kViewEye; ++row) {
             for (int column = 0; column < kViewEye; ++column) {
                 std::array<float, 3> rgb;

@@ -31,16 +31,7 @@ template <typename Paint>
 boost::shared_ptr<QuadFrame> Image(int width, int height, Paint paint,
                                    std::vector<std::uint8_t>& storage) {
     storage.assign(static_cast<std::size_t>(width) * height * 4, 0);
-    for (int y = 0; y < height; ++y) {
-        for (int x = 0; x < width; ++x) {
-            const std::vector<int> rgba = paint(x, y);
-            std::uint8_t* texel = &storage[(static_cast<std::size_t>(y) * width + x) * 4];
-            texel[0] = static_cast<std::uint8_t>(rgba[2]);
-            texel[1] = static_cast<std::uint8_t>(rgba[1]);
-            texel[2] = static_cast<std::uint8_t>(rgba[0]);
-            texel[3] = static_cast<std::uint8_t>(rgba[3]);
-        }
-    }
+    PaintBGRA(storage.data(), width, height, width * 4, paint);
     boost::shared_ptr<QuadFrame> frame(new QuadFrame());
     frame->width = width;
     frame->height = height;

@@ -53,8 +53,24 @@ inline std::vector<int> PatternColor(int columnQuarter, int rowQuarter, int mark
     return {QuarterRed(columnQuarter), QuarterGreen(rowQuarter), marker, 255};
 }
 
-// A host-memory 'argb' frame (native ARGB words: bytes B, G, R, A) whose texel (x, y) has the
-// R, G, B, A that `paint(x, y)` gives; row y = 0 comes first in memory.
+// Writes the R, G, B, A that `paint(x, y)` gives as 8-bit B, G, R, A texels (native ARGB words),
+// `rowBytes` apart.
+template <typename Paint>
+void PaintBGRA(std::uint8_t* bytes, int width, int height, int rowBytes, Paint paint) {
+    for (int y = 0; y < height; ++y) {
+        for (int x = 0; x < width; ++x) {
+            const std::vector<int> rgba = paint(x, y);
+            std::uint8_t* texel = bytes + y * rowBytes + x * 4;
+            texel[0] = static_cast<std::uint8_t>(rgba[2]);
+            texel[1] = static_cast<std::uint8_t>(rgba[1]);
+            texel[2] = static_cast<std::uint8_t>(rgba[0]);
+            texel[3] = static_cast<std::uint8_t>(rgba[3]);
+        }
+    }
+}
+
+// A host-memory 'argb' frame whose texel (x, y) has the R, G, B, A that `paint(x, y)` gives;
+// row y = 0 comes first in memory.
 template <typename Paint>
 FrameRef PaintedFrame(
     int width, int height, Paint paint,
@@ -63,19 +79,9 @@ FrameRef PaintedFrame(
     EXPECT_EQ(VF::CreateHostVideoFrame(frame, hostmediatypes::kPixelFormat_ARGB_4444_8u, width,
                                        height, width * 4, aspect),
               VF::kCreateResult_OK);
-    const hostcore::classref::InterfaceRef<VF::IVideoFrameMemoryAccess> memory =
-        frame.QueryInterface<VF::IVideoFrameMemoryAccess>();
-    std::uint8_t* bytes = static_cast<std::uint8_t*>(memory->GetPixels());
-    for (int y = 0; y < height; ++y) {
-        for (int x = 0; x < width; ++x) {
-            const std::vector<int> rgba = paint(x, y);
-            std::uint8_t* texel = bytes + (y * width + x) * 4;
-            texel[0] = static_cast<std::uint8_t>(rgba[2]);
-            texel[1] = static_cast<std::uint8_t>(rgba[1]);
-            texel[2] = static_cast<std::uint8_t>(rgba[0]);
-            texel[3] = static_cast<std::uint8_t>(rgba[3]);
-        }
-    }
+    PaintBGRA(static_cast<std::uint8_t*>(
+                  frame.QueryInterface<VF::IVideoFrameMemoryAccess>()->GetPixels()),
+              width, height, width * 4, paint);
     return frame;
 }
 
@@ -84,6 +90,47 @@ inline FrameRef PatternFrame(int marker, int width = kFrameWidth, int height = k
     return PaintedFrame(width, height, [=](int x, int y) {
         return PatternColor(x * 4 / width, y * 4 / height, marker);
     });
+}
+
+// A float B, G, R, A frame of the pattern in a buffer of `device`, with `rowBytes` (0: the
+// default). The 8-bit conversions of its values are exact. A device's frames come out turned
+// over against host-memory frames of the same rows (the read-back path shows it too), so the
+// buffer holds the pattern's rows last first: the eyes see the picture of PatternFrame.
+inline FrameRef GpuPatternFrame(const boost::shared_ptr<GB::Device>& device, int marker,
+                                int width = kFrameWidth, int height = kFrameHeight,
+                                std::int32_t rowBytes = 0) {
+    FrameRef frame;
+    EXPECT_EQ(VF::CreateGPUVideoFrame(
+                  frame, device, hostmediatypes::kPixelFormat_GPU_BGRA_4444_32f, width, height,
+                  hostmediatypes::kPixelAspectRatio_Square, MF::kFieldType_Progressive, MF::Point(),
+                  hostmediatypes::color::ColorSpace(), rowBytes, 0,
+                  boost::shared_ptr<GB::CompletionEvent>(), boost::function<void()>()),
+              VF::kCreateResult_OK);
+    if (!frame) {
+        return frame;
+    }
+    const std::size_t rowFloats =
+        static_cast<std::size_t>(
+            frame.QueryInterface<VF::IVideoFrame2DPixelMemoryAccess>()->GetRowBytes()) /
+        sizeof(float);
+    std::vector<float> host(rowFloats * static_cast<std::size_t>(height), 0.5f);
+    for (int y = 0; y < height; ++y) {
+        for (int x = 0; x < width; ++x) {
+            const std::vector<int> rgba =
+                PatternColor(x * 4 / width, (height - 1 - y) * 4 / height, marker);
+            float* texel = &host[static_cast<std::size_t>(y) * rowFloats + x * 4];
+            texel[0] = static_cast<float>(rgba[2]) / 255.0f;
+            texel[1] = static_cast<float>(rgba[1]) / 255.0f;
+            texel[2] = static_cast<float>(rgba[0]) / 255.0f;
+            texel[3] = 1.0f;
+        }
+    }
+    EXPECT_GE(
+        device->GetComputeContext()->CopyHostToBuffer(
+            host.data(), frame.QueryInterface<VF::IGPUVideoFrameMemoryAccess>()->GetDeviceBuffer(),
+            host.size() * sizeof(float), GB::kCopy_Wait),
+        0);
+    return frame;
 }
 
 // A pixel of an eye's last submitted image, counted from its bottom left as OpenGL stores it.
@@ -98,6 +145,36 @@ inline std::vector<int> EyePixel(std::uint32_t eye, int x, int y) {
 // The centre pixel of an eye's last submitted image.
 inline std::vector<int> CentrePixel(std::uint32_t eye) {
     return EyePixel(eye, kEyeSize / 2, kEyeSize / 2);
+}
+
+// An eye's last submitted image, 4 bytes a pixel, rows bottom-up.
+inline std::vector<std::uint8_t> EyeImage(std::uint32_t eye, int size = kEyeSize) {
+    std::vector<std::uint8_t> image(static_cast<std::size_t>(size) * size * 4);
+    EXPECT_EQ(simvr_copy_eye_image(eye, image.data(), static_cast<std::uint32_t>(image.size())),
+              image.size());
+    return image;
+}
+
+// Each of R, G and B within `tolerance`.
+inline ::testing::AssertionResult Near(const std::vector<int>& pixel,
+                                       const std::vector<int>& expected, int tolerance) {
+    for (std::size_t i = 0; i < 3; ++i) {
+        if (std::abs(pixel[i] - expected[i]) > tolerance) {
+            return ::testing::AssertionFailure()
+                   << "pixel " << ::testing::PrintToString(pixel) << " is not within " << tolerance
+                   << " of " << ::testing::PrintToString(expected);
+        }
+    }
+    return ::testing::AssertionSuccess();
+}
+
+// Polls every millisecond until the condition holds, for two minutes at most; whether it held.
+template <typename Condition>
+bool WaitUntil(Condition condition) {
+    for (int i = 0; i < 120000 && !condition(); ++i) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    return condition();
 }
 
 // Head direction in the library's terms: degrees to the right and up (the runtime's yaw turns
@@ -203,19 +280,15 @@ protected:
     // After two, a frame published or a pose set before the call is on show.
     void Passes(int count) {
         const int target = fade->questions + count;
-        for (int i = 0; i < 120000 && fade->questions < target; ++i) {
-            std::this_thread::sleep_for(std::chrono::milliseconds(1));
-        }
-        ASSERT_GE(fade->questions, target) << "the render loop stopped";
+        ASSERT_TRUE(WaitUntil([&] { return fade->questions >= target; }))
+            << "the render loop stopped";
     }
     // Blocks the compositor's wait and returns once the loop is held in it: its pass is over,
     // and it takes nothing over until released.
     void HoldRenderLoop() {
         simvr_set_wait_blocked(1);
-        for (int i = 0; i < 120000 && simvr_get_waiting_count() == 0; ++i) {
-            std::this_thread::sleep_for(std::chrono::milliseconds(1));
-        }
-        ASSERT_GT(simvr_get_waiting_count(), 0) << "the render loop does not reach the wait";
+        ASSERT_TRUE(WaitUntil([] { return simvr_get_waiting_count() > 0; }))
+            << "the render loop does not reach the wait";
     }
     static void ReleaseRenderLoop() { simvr_set_wait_blocked(0); }
 
@@ -228,6 +301,12 @@ protected:
         ASSERT_TRUE(poses->jobEnded.wait_for(lock, std::chrono::seconds(120), [this] {
             return poses->jobDone;
         })) << "the render thread never ran the job";
+    }
+
+    // How often the pose callback has been called.
+    int PoseCalls() {
+        std::lock_guard<std::mutex> lock(poses->mutex);
+        return poses->calls;
     }
 
     bool Send(const FrameRef& frame) { return service->UpdateVideoTexture(kClient, frame); }

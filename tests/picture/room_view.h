@@ -13,19 +13,6 @@ constexpr int kViewEye = 128;
 constexpr float kEyeHeight = 1.2f;
 constexpr float kHalfFovDegrees = 45.0f;
 
-// Each of R, G and B within `tolerance`.
-inline ::testing::AssertionResult Near(const std::vector<int>& pixel,
-                                       const std::vector<int>& expected, int tolerance) {
-    for (std::size_t i = 0; i < 3; ++i) {
-        if (std::abs(pixel[i] - expected[i]) > tolerance) {
-            return ::testing::AssertionFailure()
-                   << "pixel " << ::testing::PrintToString(pixel) << " is not within " << tolerance
-                   << " of " << ::testing::PrintToString(expected);
-        }
-    }
-    return ::testing::AssertionSuccess();
-}
-
 inline std::vector<int> Grey(int level) {
     return {level, level, level, 255};
 }
