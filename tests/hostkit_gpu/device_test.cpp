@@ -4,8 +4,6 @@
 #include <GL/glew.h>
 
 #include <atomic>
-#include <chrono>
-#include <cstdlib>
 #include <cstring>
 #include <numeric>
 #include <string>
@@ -16,6 +14,7 @@
 #include "GB/Device.h"
 #include "GB/OffscreenGL.h"
 #include "gl_test_context.h"
+#include "x_server.h"
 
 namespace {
 
@@ -136,28 +135,29 @@ TEST(OpenCLDeviceTest, ExclusiveAccessKeepsOthersOut) {
     boost::shared_ptr<GB::Device> device =
         GB::Device::Create(GB::kDeviceKind_OpenCLNoSharing, &reason);
     REQUIRE_DEVICE(device, reason);
-    std::atomic<bool> waiting{false};
-    int written = 0;
-    int seen = -1;
-    device->AcquireExclusiveAccess();
-    device->AcquireExclusiveAccess();  // the holder may take it again
-    std::thread other([&] {
-        waiting = true;
-        device->AcquireExclusiveAccess();
-        seen = written;
-        device->ReleaseExclusiveAccess();
-    });
-    while (!waiting) {
-        std::this_thread::yield();
-    }
-    // Give the other thread every chance to get in if the lock did not hold it.
-    std::this_thread::sleep_for(std::chrono::milliseconds(20));
-    written = 1;
-    device->ReleaseExclusiveAccess();
-    written = 2;  // still held once
-    device->ReleaseExclusiveAccess();
-    other.join();
-    EXPECT_EQ(seen, 2);
+    // Two threads take it twice over, again and again. The other one inside at the same time,
+    // also while a holder still has it once, is an overlap.
+    std::atomic<int> inside{0};
+    std::atomic<int> overlaps{0};
+    const auto work = [&] {
+        for (int i = 0; i < 1000; ++i) {
+            device->AcquireExclusiveAccess();
+            device->AcquireExclusiveAccess();
+            if (inside.fetch_add(1) != 0) {
+                ++overlaps;
+            }
+            std::this_thread::yield();
+            device->ReleaseExclusiveAccess();
+            std::this_thread::yield();
+            inside.fetch_sub(1);
+            device->ReleaseExclusiveAccess();
+        }
+    };
+    std::thread a(work);
+    std::thread b(work);
+    a.join();
+    b.join();
+    EXPECT_EQ(overlaps.load(), 0);
 }
 
 TEST(CudaDeviceTest, CreationFollowsTheDriversPresence) {
@@ -217,18 +217,10 @@ TEST(CudaDeviceTest, LoaderReportsWhatIsMissing) {
 // Another driver library (a newer build, a stand-in) is named by the environment; an empty
 // name means the system's.
 TEST(CudaDeviceTest, EnvironmentNamesTheDriverLibrary) {
-    const char* set = std::getenv("STEREON_CUDA_DRIVER");
-    const std::string saved = set != nullptr ? set : "";
-    unsetenv("STEREON_CUDA_DRIVER");
-    EXPECT_STREQ(GB::cuda::DriverLibraryName(), "libcuda.so.1");
-    setenv("STEREON_CUDA_DRIVER", "/opt/driver/libcuda.so.1", 1);
-    EXPECT_STREQ(GB::cuda::DriverLibraryName(), "/opt/driver/libcuda.so.1");
-    setenv("STEREON_CUDA_DRIVER", "", 1);
-    EXPECT_STREQ(GB::cuda::DriverLibraryName(), "libcuda.so.1");
-    if (set != nullptr) {
-        setenv("STEREON_CUDA_DRIVER", saved.c_str(), 1);
-    } else {
-        unsetenv("STEREON_CUDA_DRIVER");
+    for (const char* set : {static_cast<const char*>(nullptr), "", "/opt/driver/libcuda.so.1"}) {
+        stereon::test::ScopedEnvironment driver("STEREON_CUDA_DRIVER", set);
+        EXPECT_STREQ(GB::cuda::DriverLibraryName(),
+                     set != nullptr && *set != '\0' ? set : "libcuda.so.1");
     }
 }
 

@@ -2,9 +2,7 @@
 
 #include <GL/glew.h>
 
-#include <cstring>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include "GB/OffscreenGL.h"
@@ -13,7 +11,6 @@
 namespace {
 
 using stereon::test::GlTest;
-using stereon::test::GlTestContext;
 
 // The GL tests run on a core context, as the library's own are, so core-only rules hold there.
 TEST_F(GlTest, ContextIsCoreDebugOfAtLeast41) {
@@ -48,56 +45,6 @@ TEST_F(GlTest, TextureRoundTripsThroughReadBack) {
     glBindFramebuffer(GL_FRAMEBUFFER, 0);
     glDeleteFramebuffers(1, &fbo);
     glDeleteTextures(1, &texture);
-}
-
-TEST(GlContextTest, SharedContextsSeeEachOthersObjectsAcrossThreads) {
-    GlTestContext first;
-    if (!first.Ok()) {
-        GTEST_SKIP() << first.Error();
-    }
-    GlTestContext second(&first);
-    ASSERT_TRUE(second.Ok()) << second.Error();
-    GlTestContext unrelated;
-    ASSERT_TRUE(unrelated.Ok()) << unrelated.Error();
-    // One display per process, whichever context asks.
-    EXPECT_EQ(first.Display(), unrelated.Display());
-
-    first.MakeCurrent();
-    ASSERT_TRUE(first.IsCurrent()) << first.Error();
-    const std::vector<std::uint8_t> pixels = {1, 2, 3, 4, 5, 6, 7, 8};
-    const GLuint texture = stereon::test::MakeTextureRGBA8(2, 1, pixels);
-    ASSERT_NE(texture, 0u);
-    glFinish();
-    first.ReleaseCurrent();
-    EXPECT_FALSE(first.IsCurrent());
-
-    // The sharing context reads the texture on another thread, as the upload and render
-    // threads do.
-    std::vector<std::uint8_t> seen;
-    std::string error;
-    std::thread reader([&] {
-        second.MakeCurrent();
-        if (!second.IsCurrent()) {
-            error = second.Error();
-            return;
-        }
-        seen = stereon::test::ReadTextureRGBA8(texture, 2, 1);
-        second.ReleaseCurrent();
-    });
-    reader.join();
-    EXPECT_TRUE(error.empty()) << error;
-    EXPECT_EQ(seen, pixels);
-
-    // A context outside the share group does not know the name.
-    unrelated.MakeCurrent();
-    ASSERT_TRUE(unrelated.IsCurrent()) << unrelated.Error();
-    EXPECT_EQ(glIsTexture(texture), static_cast<GLboolean>(GL_FALSE));
-    unrelated.ReleaseCurrent();
-
-    first.MakeCurrent();
-    GLuint name = texture;
-    glDeleteTextures(1, &name);
-    first.ReleaseCurrent();
 }
 
 TEST(GlContextTest, BadRequestsFailWithAReason) {

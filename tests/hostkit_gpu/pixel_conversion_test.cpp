@@ -89,17 +89,13 @@ TEST_F(PixelConversionTest, EightBitToHalfFloatAndBack) {
                           255, 0,   0,   128, 204, 102, 51, 255, 2, 2, 2, 2};
     const Bytes halves = Convert(source, 12, GB::kPixelFormat_BGRA_4444_8u, 2 * 24, 24,
                                  GB::kPixelFormat_GPU_BGRA_4444_16f, 2, 2);
-    const std::vector<std::uint16_t> h = FromBytes<std::uint16_t>(halves);
-    EXPECT_EQ(h[0], 0x3266);  // 0.2
-    EXPECT_EQ(h[1], 0x3666);  // 0.4
-    EXPECT_EQ(h[2], 0x3A66);  // 0.8
-    EXPECT_EQ(h[3], 0x3C00);  // 1.0
-    EXPECT_EQ(h[4], 0);
-    EXPECT_EQ(h[7], 0);
-    EXPECT_EQ(h[8], 0xeeee);   // the row's padding is left alone
-    EXPECT_EQ(h[12], 0x3C00);  // second row, first pixel: B = 1
-    EXPECT_EQ(h[13], 0);
-    EXPECT_EQ(h[16], 0x3A66);
+    // 0.2, 0.4, 0.8 and 1 are 0x3266, 0x3666, 0x3A66 and 0x3C00; 128 / 255 is 0x3804. The rows'
+    // padding is left alone.
+    EXPECT_EQ(FromBytes<std::uint16_t>(halves),
+              (std::vector<std::uint16_t>{0x3266, 0x3666, 0x3A66, 0x3C00, 0,      0,
+                                          0,      0,      0xeeee, 0xeeee, 0xeeee, 0xeeee,
+                                          0x3C00, 0,      0,      0x3804, 0x3A66, 0x3666,
+                                          0x3266, 0x3C00, 0xeeee, 0xeeee, 0xeeee, 0xeeee}));
 
     // Back to 8 bits in R, G, B, A order: red and blue trade places.
     const Bytes rgba = Convert(halves, 24, GB::kPixelFormat_GPU_BGRA_4444_16f, 16, 8,
