@@ -84,26 +84,15 @@ std::vector<std::uint8_t> ReadTextureRGBA8(GLuint texture, int width, int height
     return AsSampled(texture, stereon::test::ReadTextureRGBA8(texture, width, height));
 }
 
-GLint TexParameter(GLuint texture, GLenum parameter) {
-    GLint value = 0;
-    glBindTexture(GL_TEXTURE_2D, texture);
-    glGetTexParameteriv(GL_TEXTURE_2D, parameter, &value);
-    glBindTexture(GL_TEXTURE_2D, 0);
-    return value;
-}
-
-GLfloat TexParameterFloat(GLuint texture, GLenum parameter) {
+// A parameter of the texture, or of one of its levels.
+GLfloat Parameter(GLuint texture, GLenum parameter, int level = -1) {
     GLfloat value = -1.0f;
     glBindTexture(GL_TEXTURE_2D, texture);
-    glGetTexParameterfv(GL_TEXTURE_2D, parameter, &value);
-    glBindTexture(GL_TEXTURE_2D, 0);
-    return value;
-}
-
-GLint LevelParameter(GLuint texture, int level, GLenum parameter) {
-    GLint value = 0;
-    glBindTexture(GL_TEXTURE_2D, texture);
-    glGetTexLevelParameteriv(GL_TEXTURE_2D, level, parameter, &value);
+    if (level < 0) {
+        glGetTexParameterfv(GL_TEXTURE_2D, parameter, &value);
+    } else {
+        glGetTexLevelParameterfv(GL_TEXTURE_2D, level, parameter, &value);
+    }
     glBindTexture(GL_TEXTURE_2D, 0);
     return value;
 }
@@ -215,8 +204,7 @@ TEST_F(TextureTest, EveryFormatRowUploadsFromPaddedHostRowsAndReadsBack) {
         const unsigned rowBytes = texture.GetRowBytes();
         const TextureFormatGL gl = TextureOGL::MapFormat(test.format);
         ASSERT_GT(rowBytes, width * gl.bytesPerPixel);  // the rows really are padded
-        EXPECT_EQ(LevelParameter(texture.GetTexture(), 0, GL_TEXTURE_INTERNAL_FORMAT),
-                  test.internal);
+        EXPECT_EQ(Parameter(texture.GetTexture(), GL_TEXTURE_INTERNAL_FORMAT, 0), test.internal);
 
         // Host memory: padding filled with bytes that must not show.
         std::vector<std::uint8_t> memory(static_cast<std::size_t>(rowBytes) * height, 0xEE);
@@ -287,7 +275,7 @@ TEST_F(TextureTest, FiltersAndWrapModesSampleAsTheTablesSay) {
     EXPECT_EQ(Reds(Draw(texture, 4, 1, 0, 1, 0, 1), 4), (std::vector<int>{0, 0, 255, 255}));
 
     texture.SetFilter(kFilterLinear);
-    EXPECT_EQ(TexParameter(texture.GetTexture(), GL_TEXTURE_MIN_FILTER), GL_LINEAR);
+    EXPECT_EQ(Parameter(texture.GetTexture(), GL_TEXTURE_MIN_FILTER), GL_LINEAR);
     const std::vector<int> linear = Reds(Draw(texture, 4, 1, 0, 1, 0, 1), 4);
     ASSERT_EQ(linear.size(), 4u);
     EXPECT_EQ(linear[0], 0);
@@ -297,7 +285,7 @@ TEST_F(TextureTest, FiltersAndWrapModesSampleAsTheTablesSay) {
 
     // A value outside the table sets nothing.
     texture.SetFilter(static_cast<TextureFilter>(9));
-    EXPECT_EQ(TexParameter(texture.GetTexture(), GL_TEXTURE_MIN_FILTER), GL_LINEAR);
+    EXPECT_EQ(Parameter(texture.GetTexture(), GL_TEXTURE_MIN_FILTER), GL_LINEAR);
 
     // Only the S axis repeats. Coordinates 0..2 across 8 pixels: white beyond 1 when clamped, two
     // copies when repeating.
@@ -317,7 +305,7 @@ TEST_F(TextureTest, FiltersAndWrapModesSampleAsTheTablesSay) {
 
     // Unknown values change nothing.
     texture.SetWrap(static_cast<TextureWrap>(5));
-    EXPECT_EQ(TexParameter(texture.GetTexture(), GL_TEXTURE_WRAP_S), GL_REPEAT);
+    EXPECT_EQ(Parameter(texture.GetTexture(), GL_TEXTURE_WRAP_S), GL_REPEAT);
 }
 
 TEST_F(TextureTest, TrilinearReadsTheBiasKeyAndBuildsMipmapsOnce) {
@@ -333,12 +321,12 @@ TEST_F(TextureTest, TrilinearReadsTheBiasKeyAndBuildsMipmapsOnce) {
     const std::vector<float> redTexel = {1.0f, 0.0f, 0.0f, 1.0f};
     const std::vector<float> greenTexel = {0.0f, 1.0f, 0.0f, 1.0f};
     texture.Upload(red.data(), hmt::kPixelFormat_RGBA_4444_8u, 16);
-    EXPECT_EQ(LevelParameter(texture.GetTexture(), 2, GL_TEXTURE_WIDTH), 0);  // plain filter
+    EXPECT_EQ(Parameter(texture.GetTexture(), GL_TEXTURE_WIDTH, 2), 0);  // plain filter
 
     database.SetEntry("Stereon.MipmapLODBias", "1.5");
     texture.SetFilter(kFilterTrilinear);
-    EXPECT_EQ(TexParameterFloat(texture.GetTexture(), GL_TEXTURE_LOD_BIAS), 1.5f);
-    EXPECT_EQ(TexParameter(texture.GetTexture(), GL_TEXTURE_MIN_FILTER), GL_LINEAR_MIPMAP_LINEAR);
+    EXPECT_EQ(Parameter(texture.GetTexture(), GL_TEXTURE_LOD_BIAS), 1.5f);
+    EXPECT_EQ(Parameter(texture.GetTexture(), GL_TEXTURE_MIN_FILTER), GL_LINEAR_MIPMAP_LINEAR);
     EXPECT_EQ(ReadTextureFloat(texture.GetTexture(), 2, 1, 1), redTexel);
 
     // Upload rebuilds the mipmaps on a mipmapped filter...
@@ -350,7 +338,7 @@ TEST_F(TextureTest, TrilinearReadsTheBiasKeyAndBuildsMipmapsOnce) {
     database.SetEntry("Stereon.MipmapLODBias", "not a number");
     texture.SetFilter(kFilterTrilinear);
     EXPECT_EQ(ReadTextureFloat(texture.GetTexture(), 2, 1, 1), greenTexel);
-    EXPECT_EQ(TexParameterFloat(texture.GetTexture(), GL_TEXTURE_LOD_BIAS), 0.0f);
+    EXPECT_EQ(Parameter(texture.GetTexture(), GL_TEXTURE_LOD_BIAS), 0.0f);
     // ...GenerateMipmaps is the step for that.
     texture.GenerateMipmaps();
     EXPECT_EQ(ReadTextureFloat(texture.GetTexture(), 2, 1, 1), redTexel);
@@ -400,59 +388,51 @@ TEST_F(TextureTest, RenderModelTextureIsMipmappedAnisotropicAndClamped) {
     map.rubTextureMapData = data.data();
     TextureOGL texture("ModelTexture");
     texture.CreateFromRenderModel(map);
-    EXPECT_EQ(LevelParameter(texture.GetTexture(), 3, GL_TEXTURE_WIDTH), 1);
-    EXPECT_EQ(TexParameter(texture.GetTexture(), GL_TEXTURE_MIN_FILTER), GL_LINEAR_MIPMAP_LINEAR);
-    EXPECT_EQ(TexParameter(texture.GetTexture(), GL_TEXTURE_WRAP_S), GL_CLAMP_TO_EDGE);
+    EXPECT_EQ(Parameter(texture.GetTexture(), GL_TEXTURE_WIDTH, 3), 1);
+    EXPECT_EQ(Parameter(texture.GetTexture(), GL_TEXTURE_MIN_FILTER), GL_LINEAR_MIPMAP_LINEAR);
+    EXPECT_EQ(Parameter(texture.GetTexture(), GL_TEXTURE_WRAP_S), GL_CLAMP_TO_EDGE);
     GLfloat maximum = 0.0f;
     DrainErrors();
     glGetFloatv(GL_MAX_TEXTURE_MAX_ANISOTROPY_EXT, &maximum);
     if (glGetError() == GL_NO_ERROR) {
-        EXPECT_EQ(TexParameterFloat(texture.GetTexture(), GL_TEXTURE_MAX_ANISOTROPY_EXT), maximum);
+        EXPECT_EQ(Parameter(texture.GetTexture(), GL_TEXTURE_MAX_ANISOTROPY_EXT), maximum);
     }
 }
 
 // Devices that cannot share with GL are asked for nothing; registration on devices that can is
 // checked against the driver stand-ins by the GPU frame system tests.
-TEST_F(TextureTest, CudaRegistrationIsAbsentWithoutADriver) {
-    if (GB::cuda::LoadCudaDriver() != nullptr) {
-        GTEST_SKIP() << "a CUDA driver is present";
-    }
-    // A CUDA device as the host describes one; without a driver nothing is shared.
-    boost::shared_ptr<GB::Device> device(new GB::Device(GB::kDeviceKind_CUDA, GB::Device::Parts()));
-    TextureOGL texture("Video");
-    texture.Create(device, 4, 4);
-    texture.RegisterForCompute(device);
-    EXPECT_EQ(texture.GetComputeHandle(), nullptr);
-    texture.CreatePixelBuffer(hmt::kPixelFormat_GPU_BGRA_4444_16f);
-    texture.RegisterForCompute(device);
-    EXPECT_EQ(texture.GetComputeHandle(), nullptr);
-}
-
-TEST(TextureCompute, AnOpenCLDeviceWithoutGLSharingIsAskedForNothing) {
+TEST(TextureCompute, DevicesThatCannotShareWithGLAreAskedForNothing) {
     std::string reason;
-    boost::shared_ptr<GB::Device> device = GB::Device::Create(GB::kDeviceKind_OpenCL, &reason);
-    if (!device || device->CanShareWithOpenGL()) {
+    boost::shared_ptr<GB::Device> openCL = GB::Device::Create(GB::kDeviceKind_OpenCL, &reason);
+    if (!openCL || openCL->CanShareWithOpenGL()) {
         GTEST_SKIP() << "needs an OpenCL device that cannot share with GL: " << reason;
     }
     // The texture lives in the device context's share group, as the render thread arranges on
     // EGL (only EGL contexts share with the device's).
     boost::shared_ptr<GraphicsContextOGL> deviceContext =
         CreateGraphicsContext("DeviceContext", STN::ContextPlatform::kEGL);
-    deviceContext->BindDevice(device);
+    deviceContext->BindDevice(openCL);
     boost::shared_ptr<GraphicsContextOGL> upload =
         CreateGraphicsContext("UploadContext", STN::ContextPlatform::kEGL);
-    upload->BindDevice(device);
+    upload->BindDevice(openCL);
     ASSERT_TRUE(upload->CreateVersionedContext(4, deviceContext));
+    std::vector<boost::shared_ptr<GB::Device>> devices = {openCL};
+    if (GB::cuda::LoadCudaDriver() == nullptr) {
+        // A CUDA device as the host describes one, without a driver to share through.
+        devices.emplace_back(new GB::Device(GB::kDeviceKind_CUDA, GB::Device::Parts()));
+    }
     // Neither the texture's nor the buffer's path may ask the ICD: PoCL aborts the process on the
     // GL-buffer call.
-    for (bool buffered : {false, true}) {
-        TextureOGL texture("Video");
-        texture.Create(device, 8, 8, hmt::kPixelFormat_GPU_BGRA_4444_16f);
-        if (buffered) {
-            texture.CreatePixelBuffer(hmt::kPixelFormat_GPU_BGRA_4444_16f);
+    for (const boost::shared_ptr<GB::Device>& device : devices) {
+        for (bool buffered : {false, true}) {
+            TextureOGL texture("Video");
+            texture.Create(device, 8, 8, hmt::kPixelFormat_GPU_BGRA_4444_16f);
+            if (buffered) {
+                texture.CreatePixelBuffer(hmt::kPixelFormat_GPU_BGRA_4444_16f);
+            }
+            texture.RegisterForCompute(device);
+            EXPECT_EQ(texture.GetComputeHandle(), nullptr) << device->DeviceKind << buffered;
         }
-        texture.RegisterForCompute(device);
-        EXPECT_EQ(texture.GetComputeHandle(), nullptr) << device->GetName();
     }
     upload->ClearCurrent();
 }

@@ -121,9 +121,9 @@ TEST(NamedThreadTest, InterruptionEndsTheBodyAndStillRunsExit) {
 }
 
 TEST(NamedThreadTest, LowerPriorityIsAppliedAndHigherNeverFailsTheCall) {
-    int niceBefore = 0, niceInside = 0, requested = -1;
+    const int niceBefore = ::getpriority(PRIO_PROCESS, 0);
+    int niceInside = 0, requested = -1;
     bool applied = false, found = false;
-    niceBefore = ::getpriority(PRIO_PROCESS, 0);
     CreateNamedThread("lowly",
                       [&] {
                           niceInside =
@@ -148,10 +148,14 @@ TEST(RecursiveMutexTest, NestsAndReportsTextsToTheObserver) {
     std::mutex noticesMutex;
     std::vector<LockNotice> notices;
     RecursiveMutex m;
+    Latch contended(1);
     SetLockObserver([&](const LockNotice& n) {
         if (n.mutex == &m) {
             std::lock_guard<std::mutex> lock(noticesMutex);
             notices.push_back(n);
+            if (n.event == LockEvent::kContended) {
+                contended.CountDown();
+            }
         }
     });
 
@@ -162,18 +166,11 @@ TEST(RecursiveMutexTest, NestsAndReportsTextsToTheObserver) {
     EXPECT_STREQ(m.OwnerText(), "VRPanelManager::Draw");
 
     // Another thread waits for it: the observer hears whom it waits for.
-    Latch contended(1);
     std::thread other([&] {
         RecursiveMutex::ScopedLock guard(m, "Update video texture.");
         EXPECT_STREQ(m.OwnerText(), "Update video texture.");
     });
-    for (;;) {
-        std::this_thread::sleep_for(1ms);
-        std::lock_guard<std::mutex> lock(noticesMutex);
-        if (!notices.empty() && notices.back().event == LockEvent::kContended) {
-            break;
-        }
-    }
+    EXPECT_TRUE(contended.Wait());
     EXPECT_TRUE(m.TryLock("nested try"));
     m.Unlock();
     m.Unlock();

@@ -177,6 +177,16 @@ protected:
     int LiveModels() const { return simvr_get_live_model_count() - liveModelsBefore; }
     int LiveTextures() const { return simvr_get_live_texture_count() - liveTexturesBefore; }
 
+    // Settled: more requests of the name give the same model, unchanged, and cost no runtime call.
+    void ExpectSettled(const char* name, const boost::shared_ptr<Model>& model, ModelState state) {
+        const int calls = simvr_get_model_load_calls(nullptr);
+        for (int i = 0; i < 5; ++i) {
+            EXPECT_EQ(cache.GetModel(name), model);
+        }
+        EXPECT_EQ(model->GetState(), state);
+        EXPECT_EQ(simvr_get_model_load_calls(nullptr), calls);
+    }
+
     void ExpectRuntimeMemoryReturned() const {
         EXPECT_EQ(LiveModels(), 0);
         EXPECT_EQ(LiveTextures(), 0);
@@ -223,10 +233,7 @@ TEST_F(ModelCacheTest, TableModelLoadsOnePollAtATimeAndGivesTheRuntimeItsMemoryB
     ExpectRuntimeMemoryReturned();
 
     // Loaded is final: no more runtime work for the name.
-    const int calls = simvr_get_model_load_calls(nullptr);
-    EXPECT_EQ(cache.GetModel(kVive), model);
-    EXPECT_EQ(cache.GetModel(kVive)->GetState(), ModelState::Loaded);
-    EXPECT_EQ(simvr_get_model_load_calls(nullptr), calls);
+    ExpectSettled(kVive, model, ModelState::Loaded);
     EXPECT_EQ(cache.GetEntryCount(), 1u);
 }
 
@@ -257,11 +264,7 @@ TEST_F(ModelCacheTest, NameOutsideTheTableLoadsWholeAndAFailureGetsOneSecondChan
     EXPECT_EQ(simvr_get_model_load_calls(kGeneric), afterFailure + 1);
 
     // Then it stays failed, and the runtime is not asked again.
-    for (int i = 0; i < 5; ++i) {
-        EXPECT_EQ(cache.GetModel(kGeneric), retried);
-    }
-    EXPECT_EQ(retried->GetState(), ModelState::Failed);
-    EXPECT_EQ(simvr_get_model_load_calls(kGeneric), afterFailure + 1);
+    ExpectSettled(kGeneric, retried, ModelState::Failed);
     ExpectRuntimeMemoryReturned();
 
     // A name that names nothing gets no model and costs no runtime call.
@@ -290,12 +293,7 @@ TEST_F(ModelCacheTest, ABadComponentOrTextureFailsATableModelForGood) {
         // What did arrive is back with the runtime.
         ExpectRuntimeMemoryReturned();
         // No second chance: the runtime is not asked again.
-        const int calls = simvr_get_model_load_calls(nullptr);
-        for (int i = 0; i < 5; ++i) {
-            EXPECT_EQ(cache.GetModel(name), model);
-        }
-        EXPECT_EQ(model->GetState(), ModelState::Failed);
-        EXPECT_EQ(simvr_get_model_load_calls(nullptr), calls);
+        ExpectSettled(name, model, ModelState::Failed);
     }
     // The Vive's other components were asked for to the end.
     EXPECT_GT(simvr_get_model_load_calls((std::string(kVive) + "_body").c_str()), kPolls);
