@@ -525,12 +525,14 @@ TEST_F(PictureTest, FramesInFlightWhileTheHostStopsAndStartsAgain) {
 
 // A frame on an OpenCL device that cannot share with OpenGL is read back through host memory
 // and arrives bottom up, as shared device frames do: the picture is turned over on the way, and
-// the eyes see what they see of the host frame of the same picture, each eye its own half.
+// the eyes see what they see of the host frame of the same picture, each eye its own half. Of
+// its padded rows only the picture's bytes reach the texture, and it counts as a host frame.
 TEST_F(PictureTest, FrameReadBackFromTheDeviceIsTurnedOver) {
     if (device->CanShareWithOpenGL()) {
         GTEST_SKIP() << "this OpenCL device shares with OpenGL; the read-back is not taken";
     }
-    const FrameRef frame = GpuPatternFrame(device, 120);
+    const FrameRef frame =
+        GpuPatternFrame(device, 120, kFrameWidth, kFrameHeight, kFrameWidth * 16 + 64);
     ASSERT_TRUE(frame);
     service->SetVideoLayout(1, 0, 360, 180);
     Look(45.0f, -67.5f);
@@ -541,6 +543,10 @@ TEST_F(PictureTest, FrameReadBackFromTheDeviceIsTurnedOver) {
     Show(frame);
     EXPECT_TRUE(Near(CentrePixel(0), PatternColor(1, 0, 120), 1));
     EXPECT_TRUE(Near(CentrePixel(1), PatternColor(3, 0, 120), 1));
+
+    service->RemoveClient(kClient);
+    EXPECT_EQ(Metric("CPUFramesPlayed"), "2");
+    EXPECT_EQ(Metric("GPUFramesPlayed"), "0");
 }
 
 }  // namespace

@@ -290,57 +290,6 @@ TEST_F(VideoUploadSystemTest, FramesOfAnyoneButTheActiveClientAreRefused) {
     EXPECT_FALSE(renderThread->ShowTheaterMode(kClient, false));
 }
 
-TEST_F(VideoUploadSystemTest, OpenCLFrameWithoutSharingArrivesThroughHostMemory) {
-    if (device->CanShareWithOpenGL()) {
-        GTEST_SKIP() << "this OpenCL device shares with OpenGL; the read-back is not taken";
-    }
-    const int width = 3;
-    const int height = 2;
-    const int rowBytes = 64;  // 48 bytes of pixels and padding
-    FrameRef frame;
-    ASSERT_EQ(VF::CreateGPUVideoFrame(
-                  frame, device, hostmediatypes::kPixelFormat_GPU_BGRA_4444_32f, width, height,
-                  hostmediatypes::kPixelAspectRatio_Square, MF::kFieldType_Progressive, MF::Point(),
-                  hostmediatypes::color::ColorSpace(), rowBytes, VF::kGPUFrameFlag_Clear,
-                  boost::shared_ptr<GB::CompletionEvent>(), boost::function<void()>()),
-              VF::kCreateResult_OK);
-    // Float B, G, R, A whose 8-bit conversions are exact.
-    std::vector<float> host(static_cast<std::size_t>(rowBytes / 4) * height, 0.5f);
-    const std::vector<std::uint8_t> expected = ExpectedRGBA(width, height, 4);
-    for (int i = 0; i < width * height; ++i) {
-        const std::uint8_t* rgba = &expected[static_cast<std::size_t>(i) * 4];
-        float* texel = &host[static_cast<std::size_t>(i / width * rowBytes / 4 + i % width * 4)];
-        texel[0] = rgba[2] / 255.0f;
-        texel[1] = rgba[1] / 255.0f;
-        texel[2] = rgba[0] / 255.0f;
-        texel[3] = rgba[3] / 255.0f;
-    }
-    const InterfaceRef<VF::IGPUVideoFrameMemoryAccess> gpuMemory =
-        frame.QueryInterface<VF::IGPUVideoFrameMemoryAccess>();
-    ASSERT_TRUE(gpuMemory);
-    ASSERT_GE(
-        device->GetComputeContext()->CopyHostToBuffer(host.data(), gpuMemory->GetDeviceBuffer(),
-                                                      host.size() * sizeof(float), GB::kCopy_Wait),
-        0);
-
-    ASSERT_TRUE(Send(frame, 1, 0));
-    EXPECT_TRUE(sync->pending);
-    ASSERT_EQ(Back()->GetWidth(), 3u);
-    ASSERT_EQ(Back()->GetHeight(), 2u);
-    const std::vector<std::uint8_t> pixels = ReadBack(Back());
-    ASSERT_EQ(pixels.size(), expected.size());
-    for (std::size_t i = 0; i < pixels.size(); ++i) {
-        EXPECT_NEAR(pixels[i], expected[i], 1) << "byte " << i;
-    }
-    // A read-back frame is a host-memory frame to the counters.
-    EXPECT_EQ(STN::UsageMetrics::Get().CPUFramesPlayed, 1u);
-    EXPECT_EQ(STN::UsageMetrics::Get().GPUFramesPlayed, 0u);
-
-    // The render thread takes it over at once: there is no GPU work left to wait for.
-    EXPECT_TRUE(sync->TakeOverFrame());
-    EXPECT_EQ(sync->frontIndex, 1u);
-}
-
 // A device that never shares with OpenGL takes GPU frames on the staged route, which has no
 // staging frame here: the frame is refused with the missing-interface exception and nothing
 // is left held.
