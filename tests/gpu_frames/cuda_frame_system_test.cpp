@@ -1,10 +1,7 @@
 // CUDA frames from the host to the eyes, on the driver the loader finds: the project's stand-in
 // unless STEREON_CUDA_DRIVER names another. The cases that read the stand-in's call record skip
 // on any other driver.
-#include <atomic>
-#include <chrono>
 #include <string>
-#include <thread>
 
 #include "cudasim/cudasim_control.h"
 #include "gpu_frame_support.h"
@@ -113,26 +110,11 @@ TEST_F(CudaFrameTest, EachTextureIsRegisteredOnceAndANewSizeRedoesOnlyTheBackOne
 // another thread stops and starts the library. Stop waits only for an upload under way, which
 // needs nothing Stop holds, so neither waits for good; every registration is undone each time.
 TEST_F(CudaFrameTest, StopsAndStartsWhileAnotherThreadSendsFrames) {
-    const FrameRef frame = GpuPatternFrame(device, 31);
-    std::atomic<bool> done{false};
-    std::atomic<int> accepted{0};
-    std::thread sender([&] {
-        while (!done) {
-            accepted += Send(frame) ? 1 : 0;
+    SendWhileTheHostStopsAndStarts({GpuPatternFrame(device, 31)}, [] {
+        if (StandIn()) {
+            EXPECT_EQ(cudasim_registered_resources(), 0);
         }
     });
-    for (int cycle = 0; cycle < 5; ++cycle) {
-        const int before = accepted;
-        EXPECT_TRUE(WaitUntil([&] { return accepted > before; })) << "cycle " << cycle;
-        service->RemoveClient(kClient);
-        EXPECT_FALSE(service->IsInitialized());
-        if (StandIn()) {
-            EXPECT_EQ(cudasim_registered_resources(), 0) << "cycle " << cycle;
-        }
-        StartHost();
-    }
-    done = true;
-    sender.join();
     // The sender's last frame may still wait for the render thread, and a frame sent while one
     // waits is dropped: it is taken over first.
     Passes(2);

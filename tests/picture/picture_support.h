@@ -320,6 +320,37 @@ protected:
         Passes(2);
     }
 
+    // Another thread sends the frames in turn all along while the host stops and starts the
+    // library: by removing its client, and every other time by letting go of the headset so that
+    // the deferred stop ends the run. Each run takes frames; while stopped they are refused, and
+    // never a crash, a hang or a frame into freed textures. `afterStop` looks at what each stop
+    // must have undone.
+    void SendWhileTheHostStopsAndStarts(const std::vector<FrameRef>& frames,
+                                        const std::function<void()>& afterStop) {
+        std::atomic<bool> done{false};
+        std::atomic<int> accepted{0};
+        std::thread sender([&] {
+            for (std::size_t i = 0; !done; ++i) {
+                accepted += Send(frames[i % frames.size()]) ? 1 : 0;
+            }
+        });
+        for (int cycle = 0; cycle < 4; ++cycle) {
+            SCOPED_TRACE(::testing::Message() << "cycle " << cycle);
+            const int before = accepted;
+            EXPECT_TRUE(WaitUntil([&] { return accepted > before; }));
+            if (cycle % 2 == 1) {
+                EXPECT_TRUE(service->ResetHMDPoseCallback(kClient));
+                WaitUntil([&] { return !service->IsInitialized(); });
+            }
+            service->RemoveClient(kClient);
+            EXPECT_FALSE(service->IsInitialized());
+            afterStop();
+            StartHost();
+        }
+        done = true;
+        sender.join();
+    }
+
     // The last "vidariumvr_instance_metrics" event's value of `key`.
     static std::string Metric(const std::string& key) {
         std::string value = "(none)";
