@@ -71,6 +71,21 @@ public:
     bool drawRay = false;
 };
 
+// A pointer ray's row in a column of an eye: the brightest pixel of the column, whose red
+// level is `level`.
+inline int BrightestRow(std::uint32_t eye, int column, int* level) {
+    int best = -1;
+    *level = 0;
+    for (int row = 0; row < kViewEye; ++row) {
+        const int value = EyePixel(eye, column, row)[0];
+        if (value > *level) {
+            *level = value;
+            best = row;
+        }
+    }
+    return best;
+}
+
 class ControllerHostTest : public RoomViewTest {
 protected:
     // The simulated headset's kind.

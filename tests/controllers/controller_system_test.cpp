@@ -21,21 +21,6 @@ protected:
     int Profile() const override { return GetParam().profile; }
 };
 
-// The ray's row in a column left of the controller, in an eye: the brightest pixel of the
-// column.
-int BrightestRow(std::uint32_t eye, int column, int* level) {
-    int best = -1;
-    *level = 0;
-    for (int row = 0; row < kViewEye; ++row) {
-        const int value = EyePixel(eye, column, row)[0];
-        if (value > *level) {
-            *level = value;
-            best = row;
-        }
-    }
-    return best;
-}
-
 TEST_P(ControllerSystemTest, TheHostHearsAndSeesBothHandsAndBuzzesTheOneItAnswered) {
     // The simulated runtime's controllers: device 1 held left, device 2 right. A Vive gives the
     // first wand it sees the right hand whatever the user holds.
