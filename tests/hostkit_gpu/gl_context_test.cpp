@@ -2,15 +2,33 @@
 
 #include <GL/glew.h>
 
+#include <cstdlib>
 #include <string>
 #include <vector>
 
+#include "GB/Device.h"
 #include "GB/OffscreenGL.h"
 #include "gl_test_context.h"
 
 namespace {
 
 using stereon::test::GlTest;
+
+// GL and OpenCL tests skip, with the reason, where a machine has no GL context or no OpenCL
+// device. Where the suite runs as a check (the test script sets STEREON_REQUIRE_DEVICES), a
+// missing context or device fails here instead of letting every such test pass as skipped.
+TEST(TestEnvironment, HasTheGlContextAndOpenCLDeviceTheSuiteNeeds) {
+    const char* required = std::getenv("STEREON_REQUIRE_DEVICES");
+    if (required == nullptr || std::string(required) != "1") {
+        GTEST_SKIP() << "STEREON_REQUIRE_DEVICES is not 1";
+    }
+    stereon::test::GlTestContext gl;
+    EXPECT_TRUE(gl.Ok()) << gl.Error();
+    for (std::int32_t kind : {GB::kDeviceKind_OpenCL, GB::kDeviceKind_OpenCLNoSharing}) {
+        std::string reason;
+        EXPECT_TRUE(GB::Device::Create(kind, &reason)) << "kind " << kind << ": " << reason;
+    }
+}
 
 // The GL tests run on a core context, as the library's own are, so core-only rules hold there.
 TEST_F(GlTest, ContextIsCoreDebugOfAtLeast41) {
