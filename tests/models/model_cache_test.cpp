@@ -363,8 +363,7 @@ TEST_F(ModelCacheTest, WindowsMixedRealityControllersAreDrawnFromTheLibrarysOwnF
     }
 
     // The build put the files where the library looks; the runtime parses them.
-    for (const auto& controller : std::vector<std::pair<const char*, std::string>>{
-             {kWinMRLeft, left}, {kWinMRRight, right}}) {
+    for (const auto& controller : {remapped[0], remapped[1]}) {
         const int triangles = CountObjTriangles(controller.second);
         ASSERT_GT(triangles, 0) << controller.second << " is missing or has no faces";
         const boost::shared_ptr<Model> model = Settle(controller.first);

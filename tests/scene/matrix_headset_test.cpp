@@ -38,37 +38,33 @@ void ExpectMatrix(const Matrix4& a, const Matrix4& b, float tolerance = 1e-5f) {
     }
 }
 
-TEST(Matrix4Test, ProductAppliesRightOperandFirst) {
+TEST(Matrix4Test, ProductAndTheChainedCallsApplyTheRightOperandFirst) {
     Matrix4 shift = Matrix4::Identity();
     shift.Translate(1.0f, 0.0f, 0.0f);
     Matrix4 turn = Matrix4::Identity();
     turn.Rotate(90.0f, 0.0f, 0.0f, 1.0f);
-    // Shift then turn: (0,0,0) -> (1,0,0) -> (0,1,0).
+    // Shift then turn: (0,0,0) -> (1,0,0) -> (0,1,0). Turn then shift: (0,0,0) -> (1,0,0).
     ExpectPoint(Apply(turn * shift, {0, 0, 0, 1}), 0.0f, 1.0f, 0.0f);
-    // Turn then shift: (0,0,0) -> (0,0,0) -> (1,0,0).
     ExpectPoint(Apply(shift * turn, {0, 0, 0, 1}), 1.0f, 0.0f, 0.0f);
+    // Translate and Rotate apply on the left: a chain shifts first, then turns.
+    Matrix4 chained = Matrix4::Identity();
+    chained.Translate(1.0f, 0.0f, 0.0f).Rotate(90.0f, 0.0f, 0.0f, 1.0f);
+    ExpectMatrix(chained, turn * shift);
 
     Matrix4 a = {{1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16}};
     ExpectMatrix(a * Matrix4::Identity(), a);
     ExpectMatrix(Matrix4::Identity() * a, a);
     // Row 0 of a is (1, 5, 9, 13); column 0 of a is (1, 2, 3, 4): 1 + 10 + 27 + 52.
     EXPECT_FLOAT_EQ((a * a).m[0], 90.0f);
-}
 
-TEST(Matrix4Test, TranslateAndRotateApplyOnTheLeftWithTheShiftInElementsTwelveToFourteen) {
+    // The shift sits in elements 12 to 14 and moves points, not directions.
     Matrix4 t = Matrix4::Identity();
     t.Translate(2.0f, -3.0f, 4.0f);
     EXPECT_EQ(t.m[12], 2.0f);
     EXPECT_EQ(t.m[13], -3.0f);
     EXPECT_EQ(t.m[14], 4.0f);
     ExpectPoint(Apply(t, {1, 1, 1, 1}), 3.0f, -2.0f, 5.0f);
-    // Directions are not shifted.
     ExpectPoint(Apply(t, {1, 0, 0, 0}), 1.0f, 0.0f, 0.0f, 0.0f);
-
-    Matrix4 m = Matrix4::Identity();
-    m.Translate(1.0f, 0.0f, 0.0f).Rotate(90.0f, 0.0f, 0.0f, 1.0f);
-    // The shift happened first, then the turn moved the shifted point.
-    ExpectPoint(Apply(m, {0, 0, 0, 1}), 0.0f, 1.0f, 0.0f);
 }
 
 TEST(Matrix4Test, RotationsTurnCounterClockwiseAboutTheirAxis) {
