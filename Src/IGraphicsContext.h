@@ -52,7 +52,9 @@ public:
     virtual void Flush() = 0;
     virtual void Finish() = 0;
     virtual void Clear() = 0;
-    // function 1 is GL_LEQUAL, anything else GL_LESS; set also when disabling.
+    // The depth function is set also when the test is disabled.
+    static constexpr int kDepthLess = 0;
+    static constexpr int kDepthLessEqual = 1;
     virtual void SetDepthTest(bool enable, int function) = 0;
     virtual void SetDepthWrite(bool enable) = 0;
     // Premultiplied alpha: GL_ONE, GL_ONE_MINUS_SRC_ALPHA.

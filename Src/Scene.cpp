@@ -28,8 +28,6 @@ const float kPi = 3.14159265358979f;
 const float kRadiansToDegrees = 180.0f / kPi;
 const float kNearPlane = 0.1f;
 const float kFarPlane = 30.0f;
-const int kDepthLess = 0;
-const int kDepthLessEqual = 1;
 
 bool ReadBooleanKey(const char* key, bool fallback) {
     return hostcore::debug::DebugDatabase::Instance().GetEntry(key, fallback ? "true" : "false") ==
@@ -319,7 +317,7 @@ void Scene::DrawEye(int eye) {
 
     switch (ChooseBackground()) {
         case Background::kVideo:
-            graphicsContext->SetDepthTest(false, kDepthLess);
+            graphicsContext->SetDepthTest(false, IGraphicsContext::kDepthLess);
             graphicsContext->SetDepthWrite(false);
             graphicsContext->SetBlending(true);
             DrawVideo(eye, inverse);
@@ -329,14 +327,14 @@ void Scene::DrawEye(int eye) {
             // The room is drawn with the head's own view: the host's yaw does not turn it.
             // Blending stays on for the rest of the eye.
             graphicsContext->SetBlending(true);
-            graphicsContext->SetDepthTest(true, kDepthLessEqual);
+            graphicsContext->SetDepthTest(true, IGraphicsContext::kDepthLessEqual);
             graphicsContext->SetDepthWrite(true);
             theater->SetHeadPosition(headPosition);
             theater->Draw(eye, videoTexture, verticalFlip, redBlueSwap, pixelAspectRatio,
                           GetViewProjection(eye));
             break;
         case Background::kPlaceholder:
-            graphicsContext->SetDepthTest(false, kDepthLess);
+            graphicsContext->SetDepthTest(false, IGraphicsContext::kDepthLess);
             graphicsContext->SetDepthWrite(false);
             graphicsContext->SetBlending(false);
             placeholderShader->Bind();
@@ -345,7 +343,7 @@ void Scene::DrawEye(int eye) {
             placeholderShader->Unbind();
             break;
     }
-    graphicsContext->SetDepthTest(true, kDepthLess);
+    graphicsContext->SetDepthTest(true, IGraphicsContext::kDepthLess);
     graphicsContext->SetDepthWrite(true);
     DrawControllers(eye);
     if (!panelManager) {

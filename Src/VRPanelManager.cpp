@@ -17,7 +17,6 @@ namespace STN {
 namespace {
 
 const char* const kVideoWindowName = "EquirectPanel_EquirectWindow";
-const int kDepthLess = 0;
 
 }  // namespace
 
@@ -135,7 +134,7 @@ void VRPanelManager::Draw(const Matrix4& viewProjection) {
         panelRenderer->Draw(viewProjection);
     }
     context->SetBlending(false);
-    context->SetDepthTest(true, kDepthLess);
+    context->SetDepthTest(true, IGraphicsContext::kDepthLess);
     context->SetDepthWrite(true);
 }
 
@@ -150,7 +149,7 @@ bool VRPanelManager::AnyCompositedPanelShows() {
 
 void VRPanelManager::DrawPass(const Matrix4& viewProjection, bool depthComposited) {
     context->SetBlending(true);
-    context->SetDepthTest(true, kDepthLess);
+    context->SetDepthTest(true, IGraphicsContext::kDepthLess);
     context->SetDepthWrite(depthComposited);
     static hostcore::debug::TraceSite site("STN", 1);
     // One handler for the pass: a panel that throws ends it, and the frame goes on.

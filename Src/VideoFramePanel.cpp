@@ -11,9 +11,6 @@ namespace STN {
 
 namespace {
 
-const int kDepthLess = 0;
-const int kDepthLessEqual = 1;
-
 // Differs also when either value is NaN.
 bool Differs(const float a[4], const std::array<float, 4>& b) {
     for (int i = 0; i < 4; ++i) {
@@ -113,7 +110,7 @@ void VideoFramePanel::Draw(const Matrix4& viewProjection, const boost::shared_pt
             }
             if (context) {
                 context->SetBlending(true);
-                context->SetDepthTest(true, kDepthLessEqual);
+                context->SetDepthTest(true, IGraphicsContext::kDepthLessEqual);
             }
         }
         Matrix4 shift = Matrix4::Identity();
@@ -144,7 +141,7 @@ void VideoFramePanel::Draw(const Matrix4& viewProjection, const boost::shared_pt
     DrawQuad(viewProjection, given);
     if (own && context) {
         context->SetBlending(false);
-        context->SetDepthTest(true, kDepthLess);
+        context->SetDepthTest(true, IGraphicsContext::kDepthLess);
     }
 }
 

@@ -17,8 +17,9 @@ SceneSession::SceneSession(const Options& options) {
     simvr_set_render_target_size(static_cast<std::uint32_t>(options.eyeWidth),
                                  static_cast<std::uint32_t>(options.eyeHeight));
     simvr_set_paced(0);
-    // The frame benchmark measures the picture against a probe that draws the video alone; the
-    // simulated headset's controllers would stand in the scene's picture and not in the probe's.
+    // Without controllers in either part: the frame part compares the picture with a probe that
+    // draws the video alone, which has none, and in the panel part they would add the same cost
+    // to every case and flatten the ratios against the eye without panels.
     simvr_set_device_connected(SIMVR_DEVICE_LEFT_CONTROLLER, 0);
     simvr_set_device_connected(SIMVR_DEVICE_RIGHT_CONTROLLER, 0);
     std::string reason;

@@ -20,7 +20,4 @@ target_compile_definitions(stereon_openvr PRIVATE STNVR_CLIENT_BUILDING)
 target_include_directories(stereon_openvr PRIVATE ${CMAKE_CURRENT_LIST_DIR}/src)
 target_link_libraries(stereon_openvr
     PUBLIC openvr_headers
-    PRIVATE stnvr_paths nlohmann_json::nlohmann_json Threads::Threads ${CMAKE_DL_LIBS})
-if(WIN32)
-    target_link_libraries(stereon_openvr PRIVATE shell32)
-endif()
+    PRIVATE stnvr_paths Threads::Threads ${CMAKE_DL_LIBS})

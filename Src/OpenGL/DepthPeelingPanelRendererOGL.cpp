@@ -81,7 +81,7 @@ void DepthPeelingPanelRendererOGL::Draw(const Matrix4& viewProjection) {
 
     // Back to front onto the eye, each layer at its own depth.
     glBindFramebuffer(GL_FRAMEBUFFER, static_cast<GLuint>(eyeTarget));
-    context->SetDepthTest(true, kDepthLess);
+    context->SetDepthTest(true, IGraphicsContext::kDepthLess);
     context->SetDepthWrite(true);
     context->SetBlending(true);
     compositingShader->Bind();

@@ -151,7 +151,7 @@ void GraphicsContextOGL::SetDepthTest(bool enable, int function) {
     } else {
         glDisable(GL_DEPTH_TEST);
     }
-    glDepthFunc(function == 1 ? GL_LEQUAL : GL_LESS);
+    glDepthFunc(function == kDepthLessEqual ? GL_LEQUAL : GL_LESS);
 }
 
 void GraphicsContextOGL::SetDepthWrite(bool enable) {

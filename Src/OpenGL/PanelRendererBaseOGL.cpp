@@ -82,7 +82,7 @@ bool PanelRendererBaseOGL::BeginDraw(std::int32_t& eyeTarget) {
 
 void PanelRendererBaseOGL::SetOpaqueState() {
     context->SetBlending(false);
-    context->SetDepthTest(true, kDepthLess);
+    context->SetDepthTest(true, IGraphicsContext::kDepthLess);
     context->SetDepthWrite(true);
 }
 

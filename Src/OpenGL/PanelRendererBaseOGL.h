@@ -25,8 +25,6 @@ public:
     PanelRendererBaseOGL& operator=(const PanelRendererBaseOGL&) = delete;
 
 protected:
-    static constexpr int kDepthLess = 0;
-
     explicit PanelRendererBaseOGL(const std::string& name) : name(name) {}
     ~PanelRendererBaseOGL() override = default;
 

@@ -244,13 +244,11 @@ void TextureOGL::SetRedBlueSwizzle(bool swapped) {
     redBlueSwizzled = swapped;
 }
 
-std::uint32_t TextureOGL::TransferFormat(const TextureFormatGL& gl) const {
+std::uint32_t TextureOGL::TransferFormat(std::uint32_t format) const {
     if (!redBlueSwizzled) {
-        return gl.transferFormat;
+        return format;
     }
-    return gl.transferFormat == GL_BGRA   ? GL_RGBA
-           : gl.transferFormat == GL_RGBA ? GL_BGRA
-                                          : gl.transferFormat;
+    return format == GL_BGRA ? GL_RGBA : format == GL_RGBA ? GL_BGRA : format;
 }
 
 void TextureOGL::ShareImage() {
@@ -284,7 +282,7 @@ void TextureOGL::Upload(const void* data, hostmediatypes::PixelFormat format, un
     glPixelStorei(GL_UNPACK_ALIGNMENT, 1);
     glPixelStorei(GL_UNPACK_ROW_LENGTH, rowLength);
     glTexSubImage2D(target, 0, 0, 0, static_cast<GLsizei>(width), static_cast<GLsizei>(height),
-                    TransferFormat(gl), gl.transferType, data);
+                    TransferFormat(gl.transferFormat), gl.transferType, data);
     if (IsMipmapped()) {
         glGenerateMipmap(target);
     }
@@ -324,9 +322,8 @@ void TextureOGL::UpdateFromPixelBuffer() {
     glBindBuffer(GL_PIXEL_UNPACK_BUFFER, pixelBuffer);
     // The buffer's rows go in the order the texture's swizzle reads, whatever Upload chose last:
     // levels this does not rebuild keep their order.
-    const TextureFormatGL gl = {0, pixelBufferGLFormat, pixelBufferGLType, 0};
     glTexSubImage2D(target, 0, 0, 0, static_cast<GLsizei>(width), static_cast<GLsizei>(height),
-                    TransferFormat(gl), pixelBufferGLType, nullptr);
+                    TransferFormat(pixelBufferGLFormat), pixelBufferGLType, nullptr);
     glBindBuffer(GL_PIXEL_UNPACK_BUFFER, 0);
     glBindTexture(target, 0);
     CheckGLErrors(false);

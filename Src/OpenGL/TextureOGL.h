@@ -75,8 +75,9 @@ private:
     void SetRedBlueSwizzle(bool swapped);
     // After the image is registered with a compute device, which writes its storage itself.
     void ShareImage();
-    // The transfer format that stores `gl`'s components in the order the swizzle reads them.
-    std::uint32_t TransferFormat(const TextureFormatGL& gl) const;
+    // The transfer format that stores a GL transfer format's components in the order the swizzle
+    // reads them.
+    std::uint32_t TransferFormat(std::uint32_t format) const;
 
     bool mipmapsBuilt = false;
     std::string name;

@@ -68,7 +68,7 @@ void WeightedAverageBlendingPanelRendererOGL::Draw(const Matrix4& viewProjection
 
     // Translucent fragments: a weighted sum of colour, a product of transparencies.
     glBindFramebuffer(GL_FRAMEBUFFER, framebuffer);
-    context->SetDepthTest(true, kDepthLess);
+    context->SetDepthTest(true, IGraphicsContext::kDepthLess);
     context->SetDepthWrite(false);
     context->SetBlending(true);
     glBlendFunci(0, GL_ONE, GL_ONE);
@@ -85,7 +85,7 @@ void WeightedAverageBlendingPanelRendererOGL::Draw(const Matrix4& viewProjection
 
     // Resolved over the eye.
     glBindFramebuffer(GL_FRAMEBUFFER, static_cast<GLuint>(eyeTarget));
-    context->SetDepthTest(false, kDepthLess);
+    context->SetDepthTest(false, IGraphicsContext::kDepthLess);
     context->SetDepthWrite(false);
     context->SetBlending(true);
     glBlendFunc(GL_SRC_ALPHA, GL_ONE_MINUS_SRC_ALPHA);
