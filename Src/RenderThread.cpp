@@ -101,9 +101,20 @@ void RenderLoop(boost::shared_ptr<IGraphicsContext> renderContext, boost::shared
         if (renderContext) {
             renderContext->MakeCurrent();
         }
+        // Only the hand-over is under frameMutex, not the drawing: a host publishing its next
+        // frame waits for a few assignments, never for a frame (or a compositor stalled in
+        // Submit).
         {
             hostcore::threads::RecursiveMutex::ScopedLock lock(*frameMutex,
                                                                "Render video texture.");
+            if (sync.placeholderRequested) {
+                frameScene.showPlaceholder = true;
+                sync.placeholderRequested = false;
+            }
+            if (sync.theaterRequested) {
+                frameScene.SetTheaterActive(*sync.theaterRequested);
+                sync.theaterRequested.reset();
+            }
             // A copy the GPU has not finished stays pending; the old texture is drawn again.
             if (sync.TakeOverFrame()) {
                 frameScene.SetVideoFrame(sync.FrontTexture(), sync.verticalFlip, sync.redBlueSwap,
@@ -113,8 +124,8 @@ void RenderLoop(boost::shared_ptr<IGraphicsContext> renderContext, boost::shared
                 frameScene.SetStereoLayout(sync.leftRegion, sync.rightRegion, sync.horizontalFov,
                                            sync.verticalFov);
             }
-            frameScene.RenderFrame();
         }
+        frameScene.RenderFrame();
         // Where Stop takes effect; and after the wait for poses, which Stop ends by shutting
         // the runtime down when the compositor has stopped answering.
         boost::this_thread::interruption_point();
@@ -375,12 +386,12 @@ void RenderThread::Stop() {
     }
     if (threadStarted) {
         thread.interrupt();
-        // A compositor that has stopped answering holds the thread in its wait for poses for
-        // good. After kStalledCompositorMs the connection is ended, which fails the wait; the
-        // host's Stop is bounded by that, not by the runtime. A thread that is merely drawing
-        // a slow frame is waited for.
+        // A compositor that has stopped answering holds the thread in its wait for poses or in
+        // Submit for good. After kStalledCompositorMs the connection is ended, which fails the
+        // call; the host's Stop is bounded by that, not by the runtime. A thread that is merely
+        // drawing a slow frame is waited for.
         if (!thread.try_join_for(boost::chrono::milliseconds(kStalledCompositorMs))) {
-            if (scene && scene->WaitingForPoses()) {
+            if (scene && scene->WaitingOnCompositor()) {
                 static hostcore::debug::TraceSite site("STN", 4);
                 site.Write("Warning: the compositor has not answered for " +
                            std::to_string(kStalledCompositorMs) +
@@ -604,9 +615,7 @@ bool RenderThread::ShowPlaceholder(ClientHandle handle) {
         return false;
     }
     hostcore::threads::RecursiveMutex::ScopedLock lock(frameMutex, "Show placeholder.");
-    if (const boost::shared_ptr<Scene> current = boost::atomic_load(&scene)) {
-        current->showPlaceholder = true;
-    }
+    uploadSynchronizer->placeholderRequested = true;
     return true;
 }
 
@@ -615,9 +624,7 @@ bool RenderThread::ShowTheaterMode(ClientHandle handle, bool show) {
         return false;
     }
     hostcore::threads::RecursiveMutex::ScopedLock lock(frameMutex, "Show theater mode.");
-    if (const boost::shared_ptr<Scene> current = boost::atomic_load(&scene)) {
-        current->SetTheaterActive(show);
-    }
+    uploadSynchronizer->theaterRequested = show;
     return true;
 }
 

@@ -3,10 +3,11 @@
 // through the service. This file covers its life: construction, Init, the machine-wide lock,
 // the contexts, the named thread, the clients, Stop and destruction, and the thread's body.
 //
-// One pass of the thread: under frameMutex, take over a pending frame whose copy has finished
-// (swap the textures, hand flags, eye regions and field of view to the scene), draw and submit
-// both eyes; then, outside the mutex, the interruption point, the fade, the wait for the
-// compositor's next frame with the poses, and the runtime's events. The compositor's wait is
+// One pass of the thread: under frameMutex, apply what the host asked of the picture and take
+// over a pending frame whose copy has finished (swap the textures, hand flags, eye regions and
+// field of view to the scene); then, outside the mutex, draw and submit both eyes, the
+// interruption point, the fade, the wait for the compositor's next frame with the poses, and the
+// runtime's events. The compositor's wait is
 // the only pacing. Host callbacks run on this thread and must not stop or join it.
 #pragma once
 

@@ -287,7 +287,7 @@ void Scene::RenderFrame() {
     // The room's screen shows the filtered frame. The filter runs once for each frame the room
     // shows: a frame on show for several passes keeps its filtered picture, and a frame drawn
     // around the viewer is not filtered at all. Either would give the same pixels at the cost of
-    // two passes over the whole frame, under the frame lock that the host's next frame waits for.
+    // two passes over the whole frame in every pass of the render thread.
     if (!frameFiltered && ChooseBackground() == Background::kTheater) {
         theater->UpdateBlur(videoTexture, graphicsContext);
         frameFiltered = true;
@@ -300,13 +300,21 @@ void Scene::RenderFrame() {
     rightTarget->Resolve();
     graphicsContext->Flush();
 
+    const vr::Texture_t left = leftTarget->GetVRTexture();
+    const vr::Texture_t right = rightTarget->GetVRTexture();
+    // A compositor can stall in Submit as in its wait for poses, and Stop then ends the
+    // connection: each call looks again whether there still is one.
+    waitingOnCompositor = true;
     if (vr::IVRCompositor* compositor = openVR->GetCompositor()) {
-        const vr::Texture_t left = leftTarget->GetVRTexture();
-        const vr::Texture_t right = rightTarget->GetVRTexture();
         compositor->Submit(vr::Eye_Left, &left, nullptr, vr::Submit_Default);
+    }
+    if (vr::IVRCompositor* compositor = openVR->GetCompositor()) {
         compositor->Submit(vr::Eye_Right, &right, nullptr, vr::Submit_Default);
+    }
+    if (vr::IVRCompositor* compositor = openVR->GetCompositor()) {
         compositor->PostPresentHandoff();
     }
+    waitingOnCompositor = false;
 }
 
 void Scene::DrawEye(int eye) {
@@ -529,9 +537,9 @@ void Scene::UpdatePoses() {
     }
     vr::TrackedDevicePose_t poses[vr::k_unMaxTrackedDeviceCount] = {};
     if (vr::IVRCompositor* compositor = openVR->GetCompositor()) {
-        waitingForPoses = true;
+        waitingOnCompositor = true;
         compositor->WaitGetPoses(poses, vr::k_unMaxTrackedDeviceCount, nullptr, 0);
-        waitingForPoses = false;
+        waitingOnCompositor = false;
     }
     for (std::uint32_t i = 0; i < vr::k_unMaxTrackedDeviceCount && i < devices.size(); ++i) {
         TrackedDeviceState& device = devices[i];

@@ -74,8 +74,9 @@ public:
     void UpdateFade();
     // Waits for the compositor's next frame and tells the host where the head is.
     void UpdatePoses();
-    // True while the render thread is inside the compositor's wait for poses; any thread may ask.
-    bool WaitingForPoses() const { return waitingForPoses.load(); }
+    // True while the render thread is inside the compositor's wait for poses or its Submit; any
+    // thread may ask.
+    bool WaitingOnCompositor() const { return waitingOnCompositor.load(); }
     void PollEvents();
 
     const boost::shared_ptr<HMDManager>& GetHMDManager() const { return hmdManager; }
@@ -185,7 +186,7 @@ private:
     Matrix4 rightProjection = Matrix4::Identity();
     std::atomic<float> viewYaw{0.0f};
     std::atomic<float> viewPitch{0.0f};
-    std::atomic<bool> waitingForPoses{false};
+    std::atomic<bool> waitingOnCompositor{false};
     Vector3 headPosition = {0.0f, 0.0f, 0.0f};
     bool theaterEnabled = true;
     bool theaterActive = false;

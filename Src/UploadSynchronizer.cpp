@@ -15,6 +15,8 @@ void UploadSynchronizer::Reset(const boost::shared_ptr<ITexture>& first,
     backIndex = 1;
     pending = false;
     uploadEvent.reset();
+    placeholderRequested = false;
+    theaterRequested.reset();
 }
 
 void UploadSynchronizer::ReleaseTextures() {

@@ -2,6 +2,7 @@
 // textures used by index, and one flag instead of a queue, so at most one frame is in flight.
 #pragma once
 
+#include <boost/optional.hpp>
 #include <boost/shared_ptr.hpp>
 
 #include <atomic>
@@ -42,6 +43,10 @@ public:
     hostmediatypes::PixelAspectRatio pixelAspectRatio = hostmediatypes::kPixelAspectRatio_Square;
     // Completion of the GPU copy into the back texture; empty when there was none to wait for.
     boost::shared_ptr<GB::CompletionEvent> uploadEvent;
+    // What the host asked of the picture since the render thread's last pass; the render thread
+    // applies it before it takes a frame over, so a frame published since still decides.
+    bool placeholderRequested = false;
+    boost::optional<bool> theaterRequested;
 
     // Starts over with two new textures, the first one in front.
     void Reset(const boost::shared_ptr<ITexture>& first, const boost::shared_ptr<ITexture>& second);

@@ -34,8 +34,8 @@ public:
                               bool poseValid, const Matrix4& pose) = 0;
     // Asked once an eye: where to draw this controller's pointer rays. Each matrix is a complete
     // model-view-projection for `viewProjection`'s eye; the ray runs 20 units along its -Z.
-    // Return none to draw none. Asked while the eye is drawn, under the frame lock that the host's
-    // UpdateVideoTexture and SetHMDPoseCallback wait for: answer at once.
+    // Return none to draw none. Asked while the eye is drawn, which waits for the answer: answer
+    // at once.
     virtual std::vector<Matrix4> GetPointerMatrices(
         const boost::shared_ptr<IControllerManager>& controller, const Matrix4& viewProjection) = 0;
 

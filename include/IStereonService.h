@@ -98,7 +98,7 @@ public:
     // Makes `client` the active one and hands the render thread its pose callback; an empty one
     // means no more calls, the client staying active. False when not running or while another
     // client is active. The client need not be listed. Two clients calling at once may both be
-    // answered true; the later one is then active. Waits for a frame being drawn. Run-scoped.
+    // answered true; the later one is then active. Run-scoped.
     virtual bool SetHMDPoseCallback(ClientHandle client, HMDPoseCallback callback) = 0;
     // Lets go of the headset: clears the pose callback and leaves no client active. False when
     // not running or when `client` is not the active one. 100 ms later the library stops, the
@@ -116,8 +116,8 @@ public:
     // nothing pending). A GPU frame whose device is of another kind than the run's first restarts
     // the library on that device, whoever the client and even while stopped after a run: the
     // active client stays active, but all the old run had is gone (set the callbacks, listeners
-    // and panels again). May wait for a frame being drawn and leave no GL context current on the
-    // calling thread.
+    // and panels again). Waits for the render thread's hand-over of a frame, not for its drawing or
+    // the compositor's Submit, and leaves no GL context current on the calling thread.
     virtual bool UpdateVideoTexture(
         ClientHandle client, const hostcore::classref::InterfaceRef<MF::IVideoFrame>& frame) = 0;
     // The run's headset manager; empty when not running. Each run has its own. Run-scoped.

@@ -198,6 +198,19 @@ SIMVR_API void simvr_set_wait_blocked(int blocked) {
     s.waitCondition.notify_all();
 }
 
+SIMVR_API void simvr_set_submit_blocked(int blocked) {
+    State& s = State::Get();
+    Lock lock(s.mutex);
+    s.submitBlocked = blocked != 0;
+    s.waitCondition.notify_all();
+}
+
+SIMVR_API int simvr_get_blocked_submit_count(void) {
+    State& s = State::Get();
+    Lock lock(s.mutex);
+    return s.blockedSubmits;
+}
+
 SIMVR_API int simvr_get_waiting_count(void) {
     State& s = State::Get();
     Lock lock(s.mutex);

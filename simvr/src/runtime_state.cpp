@@ -102,6 +102,7 @@ void State::Reset() {
     ipd = 0.064f;
     paced = false;
     waitBlocked = false;
+    submitBlocked = false;
     ++waitGeneration;
     waitCondition.notify_all();
     head = HeadScript();

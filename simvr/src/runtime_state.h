@@ -93,8 +93,10 @@ public:
     float ipd = 0.064f;
     bool paced = false;
     bool waitBlocked = false;
+    bool submitBlocked = false;
     uint64_t waitGeneration = 0;  // bumped by reset to free blocked waiters
-    int waiters = 0;              // threads inside WaitGetPoses
+    int waiters = 0;              // threads inside WaitGetPoses or a blocked Submit
+    int blockedSubmits = 0;       // of those, the ones in Submit
     HeadScript head;
     bool readback = false;
     int modelLoadPolls = 2;

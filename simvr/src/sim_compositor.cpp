@@ -203,8 +203,25 @@ vr::EVRCompositorError SimCompositor::Submit(vr::EVREye eEye, const vr::Texture_
     vr::EVRCompositorError result;
     bool readBack = false;  // read-back is on and the submit was taken
     {
-        Lock lock(s.mutex);
+        std::unique_lock<std::mutex> lock(s.mutex);
         result = ConnectionError(s);
+        if (result == vr::VRCompositorError_None && s.submitBlocked) {
+            // A compositor stalled inside Submit: held like a blocked WaitGetPoses.
+            ++s.waiters;
+            ++s.blockedSubmits;
+            const uint64_t connection = s.connection;
+            const uint64_t generation = s.waitGeneration;
+            s.waitCondition.wait(lock, [&] {
+                return !s.submitBlocked || s.waitGeneration != generation ||
+                       s.connection != connection;
+            });
+            --s.blockedSubmits;
+            --s.waiters;
+            s.waitCondition.notify_all();
+            if (s.connection != connection) {
+                result = kNotConnected;
+            }
+        }
         if (result == vr::VRCompositorError_None) {
             if (eEye != vr::Eye_Left && eEye != vr::Eye_Right) {
                 result = vr::VRCompositorError_IndexOutOfRange;

@@ -164,7 +164,13 @@ SIMVR_API void simvr_set_paced(int paced);
  * Cleanup also ends the wait: the caller gets VRCompositorError_RequestFailed (no connection),
  * and Cleanup returns only after every such caller has left. */
 SIMVR_API void simvr_set_wait_blocked(int blocked);
-/* Threads inside WaitGetPoses now: blocked, or waiting for the next vsync. */
+/* 1: Submit blocks before it looks at the texture, with the same release, reset and Cleanup
+ * rules as a blocked WaitGetPoses (after Cleanup it returns VRCompositorError_RequestFailed). */
+SIMVR_API void simvr_set_submit_blocked(int blocked);
+/* Threads held in a blocked Submit now. */
+SIMVR_API int simvr_get_blocked_submit_count(void);
+/* Threads inside WaitGetPoses now (blocked, or waiting for the next vsync) or in a blocked
+ * Submit. */
 SIMVR_API int simvr_get_waiting_count(void);
 SIMVR_API uint64_t simvr_get_frame_index(void);
 
