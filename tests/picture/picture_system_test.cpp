@@ -443,6 +443,44 @@ TEST_F(PictureTest, StopEndsTheConnectionOfACompositorThatNeverAnswersAgain) {
     Show(PatternFrame(41));
 }
 
+// The host's call publishes a frame under the lock the render thread takes for the hand-over
+// only: a compositor stalled in Submit, mid-pass, holds neither the host's next frame nor its
+// Stop.
+TEST_F(PictureTest, ACompositorStalledInSubmitHoldsNeitherTheNextFrameNorStop) {
+    Show(PatternFrame(51));
+    simvr_set_submit_blocked(1);
+    for (int i = 0; i < 120000 && simvr_get_blocked_submit_count() == 0; ++i) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    ASSERT_GT(simvr_get_blocked_submit_count(), 0) << "the render loop does not reach Submit";
+
+    // Runs `call` on a host thread; false if it does not return while the compositor is held.
+    const auto returnsWhileStalled = [](const std::function<void()>& call) {
+        std::future<void> done = std::async(std::launch::async, call);
+        const bool returned = done.wait_for(std::chrono::seconds(120)) == std::future_status::ready;
+        if (!returned) {
+            simvr_set_submit_blocked(0);  // so that a failure ends here rather than in a hang
+        }
+        return returned;
+    };
+    bool sent = false;
+    ASSERT_TRUE(returnsWhileStalled([&] { sent = Send(PatternFrame(52)); }))
+        << "the host's frame waited for the render thread's Submit";
+    EXPECT_TRUE(sent);
+    ASSERT_TRUE(returnsWhileStalled([&] { service->RemoveClient(kClient); }))
+        << "Stop waited for good on a compositor stalled in Submit";
+    EXPECT_FALSE(service->IsInitialized());
+    EXPECT_EQ(simvr_get_waiting_count(), 0);
+
+    // The host carries on: a new start against an answering compositor shows frames.
+    simvr_set_submit_blocked(0);
+    StartHost();
+    service->SetVideoLayout(1, 0, 360, 180);
+    Look(45.0f, -67.5f);
+    Show(PatternFrame(53));
+    EXPECT_EQ(CentrePixel(0), PatternColor(2, 0, 53));
+}
+
 TEST_F(PictureTest, FramesAtFullSpeedWhileClientsComeAndGo) {
     service->SetVideoLayout(1, 0, 360, 180);
     constexpr int kFrames = 300;
