@@ -449,10 +449,8 @@ TEST_F(PictureTest, StopEndsTheConnectionOfACompositorThatNeverAnswersAgain) {
 TEST_F(PictureTest, ACompositorStalledInSubmitHoldsNeitherTheNextFrameNorStop) {
     Show(PatternFrame(51));
     simvr_set_submit_blocked(1);
-    for (int i = 0; i < 120000 && simvr_get_blocked_submit_count() == 0; ++i) {
-        std::this_thread::sleep_for(std::chrono::milliseconds(1));
-    }
-    ASSERT_GT(simvr_get_blocked_submit_count(), 0) << "the render loop does not reach Submit";
+    ASSERT_TRUE(WaitUntil([] { return simvr_get_blocked_submit_count() > 0; }))
+        << "the render loop does not reach Submit";
 
     // Runs `call` on a host thread; false if it does not return while the compositor is held.
     const auto returnsWhileStalled = [](const std::function<void()>& call) {
