@@ -1,13 +1,14 @@
 // Delivery: a host sending frames at a set rate into the simulated runtime paced at a set
 // refresh rate, through the running render thread.
 //
-// Which Submit first shows a frame comes from the runtime's call log and the library's hand-over:
-// a frame the library takes becomes pending at the end of its UpdateVideoTexture, under the lock
-// the render loop holds from taking a frame over to its Submits, so the first left-eye Submit
-// logged after the call returned shows it. Only when the render loop had already taken the frame
-// over by then could an earlier Submit, logged during the call, be the one; such frames are
-// counted as uncertain and given the later Submit. The Submit's time is when a watcher polling
-// the log first saw it, so the latency is an upper bound by one poll gap, which is reported.
+// Which Submit first shows a frame comes from the runtime's call log: a frame the library takes
+// becomes pending during its UpdateVideoTexture, and the render loop takes it over at the start
+// of its next pass, before that pass's Submits. Every pass ends in WaitGetPoses, logged as it
+// returns, so the first left-eye Submit after a WaitGetPoses logged after the call shows it for
+// certain; a left-eye Submit logged earlier, but after the call began, may have shown it, when the
+// pass it belongs to took the frame over. Frames with such an earlier Submit are counted as
+// uncertain and given the later one. The Submit's time is when a watcher polling the log first
+// saw it, so the latency is an upper bound by one poll gap, which is reported.
 //
 // The pixels check this: every frame is one flat colour that names it, and around every
 // kCheckEvery-th frame's hand-over the runtime reads the left eye back (the read-back runs on the
@@ -163,10 +164,12 @@ struct Sent {
     std::uint32_t begin;  // log size when the call began
     std::uint32_t end;    // log size after it returned
     double callMs;
-    bool accepted;      // the library took it (else it dropped it: one was pending)
-    bool pendingAfter;  // not yet taken over when the call had returned and `end` was read
-    bool checked;       // read back around its hand-over
-    std::uint32_t shownBy = kNoIndex;  // log index of the left-eye Submit that first showed it
+    bool accepted;  // the library took it (else it dropped it: one was pending)
+    bool checked;   // read back around its hand-over
+    // Log index of the left-eye Submit that first showed it for certain; with `uncertain`, the
+    // earliest one that may have (from `mayShowFrom` on).
+    std::uint32_t shownBy = kNoIndex;
+    std::uint32_t mayShowFrom = kNoIndex;
     bool uncertain = false;
 };
 
@@ -256,10 +259,7 @@ bool SendRecorded(LibrarySession& session, const HostFrame& frame, Sent& record)
     record.begin = simvr_get_call_count();
     const bool sent = session.Send(frame.frame);
     record.callMs = MillisecondsSince(record.when);
-    // In this order: a frame still pending after `end` was read is taken over, and shown,
-    // by a Submit logged after `end`.
     record.end = simvr_get_call_count();
-    record.pendingAfter = session.Pending();
     record.accepted = session.AcceptedFrames() != acceptedBefore;
     return sent;
 }
@@ -328,26 +328,30 @@ std::uint64_t CountRenderPasses(const std::vector<Entry>& entries) {
     return renderPasses;
 }
 
-// Gives every taken frame the first left-eye Submit logged after its call, and marks those that
-// an earlier Submit, logged during the call, may have shown.
+// Gives every taken frame the first left-eye Submit of a pass that began after its call, and
+// marks those that an earlier Submit, logged after the call began, may have shown.
 void AttributeSubmits(const std::vector<Entry>& entries, std::vector<Sent>& sent) {
-    // The left-eye Submits in log order, and the first of them at or after an index.
-    std::vector<std::uint32_t> leftSubmits;
+    // The left-eye Submits and the WaitGetPoses in log order, and the first at or after an index.
+    std::vector<std::uint32_t> leftSubmits, waits;
     for (std::uint32_t i = 0; i < entries.size(); ++i) {
         if (IsLeftSubmit(entries[i])) {
             leftSubmits.push_back(i);
+        } else if (entries[i].kind == SIMVR_CALL_WAIT_GET_POSES) {
+            waits.push_back(i);
         }
     }
-    const auto firstLeftSubmitFrom = [&](std::uint32_t index) {
-        const auto found = std::lower_bound(leftSubmits.begin(), leftSubmits.end(), index);
-        return found == leftSubmits.end() ? kNoIndex : *found;
+    const auto firstFrom = [](const std::vector<std::uint32_t>& indices, std::uint32_t index) {
+        const auto found = std::lower_bound(indices.begin(), indices.end(), index);
+        return found == indices.end() ? kNoIndex : *found;
     };
     for (Sent& record : sent) {
         if (!record.accepted) {
             continue;
         }
-        record.shownBy = firstLeftSubmitFrom(record.end);
-        record.uncertain = !record.pendingAfter && firstLeftSubmitFrom(record.begin) < record.end;
+        const std::uint32_t passAfter = firstFrom(waits, record.end);
+        record.shownBy = passAfter == kNoIndex ? kNoIndex : firstFrom(leftSubmits, passAfter);
+        record.mayShowFrom = firstFrom(leftSubmits, record.begin);
+        record.uncertain = record.mayShowFrom < record.shownBy;
     }
 }
 
@@ -372,11 +376,11 @@ PixelChecks CheckPixels(const std::vector<Check>& checks, const std::vector<Sent
         }
         const bool earlierSubmit =
             check.shows >= 0 && check.shows < count && sent[check.shows].uncertain &&
-            sent[check.shows].begin <= check.index && check.index < sent[check.shows].end;
+            sent[check.shows].mayShowFrom <= check.index && check.index < sent[check.shows].shownBy;
         if (check.shows == expected) {
             ++result.agreed;
         } else if (earlierSubmit) {
-            // An uncertain frame that the Submit during its call did show.
+            // An uncertain frame that an earlier Submit did show.
             ++result.agreed;
             ++result.placedEarlier;
         } else if (result.disagreements.size() < 20) {
@@ -536,13 +540,11 @@ void FillSection(const Options& options, const Results& results, nlohmann::json&
     section["latency_vsyncs"] = {{"median", figures.medianVsyncs}, {"p99", figures.p99Vsyncs}};
     section["submit_time_resolution_ms"] = {{"median", figures.resolution.median},
                                             {"p99", figures.p99ResolutionMs}};
-    section["attribution"] = {{"uncertain", timings.uncertain},
-                              {"uncertain_shown_during_call", pixels.placedEarlier},
-                              {"read_back_checks", pixels.made},
-                              {"agreed", pixels.agreed},
-                              {"missed", sending.log.missedChecks},
-                              {"frames_read_back", timings.checkedFrames},
-                              {"disagreements", pixels.disagreements}};
+    section["attribution"] = {
+        {"uncertain", timings.uncertain},       {"uncertain_shown_earlier", pixels.placedEarlier},
+        {"read_back_checks", pixels.made},      {"agreed", pixels.agreed},
+        {"missed", sending.log.missedChecks},   {"frames_read_back", timings.checkedFrames},
+        {"disagreements", pixels.disagreements}};
     section["render_passes"] = results.renderPasses;
     section["vsyncs"] = sending.vsyncs;
     section["render_thread_allocations_per_pass"] = steady.perPass;

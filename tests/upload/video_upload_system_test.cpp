@@ -272,8 +272,8 @@ TEST_F(VideoUploadSystemTest, FramesOfAnyoneButTheActiveClientAreRefused) {
     // Theater mode off, so that the placeholder alone decides the background.
     EXPECT_TRUE(renderThread->ShowPlaceholder(kClient));
     EXPECT_TRUE(renderThread->ShowTheaterMode(kClient, false));
-    EXPECT_TRUE(renderThread->GetScene()->showPlaceholder);
     RunPasses(2);
+    EXPECT_TRUE(renderThread->GetScene()->showPlaceholder);
     std::uint8_t rgba[4] = {};
     ASSERT_EQ(simvr_get_eye_pixel(0, 32, 32, rgba), 1);
     EXPECT_TRUE((rgba[0] == 51 || rgba[0] == 128) && rgba[1] == rgba[0] && rgba[2] == rgba[0])
