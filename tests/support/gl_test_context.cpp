@@ -5,17 +5,12 @@
 namespace stereon {
 namespace test {
 
-GlTestContext::GlTestContext(const GlTestContext* shareWith) {
+GlTestContext::GlTestContext() {
     display = GB::offscreen::GetDisplay(&error);
     if (display == EGL_NO_DISPLAY) {
         return;
     }
-    if (shareWith != nullptr && !shareWith->Ok()) {
-        error = "the context to share with was not created: " + shareWith->Error();
-        return;
-    }
-    context = GB::offscreen::CreateContext(
-        display, shareWith != nullptr ? shareWith->Context() : EGL_NO_CONTEXT, 4, 1, true, &error);
+    context = GB::offscreen::CreateContext(display, EGL_NO_CONTEXT, 4, 1, true, &error);
 }
 
 GlTestContext::~GlTestContext() {

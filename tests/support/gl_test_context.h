@@ -17,9 +17,8 @@ namespace test {
 
 class GlTestContext {
 public:
-    // A 4.1 core debug context; with `shareWith` (which must be Ok()) it shares its objects.
-    // Nothing is made current by construction.
-    explicit GlTestContext(const GlTestContext* shareWith = nullptr);
+    // A 4.1 core debug context. Nothing is made current by construction.
+    GlTestContext();
     ~GlTestContext();
     GlTestContext(const GlTestContext&) = delete;
     GlTestContext& operator=(const GlTestContext&) = delete;
@@ -35,7 +34,6 @@ public:
     bool IsCurrent() const;
 
     EGLDisplay Display() const { return display; }
-    EGLContext Context() const { return context; }
 
 private:
     EGLDisplay display = EGL_NO_DISPLAY;
