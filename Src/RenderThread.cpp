@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <condition_variable>
 #include <cstdio>
 #include <cstdlib>
 #include <mutex>
@@ -51,8 +52,22 @@ const char kInitFunction[] = "STN::RenderThread::Init";
 // compositor answers every frame, a few milliseconds apart; five seconds is one that has stopped.
 constexpr int kStalledCompositorMs = 5000;
 
-RenderThread* instanceRaw = nullptr;
+// The host's threads ask for the instance while the last one may be going away on the deferred
+// executor's thread; the weak pointer is read and written under the mutex only.
+std::mutex instanceMutex;
 boost::weak_ptr<RenderThread> instanceWeak;
+// From the making of an instance to the end of its teardown, which outlives the weak pointer:
+// the teardown stops the run, shuts the runtime connection down and frees the machine lock, all
+// of them shared with the next instance.
+bool instanceAlive = false;
+std::condition_variable instanceGone;
+
+// Returned, so that a last reference is let go outside the mutex: the teardown asks for nothing
+// under it, but it does take long.
+boost::shared_ptr<RenderThread> LiveInstance() {
+    std::lock_guard<std::mutex> lock(instanceMutex);
+    return instanceWeak.lock();
+}
 
 // Destroyed before the two globals above, while the GL and OpenCL libraries are still loaded.
 struct ModuleExitGuard {
@@ -141,21 +156,27 @@ void RenderLoop(boost::shared_ptr<IGraphicsContext> renderContext, boost::shared
 
 void RenderThread::Deleter::operator()(RenderThread* renderThread) const {
     delete renderThread;
+    std::lock_guard<std::mutex> lock(instanceMutex);
+    instanceAlive = false;
+    instanceGone.notify_all();
 }
 
 boost::shared_ptr<RenderThread> RenderThread::Instance() {
+    std::unique_lock<std::mutex> lock(instanceMutex);
     boost::shared_ptr<RenderThread> live = instanceWeak.lock();
-    if (live) {
-        return live;
+    if (!live) {
+        // The last instance may still be tearing down on the thread that let it go (the deferred
+        // stop's): a new one started meanwhile would have its runtime and machine lock taken.
+        instanceGone.wait(lock, [] { return !instanceAlive; });
+        live = boost::shared_ptr<RenderThread>(new RenderThread(), Deleter());
+        instanceAlive = true;
+        instanceWeak = live;
     }
-    instanceRaw = new RenderThread();
-    live = boost::shared_ptr<RenderThread>(instanceRaw, Deleter());
-    instanceWeak = live;
     return live;
 }
 
 void RenderThread::FinishDeferredWorkAtExit() {
-    boost::shared_ptr<RenderThread> live = instanceWeak.lock();
+    boost::shared_ptr<RenderThread> live = LiveInstance();
     if (live && live->deferredExecutor) {
         live->deferredExecutor->Shutdown();
         live->deferredExecutor->WaitForIdle();
@@ -164,18 +185,18 @@ void RenderThread::FinishDeferredWorkAtExit() {
 }
 
 boost::shared_ptr<Scene> RenderThread::CurrentScene() {
-    const boost::shared_ptr<RenderThread> live = instanceWeak.lock();
+    const boost::shared_ptr<RenderThread> live = LiveInstance();
     return live ? boost::atomic_load(&live->scene) : boost::shared_ptr<Scene>();
 }
 
 boost::shared_ptr<IEventInterpreter> RenderThread::CurrentEventInterpreter() {
-    const boost::shared_ptr<RenderThread> live = instanceWeak.lock();
+    const boost::shared_ptr<RenderThread> live = LiveInstance();
     return live ? boost::atomic_load(&live->eventInterpreter)
                 : boost::shared_ptr<IEventInterpreter>();
 }
 
 boost::shared_ptr<VRPanelManager> RenderThread::CurrentPanelManager() {
-    const boost::shared_ptr<RenderThread> live = instanceWeak.lock();
+    const boost::shared_ptr<RenderThread> live = LiveInstance();
     return live ? boost::atomic_load(&live->panelManager) : boost::shared_ptr<VRPanelManager>();
 }
 
@@ -194,9 +215,6 @@ RenderThread::~RenderThread() {
     if (deferredExecutor) {
         deferredExecutor->Shutdown();
         deferredExecutor->WaitForIdle();
-    }
-    if (instanceRaw == this) {
-        instanceRaw = nullptr;
     }
 }
 
