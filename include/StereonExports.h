@@ -9,7 +9,9 @@
 namespace STN {
 
 // The service singleton: the live one while anybody holds it, else a new one (with the default
-// video layout). Never empty. Takes no lock: call it from one thread, the host's main thread.
+// video layout). Never empty. Takes no lock of its own: call it from one thread, the host's main
+// thread. A new one first waits for the last one's teardown, which a deferred stop may still be
+// running (about 100 ms after the last ResetHMDPoseCallback, plus the stop itself).
 STEREON_API boost::shared_ptr<IStereonService> GetStereonServiceInstance();
 
 // Whether the OpenVR runtime reports a headset. Loads nothing of the library's own and takes no
