@@ -69,7 +69,7 @@ boost::shared_ptr<RenderThread> LiveInstance() {
     return instanceWeak.lock();
 }
 
-// Destroyed before the two globals above, while the GL and OpenCL libraries are still loaded.
+// Destroyed before the globals above, while the GL and OpenCL libraries are still loaded.
 struct ModuleExitGuard {
     ~ModuleExitGuard() { RenderThread::FinishDeferredWorkAtExit(); }
 } moduleExitGuard;
