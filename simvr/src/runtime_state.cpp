@@ -433,4 +433,12 @@ vr::HmdMatrix34_t PoseFromYawPitchRoll(float yaw, float pitch, float roll, float
     return r;
 }
 
+void State::HoldWhileBlocked(std::unique_lock<std::mutex>& lock, const bool& blocked,
+                             uint64_t connection) {
+    const uint64_t generation = waitGeneration;
+    waitCondition.wait(lock, [&] {
+        return !blocked || waitGeneration != generation || this->connection != connection;
+    });
+}
+
 }  // namespace simvr

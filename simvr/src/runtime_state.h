@@ -168,6 +168,10 @@ public:
     bool IsController(uint32_t index) const;
     // Appends a record (when the log has room) and counts it; returns it for filling, or null.
     simvr_call* Record(int kind, int result = 0);
+    // With `lock` on `mutex`: holds the caller while `blocked` is set, until it is cleared, a
+    // reset frees blocked callers, or the connection `connection` has ended.
+    void HoldWhileBlocked(std::unique_lock<std::mutex>& lock, const bool& blocked,
+                          uint64_t connection);
     void SetFloatProperty(uint32_t device, vr::ETrackedDeviceProperty prop, float value);
     void SetStringProperty(uint32_t device, vr::ETrackedDeviceProperty prop, const std::string& v);
     void SetInt32Property(uint32_t device, vr::ETrackedDeviceProperty prop, int32_t value);

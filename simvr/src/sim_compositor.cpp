@@ -123,9 +123,7 @@ vr::EVRCompositorError SimCompositor::WaitGetPoses(vr::TrackedDevicePose_t* pRen
     const auto ended = [&] { return s.connection != connection; };
 
     // A compositor that stopped returning: hold the caller until released, reset or shut down.
-    const uint64_t generation = s.waitGeneration;
-    s.waitCondition.wait(
-        lock, [&] { return !s.waitBlocked || s.waitGeneration != generation || ended(); });
+    s.HoldWhileBlocked(lock, s.waitBlocked, connection);
 
     if (s.paced && !ended()) {
         const auto period = std::chrono::duration_cast<Clock::duration>(
@@ -210,11 +208,7 @@ vr::EVRCompositorError SimCompositor::Submit(vr::EVREye eEye, const vr::Texture_
             ++s.waiters;
             ++s.blockedSubmits;
             const uint64_t connection = s.connection;
-            const uint64_t generation = s.waitGeneration;
-            s.waitCondition.wait(lock, [&] {
-                return !s.submitBlocked || s.waitGeneration != generation ||
-                       s.connection != connection;
-            });
+            s.HoldWhileBlocked(lock, s.submitBlocked, connection);
             --s.blockedSubmits;
             --s.waiters;
             s.waitCondition.notify_all();
