@@ -104,6 +104,9 @@ int main(int argc, char** argv) {
         panel->GetQuad()->SetOpacity(1.0f);
         panel->GetQuad()->SetVisible(true);
         panel->GetQuad()->Update(256, 64, image);
+        // The panel takes the quad's size when it is next drawn; set now, the ray test below
+        // answers for the whole panel even if no draw has happened yet.
+        panel->SetSize(256, 64);
         panel->SetTransform(STN::Matrix4::Identity().Translate(0.0f, 0.0f, -1.0f), true);
     }
     int accepted = 0;
