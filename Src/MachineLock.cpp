@@ -134,11 +134,15 @@ bool MachineLock::RemoveAbandoned() const {
         if (object.get_size(size) && size >= kObjectSize) {
             ipc::mapped_region region(object, ipc::read_only, 0, kObjectSize);
             void* word = region.get_address();
+            // A free lock stays: a process waiting for it has this object open and would take
+            // it there, while the next Acquire here made a new one; both would hold the headset.
+            if (__atomic_load_n(LockWord(word), __ATOMIC_ACQUIRE) == 0) {
+                return false;
+            }
             const std::uint32_t holder = __atomic_load_n(HolderWord(word), __ATOMIC_ACQUIRE);
             // A holder of 0 is a lock taken by a build that did not record its process: it
             // cannot be told from an abandoned one.
-            if (__atomic_load_n(LockWord(word), __ATOMIC_ACQUIRE) == 1 && holder != 0 &&
-                ProcessIsAlive(holder)) {
+            if (holder != 0 && ProcessIsAlive(holder)) {
                 return false;
             }
         }

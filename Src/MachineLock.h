@@ -30,8 +30,10 @@ public:
     // Removes the name, discarding whatever lock it holds. Processes that have it open keep
     // their view; nobody does between Acquire and Release.
     void Remove() const;
-    // Removes the name unless the lock is held by a process that is still alive: clears what a
-    // crashed host left behind without taking the headset from a running one. True when removed.
+    // Removes the name when the lock is held by a process that has died, or the object is not
+    // a lock: clears what a crashed host left behind without taking the headset from a running
+    // one. A free lock stays, since a waiting process may have it open. True when the name is
+    // gone (also when there was none).
     bool RemoveAbandoned() const;
     // Whether the word is 1 now; false when the object does not exist. Diagnostic snapshot.
     bool IsTaken() const;

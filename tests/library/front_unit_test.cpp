@@ -7,8 +7,11 @@
 
 #include <boost/date_time/posix_time/posix_time.hpp>
 
+#include <atomic>
+#include <chrono>
 #include <functional>
 #include <string>
+#include <thread>
 #include <utility>
 #include <vector>
 
@@ -158,11 +161,34 @@ TEST_F(MachineLockTest, TakenOnceUntilReleasedAndNeverFromALiveHolder) {
     EXPECT_TRUE(lock.Acquire(Soon()));
     EXPECT_FALSE(lock.Acquire(Soon()));
     lock.Release();
-    // A free lock and a missing name are nothing to keep.
-    EXPECT_TRUE(lock.RemoveAbandoned());
+    // A free lock stays (a waiting process may have it open); a missing name is no lock.
+    EXPECT_FALSE(lock.RemoveAbandoned());
+    lock.Remove();
     EXPECT_TRUE(lock.RemoveAbandoned());
     EXPECT_TRUE(lock.Acquire(Soon()));
     lock.Release();
+}
+
+// A host stops and at once starts again, clearing abandoned locks on the way, while another
+// process waits for the headset: the waiter's lock is not swapped for a new one, so only one
+// of the two gets the headset.
+TEST_F(MachineLockTest, AHostRestartingBesideAWaiterLeavesOneHolder) {
+    ASSERT_TRUE(lock.Acquire(Soon()));
+    std::atomic<bool> waiterGot{false};
+    std::thread waiter([&] {
+        waiterGot = STN::MachineLock(lock.Name())
+                        .Acquire(boost::posix_time::microsec_clock::universal_time() +
+                                 boost::posix_time::seconds(3));
+    });
+    // Time for the waiter to open the lock and settle into its polls; were it slower, the case
+    // would prove less but not fail.
+    std::this_thread::sleep_for(std::chrono::milliseconds(300));
+    lock.Release();
+    lock.RemoveAbandoned();
+    const bool restarted = lock.Acquire(boost::posix_time::microsec_clock::universal_time() +
+                                        boost::posix_time::seconds(1));
+    waiter.join();
+    EXPECT_NE(restarted, waiterGot.load()) << "both or neither hold the headset";
 }
 
 TEST_F(MachineLockTest, OtherProcessesHoldItAfterDyingAndReleaseIt) {
