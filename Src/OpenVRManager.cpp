@@ -2,6 +2,7 @@
 
 #include <boost/weak_ptr.hpp>
 
+#include <mutex>
 #include <vector>
 
 #include "UsageMetrics.h"
@@ -26,14 +27,17 @@ void OpenVRManager::Deleter::operator()(OpenVRManager* manager) const {
 }
 
 boost::shared_ptr<OpenVRManager> OpenVRManager::Instance() {
-    static OpenVRManager* raw = nullptr;
+    // Asked from the host's threads and from haptic pulse jobs on pool workers at once: without
+    // the lock, two callers that find no manager each make one, and the weak pointer is written
+    // from both.
+    static std::mutex* mutex = new std::mutex();  // used until the process ends
     static boost::weak_ptr<OpenVRManager> weak;
+    std::lock_guard<std::mutex> lock(*mutex);
     boost::shared_ptr<OpenVRManager> live = weak.lock();
     if (live) {
         return live;
     }
-    raw = new OpenVRManager();
-    live = boost::shared_ptr<OpenVRManager>(raw, Deleter());
+    live = boost::shared_ptr<OpenVRManager>(new OpenVRManager(), Deleter());
     weak = live;
     return live;
 }

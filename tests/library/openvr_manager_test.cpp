@@ -109,6 +109,31 @@ TEST_F(OpenVRManagerTest, ConnectsOnceUntilShutDownOrDroppedAndReadsWholePropert
     ExpectDisconnected(manager);
 }
 
+// Haptic pulse jobs ask for the manager on several pool workers at once, often when none is
+// alive: they must all get one and the same.
+TEST_F(OpenVRManagerTest, ThreadsAskingAtOnceShareOneManager) {
+    for (int round = 0; round < 20; ++round) {
+        std::atomic<int> ready{0};
+        std::vector<boost::shared_ptr<STN::OpenVRManager>> got(8);
+        std::vector<std::thread> threads;
+        for (auto& slot : got) {
+            threads.emplace_back([&ready, &slot] {
+                ++ready;
+                while (ready.load() < 8) {
+                    std::this_thread::yield();
+                }
+                slot = STN::OpenVRManager::Instance();
+            });
+        }
+        for (std::thread& thread : threads) {
+            thread.join();
+        }
+        for (const auto& manager : got) {
+            ASSERT_EQ(manager, got[0]) << "round " << round;
+        }
+    }
+}
+
 TEST_F(OpenVRManagerTest, LockIsRecursiveAndSharedWithOtherThreads) {
     boost::shared_ptr<STN::OpenVRManager> manager = STN::OpenVRManager::Instance();
     manager->Lock();
