@@ -253,6 +253,10 @@ bool MakeCurrent(const Connection& connection, const Context& context) {
            trap.Error() == 0;
 }
 
+void* CurrentContext() {
+    return glXGetCurrentContext();
+}
+
 void ReleaseCurrent() {
     Display* display = glXGetCurrentDisplay();
     if (display != nullptr) {

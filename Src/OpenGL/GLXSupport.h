@@ -41,6 +41,8 @@ bool IsCurrent(const Connection& connection, const Context& context);
 bool MakeCurrent(const Connection& connection, const Context& context);
 // Releases the GLX context current on the calling thread, if any.
 void ReleaseCurrent();
+// The GLX context current on the calling thread; null for none.
+void* CurrentContext();
 
 }  // namespace glxsupport
 }  // namespace STN

@@ -48,6 +48,9 @@ public:
                                 const boost::shared_ptr<IGraphicsContext>& shareWith) override;
 
     bool IsCurrent() override;
+    // The native context current on the calling thread (EGL, GLX or WGL), whoever made it;
+    // null for none. Tells two contexts apart on one thread.
+    static const void* CurrentNativeContext();
     void MakeCurrent() override;
     void ClearCurrent() override;
     void MakeCurrentAndLock() override;

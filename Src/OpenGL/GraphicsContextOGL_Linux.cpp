@@ -146,6 +146,14 @@ bool GraphicsContextOGL::IsCurrent() {
     return eglGetCurrentDisplay() == deviceContext && eglGetCurrentContext() == glContext;
 }
 
+const void* GraphicsContextOGL::CurrentNativeContext() {
+    UseOpenGLOnThisThread();
+    if (const EGLContext egl = eglGetCurrentContext()) {
+        return egl;
+    }
+    return glxsupport::CurrentContext();
+}
+
 void GraphicsContextOGL::MakeCurrent() {
     if (IsCurrent()) {
         return;

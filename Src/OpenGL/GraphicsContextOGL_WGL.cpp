@@ -88,6 +88,10 @@ bool GraphicsContextOGL::IsCurrent() {
     return wglGetCurrentDC() == deviceContext && wglGetCurrentContext() == glContext;
 }
 
+const void* GraphicsContextOGL::CurrentNativeContext() {
+    return wglGetCurrentContext();
+}
+
 void GraphicsContextOGL::MakeCurrent() {
     if (IsCurrent()) {
         return;

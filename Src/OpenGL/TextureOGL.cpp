@@ -8,12 +8,12 @@
 
 #include <cstdio>
 #include <cstdlib>
-#include <thread>
 
 #include "GB/CudaDriver.h"
 #include "GB/Device.h"
 #include "OpenGL/GLHooks.h"
 #include "OpenGL/GLObjects.h"
+#include "OpenGL/GraphicsContextOGL.h"
 #include "hostcore/debug.h"
 #include "stnvr/vr_types.h"
 
@@ -106,15 +106,17 @@ void TextureOGL::FenceUse() {
         glDeleteSync(static_cast<GLsync>(useFence));
     }
     useFence = fence;
-    fenceThread = std::this_thread::get_id();
+    fenceContext = GraphicsContextOGL::CurrentNativeContext();
 }
 
 void TextureOGL::WaitForUse() {
     GLsync fence = nullptr;
     {
         std::lock_guard<std::mutex> lock(fenceMutex);
-        // A thread's own commands are in order already; waiting for them would only stall it.
-        if (useFence == nullptr || fenceThread == std::this_thread::get_id()) {
+        // A context's own commands are in order already; waiting for them would only stall it.
+        // Two contexts are not, even on one thread (a quad painted from a callback on the
+        // render thread is uploaded on the interface context and drawn on the render context).
+        if (useFence == nullptr || fenceContext == GraphicsContextOGL::CurrentNativeContext()) {
             return;
         }
         fence = static_cast<GLsync>(useFence);

@@ -3,7 +3,6 @@
 #include <cstdint>
 #include <mutex>
 #include <string>
-#include <thread>
 
 #include "ITexture.h"
 
@@ -98,10 +97,11 @@ private:
     bool redBlueSwizzled = false;
     // The image itself (not the unpack buffer) is registered with a compute device.
     bool imageShared = false;
-    // The GLsync of the last use; set on one thread and waited for on another.
+    // The GLsync of the last use, set on one context and waited for on another, and the
+    // native context it was set on.
     std::mutex fenceMutex;
     void* useFence = nullptr;
-    std::thread::id fenceThread;
+    const void* fenceContext = nullptr;
 };
 
 }  // namespace STN

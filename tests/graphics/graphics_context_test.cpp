@@ -81,6 +81,14 @@ protected:
     boost::shared_ptr<GB::Device> device;
 };
 
+// glClientWaitSync, counted.
+int clientWaits = 0;
+PFNGLCLIENTWAITSYNCPROC realClientWait = nullptr;
+GLenum GLAPIENTRY CountedClientWait(GLsync sync, GLbitfield flags, GLuint64 timeout) {
+    ++clientWaits;
+    return realClientWait(sync, flags, timeout);
+}
+
 bool NothingCurrent() {
     return eglGetCurrentContext() == EGL_NO_CONTEXT && glXGetCurrentContext() == nullptr;
 }
@@ -180,6 +188,23 @@ TEST_F(GraphicsContextTest, ShareChainSeesObjectsOfEveryMember) {
     EXPECT_FALSE(upload->IsCurrent());
     EXPECT_EQ(stereon::test::ReadTextureRGBA8(name, 2, 1),
               std::vector<std::uint8_t>(pixels, pixels + 8));
+
+    // A use fenced on one context is waited for on another, on the same thread too (a quad
+    // painted from a callback on the render thread); on its own context it is not.
+    const PFNGLCLIENTWAITSYNCPROC realWait = __glewClientWaitSync;
+    clientWaits = 0;
+    __glewClientWaitSync = CountedClientWait;
+    realClientWait = realWait;
+    upload->MakeCurrent();
+    texture->FenceUse();
+    upload->Flush();
+    render->MakeCurrent();
+    texture->WaitForUse();
+    EXPECT_EQ(clientWaits, 1) << "the other context's fence was not waited for";
+    texture->FenceUse();
+    texture->WaitForUse();
+    EXPECT_EQ(clientWaits, 1) << "a context waited for its own fence";
+    __glewClientWaitSync = realWait;
 
     texture->Release();
     if (glx) {
