@@ -1,5 +1,7 @@
 #include "Panel.h"
 
+#include <boost/shared_ptr.hpp>
+
 #include "IGraphicsContext.h"
 #include "IMesh.h"
 #include "IShader.h"
@@ -97,7 +99,8 @@ void Panel::Shutdown() {
     // Detached first: an exchange on the host's thread meanwhile would hand the quad our image.
     quad->DetachFront();
     quad->Shutdown();
-    quad.reset();
+    // A painting thread may be fetching the quad meanwhile, without the draw lock.
+    boost::atomic_store(&quad, boost::shared_ptr<VRQuadImpl>());
     texture.reset();
     drawnTexture.reset();
     mesh.reset();
@@ -105,7 +108,8 @@ void Panel::Shutdown() {
 }
 
 boost::shared_ptr<hostvirtualui::vr::VRQuad> Panel::GetQuad() {
-    return quad;
+    // Not under the draw lock, so that a host painting never waits for a draw.
+    return boost::atomic_load(&quad);
 }
 
 }  // namespace STN

@@ -159,6 +159,9 @@ void VRPanelManager::DrawPass(const Matrix4& viewProjection, bool depthComposite
             if (!panel || panel->IsDepthComposited() != depthComposited) {
                 continue;
             }
+            // The video window switches blending off after its draw; the panels after it in
+            // the pass still blend over what is behind them.
+            context->SetBlending(true);
             panel->Draw(viewProjection, boost::shared_ptr<IShader>());
         }
     } catch (const std::exception& error) {

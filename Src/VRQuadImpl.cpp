@@ -28,10 +28,14 @@ VRQuadImpl::~VRQuadImpl() {
     backTexture.reset();
 }
 
-void VRQuadImpl::SetUpBackTexture(unsigned textureWidth, unsigned textureHeight) {
+bool VRQuadImpl::SetUpBackTexture(unsigned textureWidth, unsigned textureHeight) {
     backTexture->Create(boost::shared_ptr<GB::Device>(), textureWidth, textureHeight);
+    if (backTexture->GetWidth() != textureWidth) {
+        return false;  // larger than GL takes: no storage
+    }
     backTexture->SetWrap(kWrapClamp);
     backTexture->SetFilter(mipmap ? kFilterTrilinear : kFilterLinear);
+    return true;
 }
 
 bool VRQuadImpl::Acceptable(const hostvirtualui::vr::QuadFrame& frame) {
@@ -41,7 +45,8 @@ bool VRQuadImpl::Acceptable(const hostvirtualui::vr::QuadFrame& frame) {
         pf::IsDeviceFormat(format) || pf::IsFloat(format) || pf::BytesPerPixel(format) != 4) {
         return false;
     }
-    return frame.rowBytes >= 0 &&
+    // Rows of whole pixels only: the texture cannot unpack any other.
+    return frame.rowBytes >= 0 && frame.rowBytes % 4 == 0 &&
            static_cast<std::int64_t>(frame.rowBytes) >= static_cast<std::int64_t>(frame.width) * 4;
 }
 
@@ -74,8 +79,9 @@ void VRQuadImpl::Update(std::uint32_t newWidth, std::uint32_t newHeight,
         backTexture->WaitForUse();
         const unsigned frameWidth = static_cast<unsigned>(frame->width);
         const unsigned frameHeight = static_cast<unsigned>(frame->height);
-        if (frameWidth != backTexture->GetWidth() || frameHeight != backTexture->GetHeight()) {
-            SetUpBackTexture(frameWidth, frameHeight);
+        if ((frameWidth != backTexture->GetWidth() || frameHeight != backTexture->GetHeight()) &&
+            !SetUpBackTexture(frameWidth, frameHeight)) {
+            return;  // the image on show stays
         }
         backTexture->Upload(frame->pixels, frame->pixelFormat,
                             static_cast<unsigned>(frame->rowBytes));

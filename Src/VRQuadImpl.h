@@ -54,7 +54,8 @@ public:
 
 private:
     static bool Acceptable(const hostvirtualui::vr::QuadFrame& frame);
-    void SetUpBackTexture(unsigned textureWidth, unsigned textureHeight);
+    // False when GL refused the size (the texture has no storage then).
+    bool SetUpBackTexture(unsigned textureWidth, unsigned textureHeight);
     void SwapTexturesIfVisible();
 
     std::string name;

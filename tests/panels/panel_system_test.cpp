@@ -224,6 +224,21 @@ TEST_F(PanelTest, VideoWindowShowsTheLeftEyesPictureUnderTheHostsPixels) {
     EXPECT_TRUE(Near(PanelPixel(0, 0.225f, 0.05f), PatternColor(3, 2, 81), 2));
     ReleaseRenderLoop();
 
+    // A half-opaque panel drawn after the window (a smaller order), just in front of it, blends
+    // over the video: the window leaves blending on for the panels after it.
+    const PanelRef veil = ShownAhead("Veil", kWhite, 50);
+    veil->SetOpacity(0.5f);
+    PlaceAhead(veil, 0.0f, 0.0f, 0.05f);
+    Passes(2);
+    HoldRenderLoop();
+    std::vector<int> mixed = PatternColor(0, 0, 81);
+    for (std::size_t c = 0; c < 3; ++c) {
+        mixed[c] = 128 + mixed[c] / 2;
+    }
+    EXPECT_TRUE(Near(PanelPixel(0, -0.225f, -0.15f), mixed, 4));
+    ReleaseRenderLoop();
+    veil->GetQuad()->SetVisible(false);
+
     // Over-under: both eyes' windows show the left eye's picture, the frame's upper half.
     service->SetVideoLayout(1, 1, 360, 180);
     Show(PatternFrame(82));
@@ -290,6 +305,12 @@ TEST_F(PanelTest, BadImagesAndLateCallsLeaveThePanelsAndTheHostWhole) {
     bad[2]->pixels = nullptr;
     bad[3]->rowBytes = bad[3]->width * 4 - 4;
     bad[4]->height = -5;
+    // Rows of part of a pixel, and an image wider than GL takes, which only the texture knows.
+    bad.push_back(boost::shared_ptr<QuadFrame>(new QuadFrame(*frame)));
+    bad[5]->rowBytes = bad[5]->width * 4 + 2;
+    std::vector<std::uint8_t> wide(40000 * 4, 255);
+    bad.push_back(boost::shared_ptr<QuadFrame>(new QuadFrame{
+        40000, 1, hostmediatypes::kPixelFormat_BGRA_4444_8u, 0, 40000 * 4, wide.data()}));
     for (const boost::shared_ptr<QuadFrame>& image : bad) {
         quad->Update(kPanelWidth / 2, kPanelHeight / 2, image);
     }
