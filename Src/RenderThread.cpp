@@ -52,6 +52,9 @@ const char kInitFunction[] = "STN::RenderThread::Init";
 // compositor answers every frame, a few milliseconds apart; five seconds is one that has stopped.
 constexpr int kStalledCompositorMs = 5000;
 
+// How often the loop looks for frames and a stop once the runtime has gone: a headset's pace.
+constexpr int kNoRuntimePassMs = 11;
+
 // The host's threads ask for the instance while the last one may be going away on the deferred
 // executor's thread; the weak pointer is read and written under the mutex only.
 std::mutex instanceMutex;
@@ -93,7 +96,8 @@ int RenderThreadPriority() {
     }
 }
 
-// The thread body; see RenderThread.h. Paced only by the compositor: no timer and no sleep.
+// The thread body; see RenderThread.h. Paced by the compositor, and by a short sleep only once
+// the runtime has gone.
 void RenderLoop(boost::shared_ptr<IGraphicsContext> renderContext, boost::shared_ptr<Scene> scene,
                 boost::shared_ptr<UploadSynchronizer> uploadSynchronizer,
                 hostcore::threads::RecursiveMutex* frameMutex) {
@@ -119,6 +123,7 @@ void RenderLoop(boost::shared_ptr<IGraphicsContext> renderContext, boost::shared
         // Only the hand-over is under frameMutex, not the drawing: a host publishing its next
         // frame waits for a few assignments, never for a frame (or a compositor stalled in
         // Submit).
+        boost::shared_ptr<ITexture> takenOver;
         {
             hostcore::threads::RecursiveMutex::ScopedLock lock(*frameMutex,
                                                                "Render video texture.");
@@ -132,13 +137,19 @@ void RenderLoop(boost::shared_ptr<IGraphicsContext> renderContext, boost::shared
             }
             // A copy the GPU has not finished stays pending; the old texture is drawn again.
             if (sync.TakeOverFrame()) {
-                frameScene.SetVideoFrame(sync.FrontTexture(), sync.verticalFlip, sync.redBlueSwap,
+                takenOver = sync.FrontTexture();
+                frameScene.SetVideoFrame(takenOver, sync.verticalFlip, sync.redBlueSwap,
                                          sync.pixelAspectRatio);
                 frameScene.showPlaceholder = sync.showPlaceholder;
                 frameScene.SetTheaterActive(sync.theaterMode);
                 frameScene.SetStereoLayout(sync.leftRegion, sync.rightRegion, sync.horizontalFov,
                                            sync.verticalFov);
             }
+        }
+        // The upload context's commands are not ordered with ours: a flush alone may leave a
+        // software driver still building the new frame's mipmaps while the eyes sample them.
+        if (takenOver) {
+            takenOver->WaitForUse();
         }
         frameScene.RenderFrame();
         // Where Stop takes effect; and after the wait for poses, which Stop ends by shutting
@@ -149,6 +160,12 @@ void RenderLoop(boost::shared_ptr<IGraphicsContext> renderContext, boost::shared
         frameScene.UpdatePoses();
         boost::this_thread::interruption_point();
         frameScene.PollEvents();
+        // Without a runtime (it quit) no wait paces the passes: the library stays started until
+        // the host stops it, and looks for frames now and then instead of taking a whole core.
+        // An interruption point, so Stop still ends the thread at once.
+        if (!frameScene.RuntimeConnected()) {
+            boost::this_thread::sleep_for(boost::chrono::milliseconds(kNoRuntimePassMs));
+        }
     }
 }
 
@@ -270,9 +287,10 @@ bool RenderThread::Init(boost::shared_ptr<GB::Device> newDevice) {
         return false;
     }
 
-    initialized = true;
     eyeSelector = 0;
     StartRenderThread();
+    // Last: a host thread that sees it set may upload at once, and reads what the start wrote.
+    initialized = true;
     ReportInitialization("Success", "Success");
     return true;
 }

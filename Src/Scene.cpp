@@ -94,7 +94,8 @@ bool Scene::InitShaders(bool rectangle) {
     placeholderShader = registry.GetShader("PlaceholderShader");
     videoShader = registry.GetShader(rectangle ? "VideoShader_Rectangle" : "VideoShader");
     flatShader = registry.GetShader("FlatShader");
-    return true;
+    // A driver that compiles none of them fails the start instead of the first draw.
+    return placeholderShader && videoShader && flatShader;
 }
 
 void Scene::InitVideoMesh() {
@@ -276,6 +277,10 @@ bool Scene::HeadsetIdle(vr::IVRSystem* system) const {
            level == vr::k_EDeviceActivityLevel_Standby;
 }
 
+bool Scene::RuntimeConnected() const {
+    return openVR && openVR->GetSystem() != nullptr;
+}
+
 void Scene::RenderFrame() {
     if (!initialized) {
         return;
@@ -420,6 +425,11 @@ void Scene::DrawPointerRays(const Matrix4& viewProjection) {
             const std::vector<Matrix4> more =
                 listener->GetPointerMatrices(controller, viewProjection);
             rays.insert(rays.end(), more.begin(), more.end());
+            // The host's answer may have painted a quad or sent a frame, which leaves no
+            // context current; the rest of the frame is ours to draw.
+            if (!graphicsContext->IsCurrent()) {
+                graphicsContext->MakeCurrent();
+            }
         }
     }
     if (rays.empty()) {
@@ -540,6 +550,12 @@ void Scene::UpdatePoses() {
         waitingOnCompositor = true;
         compositor->WaitGetPoses(poses, vr::k_unMaxTrackedDeviceCount, nullptr, 0);
         waitingOnCompositor = false;
+        // A stop that found the compositor stalled ended the connection to let this wait go:
+        // the system read before it is gone with the runtime.
+        system = openVR->GetSystem();
+        if (system == nullptr) {
+            return;
+        }
     }
     for (std::uint32_t i = 0; i < vr::k_unMaxTrackedDeviceCount && i < devices.size(); ++i) {
         TrackedDeviceState& device = devices[i];

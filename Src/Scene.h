@@ -78,6 +78,9 @@ public:
     // thread may ask.
     bool WaitingOnCompositor() const { return waitingOnCompositor.load(); }
     void PollEvents();
+    // False once the runtime connection has ended (the runtime quit), when nothing paces the
+    // render loop any more.
+    bool RuntimeConnected() const;
 
     const boost::shared_ptr<HMDManager>& GetHMDManager() const { return hmdManager; }
     void SetViewOrientation(float yawDegrees, float pitchDegrees) {

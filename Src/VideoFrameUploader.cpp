@@ -44,13 +44,21 @@ InterfaceRef<T> QueryFrame(const VideoFrameRef& frame) {
     return InterfaceRef<T>::Adopt(static_cast<T*>(raw));
 }
 
-// Exclusive use of the device for the length of a scope, however the scope is left.
+// Exclusive use of the device for the length of a scope, however the scope is left; none when
+// `take` is false.
 class ScopedExclusiveAccess {
 public:
-    explicit ScopedExclusiveAccess(const boost::shared_ptr<GB::Device>& device) : device(device) {
-        device->AcquireExclusiveAccess();
+    explicit ScopedExclusiveAccess(const boost::shared_ptr<GB::Device>& device, bool take = true)
+        : device(take ? device : boost::shared_ptr<GB::Device>()) {
+        if (this->device) {
+            this->device->AcquireExclusiveAccess();
+        }
     }
-    ~ScopedExclusiveAccess() { device->ReleaseExclusiveAccess(); }
+    ~ScopedExclusiveAccess() {
+        if (device) {
+            device->ReleaseExclusiveAccess();
+        }
+    }
     ScopedExclusiveAccess(const ScopedExclusiveAccess&) = delete;
     ScopedExclusiveAccess& operator=(const ScopedExclusiveAccess&) = delete;
 
@@ -149,6 +157,8 @@ bool VideoFrameUploader::UploadBufferToTexture(const void* data, std::uint32_t w
         return false;
     }
     if (texture->GetWidth() != width || texture->GetHeight() != height) {
+        // New storage undoes a registration with CUDA, which needs the device's context current.
+        ScopedExclusiveAccess access(device, texture->GetComputeHandle() != nullptr);
         texture->Create(device, width, height);
         if (texture->GetWidth() != width) {
             return false;  // larger than GL takes
@@ -156,6 +166,8 @@ bool VideoFrameUploader::UploadBufferToTexture(const void* data, std::uint32_t w
         texture->SetFilter(static_cast<TextureFilter>(filterMode));
     }
     texture->Upload(data, format, rowBytes);
+    // The render thread waits for this before it draws the frame.
+    texture->FenceUse();
     uploadContext->Flush();
     uploadContext->CheckErrors();
     return true;
@@ -202,7 +214,15 @@ bool VideoFrameUploader::UploadGpuFrame(const VideoFrameRef& frame, bool& vertic
             }
             filterMode = useVideoTexMipmap ? kFilterTrilinear : kFilterLinear;
             texture->SetFilter(static_cast<TextureFilter>(filterMode));
-            texture->RegisterForCompute(device);
+        }
+        // A registration the driver refused (the texture on another GPU, a format it will not
+        // take) is tried again with each frame; until it holds there is nothing to copy into,
+        // and the picture on show stays.
+        texture->RegisterForCompute(device);
+        if ((device->DeviceKind == GB::kDeviceKind_CUDA ||
+             device->DeviceKind == GB::kDeviceKind_OpenCL) &&
+            texture->GetComputeHandle() == nullptr) {
+            return false;
         }
 
         if (staged) {
@@ -225,6 +245,10 @@ bool VideoFrameUploader::UploadGpuFrame(const VideoFrameRef& frame, bool& vertic
                                        redBlueSwap, completion);
         if (copied && useVideoTexMipmap) {
             texture->GenerateMipmaps();
+        }
+        if (copied) {
+            // The render thread waits for this before it draws the frame.
+            texture->FenceUse();
         }
     }
     uploadContext->Flush();
@@ -280,7 +304,7 @@ bool VideoFrameUploader::CopyCudaFrame(GB::ComputeContext& compute, const VideoF
         static_cast<GB::cuda::CUgraphicsResource>(texture.GetComputeHandle());
     GB::cuda::CUstream stream = static_cast<GB::cuda::CUstream>(compute.GetQueue());
     if (driver == nullptr || resource == nullptr) {
-        return true;  // not registered with CUDA: there is nothing to copy into
+        return false;  // not registered with CUDA: there is nothing to copy into
     }
     // A failed step leaves the texture's content undefined, so the frame is refused.
     if (driver->cuGraphicsMapResources(1, &resource, stream) != GB::cuda::CUDA_SUCCESS) {

@@ -4,6 +4,7 @@
 
 #include <boost/make_shared.hpp>
 
+#include <functional>
 #include <mutex>
 
 #include "HostApp/ApplicationType.h"
@@ -48,6 +49,14 @@ public:
     }
     std::vector<STN::Matrix4> GetPointerMatrices(const boost::shared_ptr<STN::IControllerManager>&,
                                                  const STN::Matrix4& viewProjection) override {
+        std::function<void()> job;
+        {
+            std::lock_guard<std::mutex> lock(mutex);
+            job = onRays;
+        }
+        if (job) {
+            job();
+        }
         std::lock_guard<std::mutex> lock(mutex);
         if (!drawRay) {
             return {};
@@ -69,6 +78,8 @@ public:
     STN::Matrix4 lastPose = STN::Matrix4::Identity();
     bool takePress = true;
     bool drawRay = false;
+    // What the host does when asked for its rays, in the middle of an eye.
+    std::function<void()> onRays;
 };
 
 // A pointer ray's row in a column of an eye: the brightest pixel of the column, whose red

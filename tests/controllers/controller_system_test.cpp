@@ -95,6 +95,24 @@ TEST_P(ControllerSystemTest, TheHostHearsAndSeesBothHandsAndBuzzesTheOneItAnswer
     }
     ReleaseRenderLoop();
 
+    // A host may send its next frame from that call, in the middle of an eye. The upload
+    // leaves no context current; the rest of the frame must still be drawn and submitted, or
+    // the headset keeps the last picture.
+    {
+        std::lock_guard<std::mutex> lock(right->mutex);
+        right->onRays = [this] { Send(UniformFrame(16, 8, Grey(200))); };
+    }
+    Passes(3);
+    HoldRenderLoop();
+    for (std::uint32_t eye = 0; eye < 2; ++eye) {
+        EXPECT_GT(EyePixel(eye, 30, 5)[0], 120) << "eye " << eye << " kept the old picture";
+    }
+    {
+        std::lock_guard<std::mutex> lock(right->mutex);
+        right->onRays = nullptr;
+    }
+    ReleaseRenderLoop();
+
     // The feedback goes to device 2, whose press the host took up; the runtime records the
     // train.
     simvr_clear_calls();

@@ -145,6 +145,32 @@ TEST_F(CudaFrameTest, FailedMapOrCopyPublishesNothingAndTheLoopGoesOn) {
     EXPECT_GT(fade->questions, passes);
     Show(GpuPatternFrame(device, 33));
     ExpectCentre(33);
+
+    // A registration the driver refuses (the texture on another GPU, say) refuses the frame of
+    // the new size too, instead of showing a texture nothing was copied into; the next frame
+    // tries again.
+    cudasim_fail("cuGraphicsGLRegisterImage", kUnknownError, 1);
+    EXPECT_FALSE(Send(GpuPatternFrame(device, 34, kFrameWidth * 2, kFrameHeight * 2)));
+    EXPECT_EQ(cudasim_count("cuGraphicsGLRegisterImage", 0), 1) << "the failure was not reached";
+    Passes(2);
+    ExpectCentre(33);
+    Show(GpuPatternFrame(device, 35, kFrameWidth * 2, kFrameHeight * 2));
+    ExpectCentre(35);
+}
+
+// A host frame of another size between CUDA frames gives a registered texture new storage: its
+// registration is undone with the device's context current (the fixture's TearDown looks),
+// and the CUDA frames after it are registered again.
+TEST_F(CudaFrameTest, HostFramesOfANewSizeBetweenCudaFramesUndoTheRegistrationProperly) {
+    Show(GpuPatternFrame(device, 41));
+    Show(GpuPatternFrame(device, 42));
+    Show(PatternFrame(43, kFrameWidth * 2, kFrameHeight * 2));
+    Show(PatternFrame(44, kFrameWidth * 2, kFrameHeight * 2));
+    ExpectCentre(44);
+    Show(GpuPatternFrame(device, 45));
+    ExpectCentre(45);
+    Show(GpuPatternFrame(device, 46));
+    ExpectCentre(46);
 }
 
 TEST_F(CudaFrameTest, HostAndCudaFramesGiveTheSameEyeImages) {

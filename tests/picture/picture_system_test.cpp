@@ -7,6 +7,7 @@
 #include "IHMDManager.h"
 #include "frame_bottom_up.h"
 #include "frame_without.h"
+#include "hostcore/threads.h"
 
 namespace picturetest {
 namespace {
@@ -192,6 +193,40 @@ TEST_F(PictureTest, AlmostTheWholeHeightLeavesThinBlackCapsAtThePoles) {
             }
         }
     }
+}
+
+// With the mipmap key each frame's mipmaps are built on the upload context, beside the render
+// thread's drawing: frames from a host sending as fast as it can are never drawn half built.
+TEST_F(PictureTest, MipmappedFramesFromABusyHostAreNeverDrawnHalfBuilt) {
+    service->RemoveClient(kClient);
+    hostcore::debug::DebugDatabase::Instance().SetEntry("Stereon.UseVideoTexMipmap", "true");
+    StartHost();
+    const std::vector<int> red{200, 30, 30, 255};
+    const std::vector<int> blue{30, 30, 200, 255};
+    const FrameRef frames[2] = {PaintedFrame(1024, 512, [&](int, int) { return red; }),
+                                PaintedFrame(1024, 512, [&](int, int) { return blue; })};
+    std::atomic<bool> stop{false};
+    std::atomic<int> sent{0};
+    std::thread sender([&] {
+        for (int i = 0; !stop; ++i) {
+            EXPECT_TRUE(Send(frames[i % 2]));
+            ++sent;
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        }
+    });
+    for (int look = 0; look < 12 || (sent < 20 && look < 2000); ++look) {
+        Passes(1);
+        HoldRenderLoop();
+        for (std::uint32_t eye = 0; eye < 2; ++eye) {
+            const std::vector<int> centre = CentrePixel(eye);
+            EXPECT_TRUE(Near(centre, red, 2) || Near(centre, blue, 2))
+                << "eye " << eye << ": " << ::testing::PrintToString(centre);
+            EXPECT_EQ(EyePixel(eye, 3, 3), centre) << "eye " << eye;
+        }
+        ReleaseRenderLoop();
+    }
+    stop = true;
+    sender.join();
 }
 
 TEST_F(PictureTest, FlatFootageWithoutTheaterShowsTwentyDegreeSquaresThatTurnWithTheView) {
@@ -411,6 +446,23 @@ TEST_F(PictureTest, QuitShutsTheRuntimeDownAndStopStillReturns) {
     // The thread goes on without the runtime: frames are still taken.
     const std::uint64_t waits = simvr_count_calls(SIMVR_CALL_WAIT_GET_POSES);
     EXPECT_TRUE(Send(PatternFrame(101)));
+    // Nothing paces its passes any more, yet it must not take a whole core until the host stops
+    // it: each pass takes the frame lock once, and they come at most every few milliseconds.
+    std::atomic<int> passes{0};
+    hostcore::threads::SetLockObserver([&passes](const hostcore::threads::LockNotice& notice) {
+        if (notice.event == hostcore::threads::LockEvent::kAcquired && notice.lockText != nullptr &&
+            std::string(notice.lockText) == "Render video texture.") {
+            ++passes;
+        }
+    });
+    const auto begin = std::chrono::steady_clock::now();
+    std::this_thread::sleep_for(std::chrono::milliseconds(300));
+    const int counted = passes.load();
+    const auto elapsed = std::chrono::duration_cast<std::chrono::milliseconds>(
+                             std::chrono::steady_clock::now() - begin)
+                             .count();
+    hostcore::threads::SetLockObserver(hostcore::threads::LockObserver());
+    EXPECT_LE(counted, elapsed / 5 + 2) << "passes in " << elapsed << " ms without a runtime";
 
     service->RemoveClient(kClient);
     EXPECT_FALSE(service->IsInitialized());
