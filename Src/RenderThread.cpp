@@ -580,6 +580,13 @@ bool RenderThread::UpdateVideoTexture(
     if (skipRendering) {
         return true;
     }
+    // One upload at a time: the back texture, the staging frame and the filter are its own. A
+    // second sender (another host thread, or a client taking the headset over meanwhile) drops
+    // its frame, as behind a pending one, rather than write the texture the first is filling.
+    std::unique_lock<std::mutex> uploading(uploadMutex, std::try_to_lock);
+    if (!uploading.owns_lock()) {
+        return true;
+    }
     // The render thread has not taken the last frame yet: drop this one rather than wait.
     if (uploadSynchronizer->pending) {
         return true;

@@ -139,6 +139,8 @@ private:
     // Host threads, the render thread and the deferred stop read these two without a common lock.
     std::atomic<bool> initialized{false};
     std::atomic<int> uploadsInFlight{0};
+    // Held by the one upload under way; a frame that finds it taken is dropped.
+    std::mutex uploadMutex;
     // Set by Init under lifecycleMutex; the kind is also read on the host's frame threads.
     boost::shared_ptr<GB::Device> device;
     std::atomic<std::int32_t> deviceKind{-1};

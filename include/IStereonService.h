@@ -107,13 +107,14 @@ public:
     virtual bool ResetHMDPoseCallback(ClientHandle client) = 0;
     // Hands the active client's frame to the render thread for the next frame it draws, shown as
     // the last SetVideoLayout says. True when taken, and when dropped because the frame before
-    // has not been taken over yet. False when not running (a stop under way included), when
+    // has not been taken over yet or another thread's frame is being uploaded (frames from
+    // several threads at once are not queued). False when not running (a stop under way included), when
     // `client` is not the active one, and for a frame refused: zero size, a format the upload
     // does not take, wider or taller than a GL texture, rows short, not whole pixels or past the
     // frame's memory, or a device copy that failed; the picture on show stays.
     // Throws hostcore::classref::NullInterfaceException for a null frame, or one without the
     // memory interfaces its format needs, once it gets to the upload (running, active client,
-    // nothing pending). A GPU frame whose device is of another kind than the run's first restarts
+    // nothing pending, no other upload). A GPU frame whose device is of another kind than the run's first restarts
     // the library on that device, whoever the client and even while stopped after a run: the
     // active client stays active, but all the old run had is gone (set the callbacks, listeners
     // and panels again). Waits for the render thread's hand-over of a frame, not for its drawing or

@@ -355,6 +355,48 @@ TEST_F(PictureTest, IdleHeadsetIsNeitherDrawnNorWaitedOnButEventsArePolled) {
     EXPECT_EQ(CentrePixel(0), PatternColor(2, 0, 82));
 }
 
+// A host frame whose upload, once done, waits before it is published: the library asks for its
+// pixel aspect ratio in between.
+class FrameHeldBeforePublishing : public FrameWithout {
+public:
+    FrameHeldBeforePublishing(const FrameRef& inner, std::promise<void>& reached,
+                              std::shared_future<void> release)
+        : FrameWithout(inner, VF::ICompletionEventVideoFrame::kInterfaceID),
+          reached(reached),
+          release(std::move(release)) {}
+    hostmediatypes::PixelAspectRatio GetPixelAspectRatio() const override {
+        reached.set_value();
+        release.wait();
+        return FrameWithout::GetPixelAspectRatio();
+    }
+
+private:
+    std::promise<void>& reached;
+    std::shared_future<void> release;
+};
+
+// A second sender while an upload is under way (another host thread, or a client taking the
+// headset over) drops its frame, as behind a pending one, instead of writing the texture the
+// first upload filled and is about to publish.
+TEST_F(PictureTest, ASecondSenderDuringAnUploadDropsItsFrame) {
+    service->SetVideoLayout(1, 0, 360, 180);
+    Look(45.0f, -67.5f);
+    Show(PatternFrame(61));
+    std::promise<void> reached;
+    std::promise<void> release;
+    const FrameRef held = FrameRef::Retain(
+        new FrameHeldBeforePublishing(PatternFrame(62), reached, release.get_future().share()));
+    std::thread first([&] { EXPECT_TRUE(Send(held)); });
+    reached.get_future().wait();
+    EXPECT_TRUE(Send(PatternFrame(63)));  // answers at once: dropped
+    release.set_value();
+    first.join();
+    Passes(2);
+    EXPECT_EQ(CentrePixel(0), PatternColor(2, 0, 62));
+    Show(PatternFrame(64));
+    EXPECT_EQ(CentrePixel(0), PatternColor(2, 0, 64));
+}
+
 TEST_F(PictureTest, BadFramesPublishNothingAndLeaveTheThreadRunning) {
     service->SetVideoLayout(1, 0, 360, 180);
     Look(45.0f, -67.5f);
