@@ -51,6 +51,8 @@ bool OpenVRManager::Init(vr::EVRInitError& error) {
     if (system != nullptr) {
         return true;
     }
+    // The load below unloads a runtime that EndConnection left loaded.
+    unloadPending = false;
 
     // Also checks the IVRSystem version; a runtime that refuses it is shut down again.
     system = vr::VR_Init(&error, vr::VRApplication_Scene);
@@ -84,6 +86,18 @@ void OpenVRManager::Shutdown() {
         // Cleared first: a thread that the shutdown lets out of the runtime finds no connection.
         Clear();
         vr::VR_Shutdown();
+    } else if (unloadPending) {
+        vr::VR_Shutdown();
+    }
+    unloadPending = false;
+}
+
+void OpenVRManager::EndConnection() {
+    hostcore::threads::RecursiveMutex::ScopedLock lock(mutex, "OpenVRManager::EndConnection");
+    if (system != nullptr) {
+        Clear();
+        vr::VR_CleanupInternal();
+        unloadPending = true;
     }
 }
 

@@ -36,8 +36,12 @@ public:
     // Connects as a scene application. True when connected (at once, `error` untouched, if it
     // already was); false with the runtime shut down and the reason sent as a usage event.
     bool Init(vr::EVRInitError& error);
-    // Ends the connection; harmless when there is none.
+    // Ends the connection and unloads the runtime; harmless when there is none.
     void Shutdown();
+    // Ends the connection but leaves the runtime loaded until the next Shutdown or Init: for a
+    // thread stalled in the runtime, which the ending releases and which still has to find its
+    // way out of the runtime's code.
+    void EndConnection();
 
     void Lock();
     void Unlock();
@@ -77,6 +81,8 @@ private:
     std::atomic<vr::IVRRenderModels*> renderModels{nullptr};
     std::atomic<vr::IVRCompositor*> compositor{nullptr};
     hostcore::threads::RecursiveMutex mutex;
+    // Under the mutex: EndConnection left the runtime loaded.
+    bool unloadPending = false;
 };
 
 // OpenVR's row-major 3x4 pose as a column-major matrix with the bottom row 0, 0, 0, 1.

@@ -432,7 +432,9 @@ void RenderThread::Stop() {
                 site.Write("Warning: the compositor has not answered for " +
                            std::to_string(kStalledCompositorMs) +
                            " ms; ending the connection to free the render thread.");
-                openVR->Shutdown();
+                // The runtime stays loaded until the thread has left its code: the unload is
+                // the Shutdown below, after the join.
+                openVR->EndConnection();
             }
             thread.join();
         }

@@ -52,6 +52,15 @@ void ClientCoreState::Shutdown() {
     ++token;
 }
 
+void ClientCoreState::Cleanup() {
+    std::lock_guard<std::recursive_mutex> lock(mutex);
+    if (runtime.core != nullptr) {
+        runtime.core->Cleanup();
+        runtime.core = nullptr;
+    }
+    ++token;
+}
+
 bool ClientCoreState::IsHmdPresent() {
     std::lock_guard<std::recursive_mutex> lock(mutex);
     if (runtime.core != nullptr) {

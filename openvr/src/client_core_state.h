@@ -21,6 +21,8 @@ public:
 
     uint32_t Init(vr::EVRInitError* error, vr::EVRApplicationType type, const char* startupInfo);
     void Shutdown();
+    // Shutdown without the unload; the library goes with the next Shutdown or Init.
+    void Cleanup();
     bool IsHmdPresent();
     bool IsRuntimeInstalled();
     const char* RuntimePath();

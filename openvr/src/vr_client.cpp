@@ -41,6 +41,10 @@ void VR_ShutdownInternal() {
     ClientCoreState::Instance().Shutdown();
 }
 
+void VR_CleanupInternal() {
+    ClientCoreState::Instance().Cleanup();
+}
+
 bool VR_IsHmdPresent() {
     return ClientCoreState::Instance().IsHmdPresent();
 }

@@ -1,5 +1,6 @@
 // Loading the runtime library: every failure step with its error, what the client does with
 // the runtime on the way, and the runtime queries that work without a headset.
+#include <cstdint>
 #include <filesystem>
 #include <fstream>
 #include <string>
@@ -116,6 +117,31 @@ TEST_F(RuntimeLoad, SuccessfulInitAndShutdownTalkToTheRuntimeInOrder) {
     // Shutting down again does not reach the gone runtime.
     vr::VR_Shutdown();
     EXPECT_EQ(Log().size(), log.size());
+}
+
+// Ending the connection for a thread stalled in the runtime: the runtime cleans up at once but
+// stays loaded, since that thread is still on its way out of its code; the next shutdown, or a
+// new connection, unloads it.
+TEST_F(RuntimeLoad, CleanupAloneKeepsTheRuntimeLoadedUntilTheNextShutdownOrInit) {
+    WriteRegistry(RegistryFor(MakeRuntime("rt", FAKE_RUNTIME_OK)));
+    ASSERT_EQ(InitError(), vr::VRInitError_None);
+    const std::uint32_t token = vr::VR_GetInitToken();
+    ClearLog();
+    vr::VR_CleanupInternal();
+    EXPECT_EQ(Log(), (Lines{"Cleanup"}));
+    EXPECT_NE(vr::VR_GetInitToken(), token) << "pointers of the ended connection stay valid";
+    EXPECT_FALSE(vr::VR_IsInterfaceVersionValid(vr::IVRSystem_Version));
+    vr::VR_Shutdown();
+    EXPECT_EQ(Log(), (Lines{"Cleanup", "unload"}));
+
+    ASSERT_EQ(InitError(), vr::VRInitError_None);
+    vr::VR_CleanupInternal();
+    ClearLog();
+    ASSERT_EQ(InitError(), vr::VRInitError_None);
+    const Lines log = Log();
+    ASSERT_GE(log.size(), 2u);
+    EXPECT_EQ((Lines{log[0], log[1]}), (Lines{"unload", "load"})) << "loaded twice";
+    vr::VR_Shutdown();
 }
 
 TEST_F(RuntimeLoad, RuntimeIsStillTheClientsWhileItCleansUp) {

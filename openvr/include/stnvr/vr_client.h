@@ -76,6 +76,10 @@ STNVR_CLIENT_API uint32_t VR_InitInternal2(EVRInitError* peError,
                                            EVRApplicationType eApplicationType,
                                            const char* pStartupInfo);
 STNVR_CLIENT_API void VR_ShutdownInternal();
+// The runtime's Cleanup alone: the connection ends (a new token), the library stays loaded
+// until the next VR_Shutdown or VR_Init. For a caller whose other thread may still be on its way
+// out of a runtime call that the Cleanup released: unloading now would unmap the code under it.
+STNVR_CLIENT_API void VR_CleanupInternal();
 
 // Caches one pointer per interface and drops them all whenever the init token has changed,
 // so a pointer from an earlier connection is never handed out. Errors of the fetch are not
