@@ -43,18 +43,14 @@ uint32_t ClientCoreState::Init(vr::EVRInitError* error, vr::EVRApplicationType t
 
 void ClientCoreState::Shutdown() {
     std::lock_guard<std::recursive_mutex> lock(mutex);
-    if (runtime.core != nullptr) {
-        // The runtime is still the loaded one while it cleans up, as in the public client.
-        runtime.core->Cleanup();
-        runtime.core = nullptr;
-    }
+    Cleanup();
     runtime.library.Unload();
-    ++token;
 }
 
 void ClientCoreState::Cleanup() {
     std::lock_guard<std::recursive_mutex> lock(mutex);
     if (runtime.core != nullptr) {
+        // The runtime is still the loaded one while it cleans up, as in the public client.
         runtime.core->Cleanup();
         runtime.core = nullptr;
     }
