@@ -25,6 +25,7 @@
 #include "ITexture.h"
 #include "MF/VideoFrame.h"
 #include "MachineLock.h"
+#include "OpenGL/GLReleaseQueue.h"
 #include "OpenGL/GraphicsContextOGL.h"
 #include "OpenVRManager.h"
 #include "Scene.h"
@@ -119,6 +120,9 @@ void RenderLoop(boost::shared_ptr<IGraphicsContext> renderContext, boost::shared
         // painted from the pose callback uploads through the interface context): take ours back.
         if (renderContext) {
             renderContext->MakeCurrent();
+            // What a host let go of on its own threads since the last pass (a panel it shut
+            // down) is deleted here, where a context of the library's is current.
+            GLReleaseQueue::Drain();
         }
         // Only the hand-over is under frameMutex, not the drawing: a host publishing its next
         // frame waits for a few assignments, never for a frame (or a compositor stalled in
@@ -463,6 +467,7 @@ void RenderThread::Stop() {
             device->ReleaseExclusiveAccess();
         }
         boost::atomic_store(&panelManager, boost::shared_ptr<VRPanelManager>());
+        GLReleaseQueue::Drain();
     }
     renderContext.reset();
     uploadContext.reset();

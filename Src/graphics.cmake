@@ -5,6 +5,7 @@ target_sources(stereon_internal PRIVATE
     ${CMAKE_CURRENT_LIST_DIR}/OpenGL/DepthPeelingPanelRendererOGL.cpp
     ${CMAKE_CURRENT_LIST_DIR}/OpenGL/ContextPlatform.cpp
     ${CMAKE_CURRENT_LIST_DIR}/OpenGL/GLHooks.cpp
+    ${CMAKE_CURRENT_LIST_DIR}/OpenGL/GLReleaseQueue.cpp
     ${CMAKE_CURRENT_LIST_DIR}/OpenGL/GraphicsContextOGL.cpp
     ${CMAKE_CURRENT_LIST_DIR}/OpenGL/WeightedAverageBlendingPanelRendererOGL.cpp
     ${CMAKE_CURRENT_LIST_DIR}/OpenGL/MeshOGL.cpp

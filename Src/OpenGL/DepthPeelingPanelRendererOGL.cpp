@@ -4,6 +4,7 @@
 
 #include "IGraphicsContext.h"
 #include "IShader.h"
+#include "OpenGL/GLObjects.h"
 #include "PanelGraphics.h"
 
 namespace STN {
@@ -43,8 +44,12 @@ void DepthPeelingPanelRendererOGL::ReleaseShaders() {
 }
 
 void DepthPeelingPanelRendererOGL::DeleteTextures() {
-    glDeleteTextures(static_cast<GLsizei>(depthTextures.size()), depthTextures.data());
-    glDeleteTextures(static_cast<GLsizei>(colorTextures.size()), colorTextures.data());
+    for (std::uint32_t& texture : depthTextures) {
+        globjects::DeleteName(GLObjectKind::kTexture, texture, run);
+    }
+    for (std::uint32_t& texture : colorTextures) {
+        globjects::DeleteName(GLObjectKind::kTexture, texture, run);
+    }
     depthTextures.clear();
     colorTextures.clear();
 }

@@ -1,49 +1,43 @@
-// Small pieces the GL resource classes share: making and deleting object names, the colour of a
-// render framebuffer, the resize rule of render targets, and binding on texture unit 0. Inline,
-// so that the graphics build needs no further source.
+// Small pieces the GL resource classes share: making and letting go of object names, the colour
+// of a render framebuffer, the resize rule of render targets, and binding on texture unit 0.
 #pragma once
 
 #include <GL/glew.h>
 
 #include <cstdint>
 
+#include "OpenGL/GLReleaseQueue.h"
+
 namespace STN {
 namespace globjects {
 
-// One new name from a glGen* function (glGenTextures, glGenBuffers, ...).
+// One new name from a glGen* function (glGenTextures, glGenBuffers, ...); `run` is set to the
+// run it belongs to (see GLReleaseQueue).
 template <typename Generate>
-std::uint32_t NewName(Generate generate) {
+std::uint32_t NewName(Generate generate, std::uint32_t& run) {
     GLuint name = 0;
     generate(1, &name);
+    run = GLReleaseQueue::CurrentRun();
     return name;
 }
 
-// Deletes the named object with a glDelete* function and clears the name.
-template <typename Delete>
-void DeleteName(Delete destroy, std::uint32_t& name) {
-    const GLuint doomed = name;
-    destroy(1, &doomed);
+// Lets go of the named object (see GLReleaseQueue) and clears the name. A name of 0 is skipped.
+inline void DeleteName(GLObjectKind kind, std::uint32_t& name, std::uint32_t run) {
+    GLReleaseQueue::Release(kind, name, run);
     name = 0;
 }
 
-// Deletes a framebuffer's colour texture and then the framebuffer. A name of 0 is skipped: GL
-// would ignore it anyway, and an object never made may have had no context to call.
-inline void DeleteFramebuffer(std::uint32_t& framebuffer, std::uint32_t& color) {
-    if (color != 0) {
-        DeleteName(glDeleteTextures, color);
-    }
-    if (framebuffer != 0) {
-        DeleteName(glDeleteFramebuffers, framebuffer);
-    }
+// Lets go of a framebuffer's colour texture and then the framebuffer.
+inline void DeleteFramebuffer(std::uint32_t& framebuffer, std::uint32_t& color, std::uint32_t run) {
+    DeleteName(GLObjectKind::kTexture, color, run);
+    DeleteName(GLObjectKind::kFramebuffer, framebuffer, run);
 }
 
 // The same for a framebuffer with a depth renderbuffer as well, which goes first.
 inline void DeleteFramebuffer(std::uint32_t& framebuffer, std::uint32_t& color,
-                              std::uint32_t& depth) {
-    if (depth != 0) {
-        DeleteName(glDeleteRenderbuffers, depth);
-    }
-    DeleteFramebuffer(framebuffer, color);
+                              std::uint32_t& depth, std::uint32_t run) {
+    DeleteName(GLObjectKind::kRenderbuffer, depth, run);
+    DeleteFramebuffer(framebuffer, color, run);
 }
 
 // Gives the bound `texture` one RGBA8 level of `width` x `height`, linearly filtered, and makes

@@ -9,6 +9,7 @@
 #include "GB/Device.h"
 #include "OpenGL/DepthPeelingPanelRendererOGL.h"
 #include "OpenGL/GLHooks.h"
+#include "OpenGL/GLReleaseQueue.h"
 #include "OpenGL/MeshOGL.h"
 #include "OpenGL/RenderTargetOGL.h"
 #include "OpenGL/RenderTextureOGL.h"
@@ -86,7 +87,11 @@ bool GraphicsContextOGL::CreateVersionedContext(
     const DeviceHandle device = deviceContext;
     DestroyContext();
     deviceContext = device;
-    return CreateOwnContext(majorVersion, shareWith);
+    if (!CreateOwnContext(majorVersion, shareWith)) {
+        return false;
+    }
+    GLReleaseQueue::AddOwnContext(glContext);
+    return true;
 }
 
 bool GraphicsContextOGL::CoreMinorVersion(unsigned majorVersion, int& minorVersion) {
@@ -108,6 +113,7 @@ void GraphicsContextOGL::LoadEntryPoints() {
 void GraphicsContextOGL::DestroyContext() {
     if (glContext != nullptr) {
         if (ownsContext) {
+            GLReleaseQueue::RemoveOwnContext(glContext);
             DeleteOwnContext();
         }
         glContext = nullptr;

@@ -26,24 +26,24 @@ void RenderTargetOGL::Create(int width, int height) {
         return;
     }
 
-    multisampleFramebuffer = globjects::NewName(glGenFramebuffers);
+    multisampleFramebuffer = globjects::NewName(glGenFramebuffers, run);
     glBindFramebuffer(GL_FRAMEBUFFER, multisampleFramebuffer);
 
-    depthRenderbuffer = globjects::NewName(glGenRenderbuffers);
+    depthRenderbuffer = globjects::NewName(glGenRenderbuffers, run);
     glBindRenderbuffer(GL_RENDERBUFFER, depthRenderbuffer);
     glRenderbufferStorageMultisample(GL_RENDERBUFFER, kSamples, GL_DEPTH_COMPONENT, width, height);
     glFramebufferRenderbuffer(GL_FRAMEBUFFER, GL_DEPTH_ATTACHMENT, GL_RENDERBUFFER,
                               depthRenderbuffer);
 
-    multisampleTexture = globjects::NewName(glGenTextures);
+    multisampleTexture = globjects::NewName(glGenTextures, run);
     glBindTexture(GL_TEXTURE_2D_MULTISAMPLE, multisampleTexture);
     glTexImage2DMultisample(GL_TEXTURE_2D_MULTISAMPLE, kSamples, GL_RGBA8, width, height, GL_TRUE);
     glFramebufferTexture2D(GL_FRAMEBUFFER, GL_COLOR_ATTACHMENT0, GL_TEXTURE_2D_MULTISAMPLE,
                            multisampleTexture, 0);
 
-    resolveFramebuffer = globjects::NewName(glGenFramebuffers);
+    resolveFramebuffer = globjects::NewName(glGenFramebuffers, run);
     glBindFramebuffer(GL_FRAMEBUFFER, resolveFramebuffer);
-    resolveTexture = globjects::NewName(glGenTextures);
+    resolveTexture = globjects::NewName(glGenTextures, run);
     glBindTexture(GL_TEXTURE_2D, resolveTexture);
     globjects::AttachColorLevel(GL_TEXTURE_2D, resolveTexture, width, height);
 
@@ -55,8 +55,9 @@ void RenderTargetOGL::Release() {
     if (depthRenderbuffer == 0) {
         return;
     }
-    globjects::DeleteFramebuffer(multisampleFramebuffer, multisampleTexture, depthRenderbuffer);
-    globjects::DeleteFramebuffer(resolveFramebuffer, resolveTexture);
+    globjects::DeleteFramebuffer(multisampleFramebuffer, multisampleTexture, depthRenderbuffer,
+                                 run);
+    globjects::DeleteFramebuffer(resolveFramebuffer, resolveTexture, run);
     width = 0;
     height = 0;
     CheckGLErrors(false);

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "OpenGL/GLHooks.h"
+#include "OpenGL/GLReleaseQueue.h"
 #include "OpenGL/ShaderSources.h"
 #include "hostcore/debug.h"
 
@@ -25,6 +26,7 @@ bool ShaderOGL::Load(const std::string& sourceName, bool rectangle) {
         return false;
     }
     program = glCreateProgram();
+    run = GLReleaseQueue::CurrentRun();
 
     const GLuint vertexShader = glCreateShader(GL_VERTEX_SHADER);
     glShaderSource(vertexShader, 1, &vertexSource, nullptr);
@@ -95,7 +97,7 @@ void ShaderOGL::Release() {
     if (program == 0) {
         return;
     }
-    glDeleteProgram(program);
+    GLReleaseQueue::Release(GLObjectKind::kProgram, program, run);
     program = 0;
     uniformLocations.clear();
 }

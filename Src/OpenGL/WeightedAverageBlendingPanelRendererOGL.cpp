@@ -4,6 +4,7 @@
 
 #include "IGraphicsContext.h"
 #include "IShader.h"
+#include "OpenGL/GLObjects.h"
 #include "PanelGraphics.h"
 #include "ShaderRegistry.h"
 
@@ -44,11 +45,9 @@ void WeightedAverageBlendingPanelRendererOGL::ReleaseShaders() {
 }
 
 void WeightedAverageBlendingPanelRendererOGL::DeleteTextures() {
-    const GLuint textures[3] = {accumTexture, revealageTexture, depthTexture};
-    glDeleteTextures(3, textures);
-    accumTexture = 0;
-    revealageTexture = 0;
-    depthTexture = 0;
+    globjects::DeleteName(GLObjectKind::kTexture, accumTexture, run);
+    globjects::DeleteName(GLObjectKind::kTexture, revealageTexture, run);
+    globjects::DeleteName(GLObjectKind::kTexture, depthTexture, run);
 }
 
 void WeightedAverageBlendingPanelRendererOGL::Draw(const Matrix4& viewProjection) {

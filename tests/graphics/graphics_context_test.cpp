@@ -27,6 +27,7 @@
 #include "IShader.h"
 #include "ITexture.h"
 #include "OpenGL/GLHooks.h"
+#include "OpenGL/GLReleaseQueue.h"
 #include "OpenGL/GraphicsContextOGL.h"
 #include "OpenGL/RenderTextureOGL.h"
 #include "OpenGL/TextureOGL.h"
@@ -223,6 +224,40 @@ TEST_F(GraphicsContextTest, ShareChainSeesObjectsOfEveryMember) {
     EXPECT_EQ(stereon::test::ReadTextureRGBA8(deviceTexture, 1, 1),
               std::vector<std::uint8_t>(pixels, pixels + 4));
     glDeleteTextures(1, &deviceTexture);
+    render->ClearCurrent();
+}
+
+// An object let go of where none of the library's contexts is current (a host's thread, its own
+// context current) is not deleted there, where its name means the host's object, but waits for
+// the render thread's drain.
+TEST_F(GraphicsContextTest, ObjectsLetGoOfElsewhereWaitForALibraryContext) {
+    boost::shared_ptr<GraphicsContextOGL> render = MakeVersioned("RenderContext");
+    ASSERT_TRUE(render);
+    boost::shared_ptr<STN::ITexture> texture = render->CreateTexture("Waiting");
+    texture->Create(device, 4, 4, hostmediatypes::kPixelFormat_RGBA_4444_8u);
+    const GLuint name = static_cast<STN::TextureOGL&>(*texture).GetTexture();
+    ASSERT_NE(name, 0u);
+    render->ClearCurrent();
+
+    stereon::test::GlTestContext host;
+    host.MakeCurrent();
+    ASSERT_TRUE(host.IsCurrent()) << host.Error();
+    std::vector<GLuint> hostTextures(name + 8);
+    glGenTextures(static_cast<GLsizei>(hostTextures.size()), hostTextures.data());
+    for (const GLuint hostTexture : hostTextures) {
+        glBindTexture(GL_TEXTURE_2D, hostTexture);
+    }
+    glBindTexture(GL_TEXTURE_2D, 0);
+    ASSERT_TRUE(glIsTexture(name)) << "the host has an object of that name";
+    texture.reset();
+    EXPECT_TRUE(glIsTexture(name)) << "the host's object was deleted";
+    glDeleteTextures(static_cast<GLsizei>(hostTextures.size()), hostTextures.data());
+    host.ReleaseCurrent();
+
+    render->MakeCurrent();
+    EXPECT_TRUE(glIsTexture(name)) << "deleted before the drain";
+    STN::GLReleaseQueue::Drain();
+    EXPECT_FALSE(glIsTexture(name));
     render->ClearCurrent();
 }
 

@@ -5,6 +5,7 @@
 
 #include "IPanel.h"
 #include "IVRPanelManager.h"
+#include "gl_test_context.h"
 #include "hostvirtualui/vr/VRQuad.h"
 #include "room_view.h"
 
@@ -286,6 +287,47 @@ TEST_F(PanelTest, HostPaintingWhileTheEyesAreDrawnNeverShowsHalfOfTwoImages) {
     stop = true;
     painter.join();
     EXPECT_GE(painted.load(), 6);
+}
+
+// A host shuts panels down on its own thread while its own GL context is current there (an
+// editor that draws its interface with GL): the panels' objects go on the render thread, and the
+// host's objects, whose names are the same small numbers, stay.
+TEST_F(PanelTest, PanelsShutDownWhereTheHostsContextIsCurrentLeaveTheHostsObjects) {
+    const PanelRef painted = ShownAhead("Painted", kRed);
+    std::vector<std::uint8_t> fixed;
+    const boost::shared_ptr<QuadFrame> image = Image(
+        8, 8, [](int, int) { return kBlue; }, fixed);
+    const PanelRef board = service->GetPanelManager()->CreateStaticPanel(
+        "Fixed", 8, 8, 32, image->pixels, 50.0f, false, 1);
+    PlaceAhead(board, 0.0f, 0.0f, 0.1f);
+    EXPECT_TRUE(CentreShows(kBlue));
+
+    stereon::test::GlTestContext host;
+    ASSERT_TRUE(host.Ok()) << host.Error();
+    host.MakeCurrent();
+    ASSERT_TRUE(host.IsCurrent()) << host.Error();
+    std::vector<GLuint> textures(256);
+    glGenTextures(static_cast<GLsizei>(textures.size()), textures.data());
+    std::vector<GLuint> buffers(256);
+    glGenBuffers(static_cast<GLsizei>(buffers.size()), buffers.data());
+    for (std::size_t i = 0; i < textures.size(); ++i) {
+        glBindTexture(GL_TEXTURE_2D, textures[i]);
+        glBindBuffer(GL_ARRAY_BUFFER, buffers[i]);
+    }
+    glBindTexture(GL_TEXTURE_2D, 0);
+    glBindBuffer(GL_ARRAY_BUFFER, 0);
+    board->Shutdown();
+    painted->Shutdown();
+    int lost = 0;
+    for (std::size_t i = 0; i < textures.size(); ++i) {
+        lost += glIsTexture(textures[i]) ? 0 : 1;
+        lost += glIsBuffer(buffers[i]) ? 0 : 1;
+    }
+    EXPECT_EQ(lost, 0) << "the library deleted the host's objects";
+    glDeleteTextures(static_cast<GLsizei>(textures.size()), textures.data());
+    glDeleteBuffers(static_cast<GLsizei>(buffers.size()), buffers.data());
+    host.ReleaseCurrent();
+    EXPECT_TRUE(CentreShows(kBackdrop));
 }
 
 TEST_F(PanelTest, BadImagesAndLateCallsLeaveThePanelsAndTheHostWhole) {
