@@ -45,10 +45,10 @@ void DepthPeelingPanelRendererOGL::ReleaseShaders() {
 
 void DepthPeelingPanelRendererOGL::DeleteTextures() {
     for (std::uint32_t& texture : depthTextures) {
-        globjects::DeleteName(GLObjectKind::kTexture, texture, run);
+        globjects::DeleteName(GLObjectKind::kTexture, texture, group);
     }
     for (std::uint32_t& texture : colorTextures) {
-        globjects::DeleteName(GLObjectKind::kTexture, texture, run);
+        globjects::DeleteName(GLObjectKind::kTexture, texture, group);
     }
     depthTextures.clear();
     colorTextures.clear();

@@ -11,33 +11,34 @@
 namespace STN {
 namespace globjects {
 
-// One new name from a glGen* function (glGenTextures, glGenBuffers, ...); `run` is set to the
-// run it belongs to (see GLReleaseQueue).
+// One new name from a glGen* function (glGenTextures, glGenBuffers, ...); `group` is set to the
+// group it belongs to (see GLReleaseQueue).
 template <typename Generate>
-std::uint32_t NewName(Generate generate, std::uint32_t& run) {
+std::uint32_t NewName(Generate generate, std::uint32_t& group) {
     GLuint name = 0;
     generate(1, &name);
-    run = GLReleaseQueue::CurrentRun();
+    group = GLReleaseQueue::CurrentGroup();
     return name;
 }
 
 // Lets go of the named object (see GLReleaseQueue) and clears the name. A name of 0 is skipped.
-inline void DeleteName(GLObjectKind kind, std::uint32_t& name, std::uint32_t run) {
-    GLReleaseQueue::Release(kind, name, run);
+inline void DeleteName(GLObjectKind kind, std::uint32_t& name, std::uint32_t group) {
+    GLReleaseQueue::Release(kind, name, group);
     name = 0;
 }
 
 // Lets go of a framebuffer's colour texture and then the framebuffer.
-inline void DeleteFramebuffer(std::uint32_t& framebuffer, std::uint32_t& color, std::uint32_t run) {
-    DeleteName(GLObjectKind::kTexture, color, run);
-    DeleteName(GLObjectKind::kFramebuffer, framebuffer, run);
+inline void DeleteFramebuffer(std::uint32_t& framebuffer, std::uint32_t& color,
+                              std::uint32_t group) {
+    DeleteName(GLObjectKind::kTexture, color, group);
+    DeleteName(GLObjectKind::kFramebuffer, framebuffer, group);
 }
 
 // The same for a framebuffer with a depth renderbuffer as well, which goes first.
 inline void DeleteFramebuffer(std::uint32_t& framebuffer, std::uint32_t& color,
-                              std::uint32_t& depth, std::uint32_t run) {
-    DeleteName(GLObjectKind::kRenderbuffer, depth, run);
-    DeleteFramebuffer(framebuffer, color, run);
+                              std::uint32_t& depth, std::uint32_t group) {
+    DeleteName(GLObjectKind::kRenderbuffer, depth, group);
+    DeleteFramebuffer(framebuffer, color, group);
 }
 
 // Gives the bound `texture` one RGBA8 level of `width` x `height`, linearly filtered, and makes

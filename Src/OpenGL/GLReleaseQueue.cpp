@@ -12,16 +12,36 @@ namespace STN {
 
 namespace {
 
+struct OwnContext {
+    const void* native;
+    std::uint32_t group;
+};
+
 struct Waiting {
     GLObjectKind kind;
     std::uintptr_t handle;
+    std::uint32_t group;
 };
 
 struct Queue {
     std::mutex mutex;
-    std::vector<const void*> own;
-    std::uint32_t run = 0;
+    std::vector<OwnContext> own;
+    std::uint32_t lastGroup = 0;
     std::vector<Waiting> waiting;
+
+    // The group of `native` if it is one of the library's contexts, else 0. Under the mutex.
+    std::uint32_t GroupOf(const void* native) const {
+        for (const OwnContext& context : own) {
+            if (native != nullptr && context.native == native) {
+                return context.group;
+            }
+        }
+        return 0;
+    }
+    bool GroupAlive(std::uint32_t group) const {
+        return std::any_of(own.begin(), own.end(),
+                           [group](const OwnContext& context) { return context.group == group; });
+    }
 };
 
 Queue& Shared() {
@@ -58,40 +78,51 @@ void Delete(GLObjectKind kind, std::uintptr_t handle) {
 
 }  // namespace
 
-void GLReleaseQueue::AddOwnContext(const void* native) {
+std::uint32_t GLReleaseQueue::NewGroup() {
     Queue& queue = Shared();
     std::lock_guard<std::mutex> lock(queue.mutex);
-    if (queue.own.empty()) {
-        ++queue.run;
-        queue.waiting.clear();
-    }
-    queue.own.push_back(native);
+    return ++queue.lastGroup;
+}
+
+void GLReleaseQueue::AddOwnContext(const void* native, std::uint32_t group) {
+    Queue& queue = Shared();
+    std::lock_guard<std::mutex> lock(queue.mutex);
+    queue.own.push_back({native, group});
 }
 
 void GLReleaseQueue::RemoveOwnContext(const void* native) {
     Queue& queue = Shared();
     std::lock_guard<std::mutex> lock(queue.mutex);
-    const auto found = std::find(queue.own.begin(), queue.own.end(), native);
-    if (found != queue.own.end()) {
-        queue.own.erase(found);
+    const auto found =
+        std::find_if(queue.own.begin(), queue.own.end(),
+                     [native](const OwnContext& context) { return context.native == native; });
+    if (found == queue.own.end()) {
+        return;
     }
-    if (queue.own.empty()) {
-        queue.waiting.clear();  // gone with the contexts
+    const std::uint32_t group = found->group;
+    queue.own.erase(found);
+    if (!queue.GroupAlive(group)) {
+        // Gone with the group's contexts.
+        queue.waiting.erase(
+            std::remove_if(queue.waiting.begin(), queue.waiting.end(),
+                           [group](const Waiting& object) { return object.group == group; }),
+            queue.waiting.end());
     }
 }
 
-std::uint32_t GLReleaseQueue::CurrentRun() {
+std::uint32_t GLReleaseQueue::CurrentGroup() {
+    const void* current = GraphicsContextOGL::CurrentNativeContext();
     Queue& queue = Shared();
     std::lock_guard<std::mutex> lock(queue.mutex);
-    return queue.own.empty() ? 0 : queue.run;
+    return queue.GroupOf(current);
 }
 
-void GLReleaseQueue::Release(GLObjectKind kind, std::uintptr_t handle, std::uint32_t run) {
+void GLReleaseQueue::Release(GLObjectKind kind, std::uintptr_t handle, std::uint32_t group) {
     if (handle == 0) {
         return;
     }
-    if (run == 0) {
-        // Made where no context of the library's was alive: the maker's own context is current.
+    if (group == 0) {
+        // Made where no context of the library's was current: on its maker's own context.
         Delete(kind, handle);
         return;
     }
@@ -99,12 +130,11 @@ void GLReleaseQueue::Release(GLObjectKind kind, std::uintptr_t handle, std::uint
     Queue& queue = Shared();
     {
         std::lock_guard<std::mutex> lock(queue.mutex);
-        if (run != queue.run || queue.own.empty()) {
-            return;  // its run's contexts are gone, and the object with them
+        if (!queue.GroupAlive(group)) {
+            return;  // its group's contexts are gone, and the object with them
         }
-        if (current == nullptr ||
-            std::find(queue.own.begin(), queue.own.end(), current) == queue.own.end()) {
-            queue.waiting.push_back({kind, handle});
+        if (queue.GroupOf(current) != group) {
+            queue.waiting.push_back({kind, handle, group});
             return;
         }
     }
@@ -112,16 +142,22 @@ void GLReleaseQueue::Release(GLObjectKind kind, std::uintptr_t handle, std::uint
 }
 
 void GLReleaseQueue::Drain() {
+    const void* current = GraphicsContextOGL::CurrentNativeContext();
     Queue& queue = Shared();
-    std::vector<Waiting> batch;
+    std::vector<Waiting> due;
     {
         std::lock_guard<std::mutex> lock(queue.mutex);
-        if (queue.waiting.empty()) {
+        const std::uint32_t group = queue.GroupOf(current);
+        if (group == 0 || queue.waiting.empty()) {
             return;
         }
-        batch.swap(queue.waiting);
+        const auto others =
+            std::partition(queue.waiting.begin(), queue.waiting.end(),
+                           [group](const Waiting& object) { return object.group != group; });
+        due.assign(others, queue.waiting.end());
+        queue.waiting.erase(others, queue.waiting.end());
     }
-    for (const Waiting& object : batch) {
+    for (const Waiting& object : due) {
         Delete(object.kind, object.handle);
     }
 }

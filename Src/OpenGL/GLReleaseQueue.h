@@ -2,8 +2,9 @@
 // panel shut down there, a panel manager the host kept past the stop. Deleting a name there
 // deletes nothing when no context is current (the object stays until the stop), and, with the
 // host's own GL context current, deletes the host's object of the same name. So a name let go of
-// where none of the library's contexts is current waits here for the render thread, which deletes
-// it at the start of its next pass; a name of a run whose contexts are gone is dropped with them.
+// where no context of its share group is current waits here for the render thread, which
+// deletes it at the start of its next pass; a name whose group's contexts are all gone is dropped
+// with them.
 #pragma once
 
 #include <cstdint>
@@ -22,17 +23,20 @@ enum class GLObjectKind {
 
 class GLReleaseQueue {
 public:
-    // A context the library made, current on the threads that may delete its objects at once.
-    // The first one after none begins a new run; when the last one goes, what waits is dropped.
-    static void AddOwnContext(const void* native);
+    // A new share group's number, for a context that shares with none of the library's.
+    static std::uint32_t NewGroup();
+    // A context the library made, in share group `group`.
+    static void AddOwnContext(const void* native, std::uint32_t group);
+    // The context goes; with the last one of its group, what of the group waits is dropped.
     static void RemoveOwnContext(const void* native);
-    // The run that names made now belong to; 0 while the library has no context (names made
-    // then, on a context of someone else's, are deleted wherever they are let go of).
-    static std::uint32_t CurrentRun();
-    // Deletes the object now when one of the library's contexts is current, else leaves it for
-    // the render thread; drops it when its run has ended. Handle 0 is nothing.
-    static void Release(GLObjectKind kind, std::uintptr_t handle, std::uint32_t run);
-    // Deletes what waits; on the render thread, with its context current.
+    // The share group of the library's context current on this thread, which names made now
+    // belong to; 0 for none (names made then, on a context of someone else's, are deleted
+    // wherever they are let go of).
+    static std::uint32_t CurrentGroup();
+    // Deletes the object now when a context of its group is current, else leaves it for the
+    // render thread; drops it when its group has no context left. Handle 0 is nothing.
+    static void Release(GLObjectKind kind, std::uintptr_t handle, std::uint32_t group);
+    // Deletes what waits of the current context's group; on the render thread.
     static void Drain();
 };
 

@@ -90,7 +90,11 @@ bool GraphicsContextOGL::CreateVersionedContext(
     if (!CreateOwnContext(majorVersion, shareWith)) {
         return false;
     }
-    GLReleaseQueue::AddOwnContext(glContext);
+    // The share group of the library's context it shares with, or a new one.
+    const GraphicsContextOGL* partner = dynamic_cast<const GraphicsContextOGL*>(shareWith.get());
+    shareGroup = partner != nullptr && partner->shareGroup != 0 ? partner->shareGroup
+                                                                : GLReleaseQueue::NewGroup();
+    GLReleaseQueue::AddOwnContext(glContext, shareGroup);
     return true;
 }
 
@@ -116,6 +120,7 @@ void GraphicsContextOGL::DestroyContext() {
             GLReleaseQueue::RemoveOwnContext(glContext);
             DeleteOwnContext();
         }
+        shareGroup = 0;
         glContext = nullptr;
     }
     deviceContext = nullptr;

@@ -108,6 +108,8 @@ private:
     // Loads the GL entry points for the current context, dropping what the loader's probing left.
     static void LoadEntryPoints();
 
+    // The share group of a context this object made (GLReleaseQueue); 0 for none.
+    std::uint32_t shareGroup = 0;
     std::string name;
     const ContextPlatform platform;
     std::uint32_t width = 0;

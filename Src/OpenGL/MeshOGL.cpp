@@ -67,9 +67,9 @@ void MeshOGL::Release() {
     if (vertexBuffer == 0) {
         return;
     }
-    globjects::DeleteName(GLObjectKind::kBuffer, indexBuffer, run);
-    globjects::DeleteName(GLObjectKind::kVertexArray, vertexArray, run);
-    globjects::DeleteName(GLObjectKind::kBuffer, vertexBuffer, run);
+    globjects::DeleteName(GLObjectKind::kBuffer, indexBuffer, group);
+    globjects::DeleteName(GLObjectKind::kVertexArray, vertexArray, group);
+    globjects::DeleteName(GLObjectKind::kBuffer, vertexBuffer, group);
     indexCount = 0;
     primitive = GL_TRIANGLES;
     hasNormal = false;
@@ -148,15 +148,15 @@ void MeshOGL::Draw() {
 }
 
 void MeshOGL::UploadVertices(const void* data, std::size_t bytes) {
-    vertexArray = globjects::NewName(glGenVertexArrays, run);
+    vertexArray = globjects::NewName(glGenVertexArrays, group);
     glBindVertexArray(vertexArray);
-    vertexBuffer = globjects::NewName(glGenBuffers, run);
+    vertexBuffer = globjects::NewName(glGenBuffers, group);
     glBindBuffer(GL_ARRAY_BUFFER, vertexBuffer);
     glBufferData(GL_ARRAY_BUFFER, static_cast<GLsizeiptr>(bytes), data, GL_STATIC_DRAW);
 }
 
 void MeshOGL::UploadIndices(const void* data, std::size_t bytes) {
-    indexBuffer = globjects::NewName(glGenBuffers, run);
+    indexBuffer = globjects::NewName(glGenBuffers, group);
     glBindBuffer(GL_ELEMENT_ARRAY_BUFFER, indexBuffer);
     glBufferData(GL_ELEMENT_ARRAY_BUFFER, static_cast<GLsizeiptr>(bytes), data, GL_STATIC_DRAW);
     glBindVertexArray(0);

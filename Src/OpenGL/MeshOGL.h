@@ -38,8 +38,8 @@ private:
     void UploadIndices(const void* data, std::size_t bytes);
 
     std::string name;
-    // The run the names belong to (GLReleaseQueue).
-    std::uint32_t run = 0;
+    // The share group the names belong to (GLReleaseQueue).
+    std::uint32_t group = 0;
     std::uint32_t vertexBuffer = 0;
     std::uint32_t indexBuffer = 0;
     std::uint32_t vertexArray = 0;

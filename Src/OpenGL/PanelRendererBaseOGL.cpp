@@ -23,7 +23,7 @@ void PanelRendererBaseOGL::Release() {
     ReleaseShaders();
     quadMesh.reset();
     DeleteTextures();
-    globjects::DeleteName(GLObjectKind::kFramebuffer, framebuffer, run);
+    globjects::DeleteName(GLObjectKind::kFramebuffer, framebuffer, group);
     drawCallback.clear();
     userData = nullptr;
 }
@@ -38,7 +38,7 @@ void PanelRendererBaseOGL::BeginInit(const boost::shared_ptr<IGraphicsContext>& 
 }
 
 void PanelRendererBaseOGL::CreateFramebuffer() {
-    framebuffer = globjects::NewName(glGenFramebuffers, run);
+    framebuffer = globjects::NewName(glGenFramebuffers, group);
 }
 
 void PanelRendererBaseOGL::DefineNearestTexture(std::uint32_t texture, std::int32_t internalFormat,
@@ -52,7 +52,7 @@ void PanelRendererBaseOGL::DefineNearestTexture(std::uint32_t texture, std::int3
 std::uint32_t PanelRendererBaseOGL::CreateNearestTexture(std::int32_t internalFormat,
                                                          std::uint32_t format,
                                                          std::uint32_t type) const {
-    // Of the run BeginInit's framebuffer recorded.
+    // Of the share group BeginInit's framebuffer recorded.
     GLuint texture = 0;
     glGenTextures(1, &texture);
     DefineNearestTexture(texture, internalFormat, format, type);

@@ -26,24 +26,24 @@ void RenderTargetOGL::Create(int width, int height) {
         return;
     }
 
-    multisampleFramebuffer = globjects::NewName(glGenFramebuffers, run);
+    multisampleFramebuffer = globjects::NewName(glGenFramebuffers, group);
     glBindFramebuffer(GL_FRAMEBUFFER, multisampleFramebuffer);
 
-    depthRenderbuffer = globjects::NewName(glGenRenderbuffers, run);
+    depthRenderbuffer = globjects::NewName(glGenRenderbuffers, group);
     glBindRenderbuffer(GL_RENDERBUFFER, depthRenderbuffer);
     glRenderbufferStorageMultisample(GL_RENDERBUFFER, kSamples, GL_DEPTH_COMPONENT, width, height);
     glFramebufferRenderbuffer(GL_FRAMEBUFFER, GL_DEPTH_ATTACHMENT, GL_RENDERBUFFER,
                               depthRenderbuffer);
 
-    multisampleTexture = globjects::NewName(glGenTextures, run);
+    multisampleTexture = globjects::NewName(glGenTextures, group);
     glBindTexture(GL_TEXTURE_2D_MULTISAMPLE, multisampleTexture);
     glTexImage2DMultisample(GL_TEXTURE_2D_MULTISAMPLE, kSamples, GL_RGBA8, width, height, GL_TRUE);
     glFramebufferTexture2D(GL_FRAMEBUFFER, GL_COLOR_ATTACHMENT0, GL_TEXTURE_2D_MULTISAMPLE,
                            multisampleTexture, 0);
 
-    resolveFramebuffer = globjects::NewName(glGenFramebuffers, run);
+    resolveFramebuffer = globjects::NewName(glGenFramebuffers, group);
     glBindFramebuffer(GL_FRAMEBUFFER, resolveFramebuffer);
-    resolveTexture = globjects::NewName(glGenTextures, run);
+    resolveTexture = globjects::NewName(glGenTextures, group);
     glBindTexture(GL_TEXTURE_2D, resolveTexture);
     globjects::AttachColorLevel(GL_TEXTURE_2D, resolveTexture, width, height);
 
@@ -56,8 +56,8 @@ void RenderTargetOGL::Release() {
         return;
     }
     globjects::DeleteFramebuffer(multisampleFramebuffer, multisampleTexture, depthRenderbuffer,
-                                 run);
-    globjects::DeleteFramebuffer(resolveFramebuffer, resolveTexture, run);
+                                 group);
+    globjects::DeleteFramebuffer(resolveFramebuffer, resolveTexture, group);
     width = 0;
     height = 0;
     CheckGLErrors(false);

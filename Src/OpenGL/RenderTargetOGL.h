@@ -27,8 +27,8 @@ public:
 
 private:
     std::string name;
-    // The run the names belong to (GLReleaseQueue).
-    std::uint32_t run = 0;
+    // The share group the names belong to (GLReleaseQueue).
+    std::uint32_t group = 0;
     std::uint32_t depthRenderbuffer = 0;
     std::uint32_t multisampleTexture = 0;
     std::uint32_t multisampleFramebuffer = 0;

@@ -19,9 +19,9 @@ void RenderTextureOGL::Create(int width, int height) {
     }
     target = GL_TEXTURE_2D;
 
-    framebuffer = globjects::NewName(glGenFramebuffers, run);
+    framebuffer = globjects::NewName(glGenFramebuffers, group);
     glBindFramebuffer(GL_FRAMEBUFFER, framebuffer);
-    texture = globjects::NewName(glGenTextures, run);
+    texture = globjects::NewName(glGenTextures, group);
     glBindTexture(target, texture);
     glTexParameteri(target, GL_TEXTURE_WRAP_S, GL_CLAMP_TO_EDGE);
     glTexParameteri(target, GL_TEXTURE_WRAP_T, GL_CLAMP_TO_EDGE);
@@ -31,7 +31,7 @@ void RenderTextureOGL::Create(int width, int height) {
 }
 
 void RenderTextureOGL::Release() {
-    globjects::DeleteFramebuffer(framebuffer, texture, run);
+    globjects::DeleteFramebuffer(framebuffer, texture, group);
     width = 0;
     height = 0;
     CheckGLErrors(false);

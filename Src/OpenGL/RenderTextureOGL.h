@@ -32,8 +32,8 @@ private:
     std::uint32_t target;
     std::uint32_t texture = 0;
     std::uint32_t framebuffer = 0;
-    // The run the names belong to (GLReleaseQueue).
-    std::uint32_t run = 0;
+    // The share group the names belong to (GLReleaseQueue).
+    std::uint32_t group = 0;
     std::int32_t width = 0;
     std::int32_t height = 0;
 };

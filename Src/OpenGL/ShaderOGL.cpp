@@ -26,7 +26,7 @@ bool ShaderOGL::Load(const std::string& sourceName, bool rectangle) {
         return false;
     }
     program = glCreateProgram();
-    run = GLReleaseQueue::CurrentRun();
+    group = GLReleaseQueue::CurrentGroup();
 
     const GLuint vertexShader = glCreateShader(GL_VERTEX_SHADER);
     glShaderSource(vertexShader, 1, &vertexSource, nullptr);
@@ -97,7 +97,7 @@ void ShaderOGL::Release() {
     if (program == 0) {
         return;
     }
-    GLReleaseQueue::Release(GLObjectKind::kProgram, program, run);
+    GLReleaseQueue::Release(GLObjectKind::kProgram, program, group);
     program = 0;
     uniformLocations.clear();
 }

@@ -36,8 +36,8 @@ private:
 
     std::string name;
     std::uint32_t program = 0;
-    // The run the program belongs to (GLReleaseQueue).
-    std::uint32_t run = 0;
+    // The share group the program belongs to (GLReleaseQueue).
+    std::uint32_t group = 0;
     std::map<ShaderUniform, std::int32_t> uniformLocations;
 };
 

@@ -70,7 +70,7 @@ void TextureOGL::Create(const boost::shared_ptr<GB::Device>& device, unsigned wi
     pixelFormat = format;
     this->width = width;
     this->height = height;
-    texture = globjects::NewName(glGenTextures, run);
+    texture = globjects::NewName(glGenTextures, group);
     target = GL_TEXTURE_2D;
     globjects::BindOnUnitZero(target, texture);
     glTexImage2D(GL_TEXTURE_2D, 0, static_cast<GLint>(gl.internalFormat),
@@ -85,7 +85,7 @@ void TextureOGL::Create(const boost::shared_ptr<GB::Device>& device, unsigned wi
 
 void TextureOGL::CreateFromRenderModel(const vr::RenderModel_TextureMap_t& map) {
     Release();
-    texture = globjects::NewName(glGenTextures, run);
+    texture = globjects::NewName(glGenTextures, group);
     width = map.unWidth;
     height = map.unHeight;
     target = GL_TEXTURE_2D;
@@ -104,7 +104,7 @@ void TextureOGL::FenceUse() {
     std::lock_guard<std::mutex> lock(fenceMutex);
     if (useFence != nullptr) {
         GLReleaseQueue::Release(GLObjectKind::kSync, reinterpret_cast<std::uintptr_t>(useFence),
-                                run);
+                                group);
     }
     useFence = fence;
     fenceContext = GraphicsContextOGL::CurrentNativeContext();
@@ -126,7 +126,7 @@ void TextureOGL::WaitForUse() {
     // The fence signals once the other context has flushed: the uploading context flushes after
     // each upload, and the render loop at the end of every frame.
     glClientWaitSync(fence, GL_SYNC_FLUSH_COMMANDS_BIT, 1000000000u);
-    GLReleaseQueue::Release(GLObjectKind::kSync, reinterpret_cast<std::uintptr_t>(fence), run);
+    GLReleaseQueue::Release(GLObjectKind::kSync, reinterpret_cast<std::uintptr_t>(fence), group);
 }
 
 void TextureOGL::Release() {
@@ -134,7 +134,7 @@ void TextureOGL::Release() {
         std::lock_guard<std::mutex> lock(fenceMutex);
         if (useFence != nullptr) {
             GLReleaseQueue::Release(GLObjectKind::kSync, reinterpret_cast<std::uintptr_t>(useFence),
-                                    run);
+                                    group);
             useFence = nullptr;
         }
     }
@@ -155,13 +155,13 @@ void TextureOGL::Release() {
         clMemory = nullptr;
     }
     if (pixelBuffer != 0) {
-        globjects::DeleteName(GLObjectKind::kBuffer, pixelBuffer, run);
+        globjects::DeleteName(GLObjectKind::kBuffer, pixelBuffer, group);
         pixelBufferGLFormat = 0;
         pixelBufferGLType = 0;
         pixelBufferRowBytes = 0;
         pixelBufferFormat = hostmediatypes::kPixelFormat_Any;
     }
-    globjects::DeleteName(GLObjectKind::kTexture, texture, run);
+    globjects::DeleteName(GLObjectKind::kTexture, texture, group);
     width = 0;
     height = 0;
     pixelFormat = hostmediatypes::kPixelFormat_Any;
@@ -300,12 +300,12 @@ void TextureOGL::CreatePixelBuffer(hostmediatypes::PixelFormat format) {
         return;
     }
     if (pixelBuffer != 0) {
-        globjects::DeleteName(GLObjectKind::kBuffer, pixelBuffer, run);
+        globjects::DeleteName(GLObjectKind::kBuffer, pixelBuffer, group);
         pixelBufferFormat = hostmediatypes::kPixelFormat_Any;
     }
     pixelBufferFormat = format;
     const std::uint32_t rowBytes = RowBytesFor(format, width);
-    pixelBuffer = globjects::NewName(glGenBuffers, run);
+    pixelBuffer = globjects::NewName(glGenBuffers, group);
     glBindBuffer(GL_PIXEL_UNPACK_BUFFER, pixelBuffer);
     glBufferData(GL_PIXEL_UNPACK_BUFFER,
                  static_cast<GLsizeiptr>(static_cast<std::uint64_t>(rowBytes) * height), nullptr,

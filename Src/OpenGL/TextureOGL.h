@@ -84,8 +84,8 @@ private:
     std::uint32_t height = 0;
     hostmediatypes::PixelFormat pixelFormat = hostmediatypes::kPixelFormat_Any;
     std::uint32_t texture = 0;
-    // The run the names and the fence belong to (GLReleaseQueue).
-    std::uint32_t run = 0;
+    // The share group the names and the fence belong to (GLReleaseQueue).
+    std::uint32_t group = 0;
     TextureFilter filter = kFilterNearest;
     std::uint32_t pixelBuffer = 0;
     std::uint32_t pixelBufferGLFormat = 0;

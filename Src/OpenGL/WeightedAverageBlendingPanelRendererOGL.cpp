@@ -45,9 +45,9 @@ void WeightedAverageBlendingPanelRendererOGL::ReleaseShaders() {
 }
 
 void WeightedAverageBlendingPanelRendererOGL::DeleteTextures() {
-    globjects::DeleteName(GLObjectKind::kTexture, accumTexture, run);
-    globjects::DeleteName(GLObjectKind::kTexture, revealageTexture, run);
-    globjects::DeleteName(GLObjectKind::kTexture, depthTexture, run);
+    globjects::DeleteName(GLObjectKind::kTexture, accumTexture, group);
+    globjects::DeleteName(GLObjectKind::kTexture, revealageTexture, group);
+    globjects::DeleteName(GLObjectKind::kTexture, depthTexture, group);
 }
 
 void WeightedAverageBlendingPanelRendererOGL::Draw(const Matrix4& viewProjection) {

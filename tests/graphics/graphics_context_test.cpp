@@ -258,7 +258,29 @@ TEST_F(GraphicsContextTest, ObjectsLetGoOfElsewhereWaitForALibraryContext) {
     EXPECT_TRUE(glIsTexture(name)) << "deleted before the drain";
     STN::GLReleaseQueue::Drain();
     EXPECT_FALSE(glIsTexture(name));
+
+    // A run's object let go of while the next run's context is current (a host that kept a
+    // panel across a restart) is never deleted there: it waits for a context of its own group,
+    // and goes with the last one.
+    boost::shared_ptr<STN::ITexture> old = render->CreateTexture("OfTheOldRun");
+    old->Create(device, 4, 4, hostmediatypes::kPixelFormat_RGBA_4444_8u);
+    const GLuint oldName = static_cast<STN::TextureOGL&>(*old).GetTexture();
     render->ClearCurrent();
+    boost::shared_ptr<GraphicsContextOGL> next = MakeVersioned("NextRunsContext");
+    ASSERT_TRUE(next);
+    std::vector<GLuint> nextTextures(oldName + 8);
+    glGenTextures(static_cast<GLsizei>(nextTextures.size()), nextTextures.data());
+    for (const GLuint nextTexture : nextTextures) {
+        glBindTexture(GL_TEXTURE_2D, nextTexture);
+    }
+    glBindTexture(GL_TEXTURE_2D, 0);
+    old.reset();
+    STN::GLReleaseQueue::Drain();
+    render.reset();
+    STN::GLReleaseQueue::Drain();
+    EXPECT_TRUE(glIsTexture(oldName)) << "the next run's object was deleted";
+    glDeleteTextures(static_cast<GLsizei>(nextTextures.size()), nextTextures.data());
+    next->ClearCurrent();
 }
 
 TEST_F(GraphicsContextTest, LockPairKeepsTwoThreadsOffOneContext) {

@@ -205,6 +205,7 @@ TEST_F(PictureTest, MipmappedFramesFromABusyHostAreNeverDrawnHalfBuilt) {
     const std::vector<int> blue{30, 30, 200, 255};
     const FrameRef frames[2] = {PaintedFrame(1024, 512, [&](int, int) { return red; }),
                                 PaintedFrame(1024, 512, [&](int, int) { return blue; })};
+    Show(frames[1]);  // before it, the eyes are black
     std::atomic<bool> stop{false};
     std::atomic<int> sent{0};
     std::thread sender([&] {
