@@ -52,7 +52,7 @@ void PanelRendererBaseOGL::DefineNearestTexture(std::uint32_t texture, std::int3
 std::uint32_t PanelRendererBaseOGL::CreateNearestTexture(std::int32_t internalFormat,
                                                          std::uint32_t format,
                                                          std::uint32_t type) const {
-    // Of the share group BeginInit's framebuffer recorded.
+    // Its share group is the one the renderer's framebuffer recorded: both are made in Init.
     GLuint texture = 0;
     glGenTextures(1, &texture);
     DefineNearestTexture(texture, internalFormat, format, type);
