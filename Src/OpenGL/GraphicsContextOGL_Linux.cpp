@@ -96,7 +96,9 @@ bool GraphicsContextOGL::CreateOwnContext(unsigned majorVersion,
 
     glContext = created;
     ownsContext = true;
-    MakeCurrent();
+    if (!MakeCurrentToLoad()) {
+        return false;
+    }
     LoadEntryPoints();
     SetGLDebugOutput(true);
 
@@ -132,7 +134,9 @@ bool GraphicsContextOGL::CreateOwnGLXContext(unsigned majorVersion, int minorVer
     glContext = made.context;
     glxDrawable = made.drawable;
     ownsContext = true;
-    MakeCurrent();
+    if (!MakeCurrentToLoad()) {
+        return false;
+    }
     LoadEntryPoints();
     SetGLDebugOutput(true);
     return true;

@@ -66,8 +66,11 @@ bool GraphicsContextOGL::CreateOwnContext(unsigned majorVersion,
     }
     glContext = created;
     ownsContext = true;
-    MakeCurrent();
+    const bool current = MakeCurrentToLoad();
     wglDeleteContext(temporary);
+    if (!current) {
+        return false;
+    }
 
     LoadEntryPoints();
     SetGLDebugOutput(true);
