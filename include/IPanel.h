@@ -57,7 +57,9 @@ public:
     virtual bool IntersectRay(const float origin[4], const float direction[4], float* distance,
                               float* pixel) = 0;
     // Frees the panel's graphics and shuts its quad down (see IVRQuad.h); the panel draws nothing
-    // more but stays listed in its manager, and the ray test still answers. Repeatable.
+    // more but stays listed in its manager, and the ray test still answers. Repeatable. On a
+    // thread where none of the library's contexts is current, the GL objects are deleted by the
+    // render thread at its next pass, never in a context of the caller's.
     virtual void Shutdown() = 0;
     // The surface the host paints into, on any thread of its own (see IVRQuad.h). Empty for a
     // panel made from a fixed image, for one created where the render context is not current,
