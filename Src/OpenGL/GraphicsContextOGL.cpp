@@ -106,17 +106,6 @@ bool GraphicsContextOGL::CoreMinorVersion(unsigned majorVersion, int& minorVersi
     return true;
 }
 
-bool GraphicsContextOGL::MakeCurrentToLoad() {
-    // The entry points load only for a current context; without them the first GL call would
-    // crash, so the creation fails instead.
-    MakeCurrent();
-    if (IsCurrent()) {
-        return true;
-    }
-    DestroyContext();
-    return false;
-}
-
 void GraphicsContextOGL::LoadEntryPoints() {
     // GLEW built for GLX reports that it found no GLX display under EGL while it has loaded every
     // GL entry point; its result is not a measure of success here.

@@ -105,9 +105,6 @@ private:
     // 3.2 for major version 3 and 4.1 for 4, the core versions the library asks for; false for
     // any other major version.
     static bool CoreMinorVersion(unsigned majorVersion, int& minorVersion);
-    // Makes the context just made current for loading the entry points; when that fails, destroys
-    // it and answers false.
-    bool MakeCurrentToLoad();
     // Loads the GL entry points for the current context, dropping what the loader's probing left.
     static void LoadEntryPoints();
 

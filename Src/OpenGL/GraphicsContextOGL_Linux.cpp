@@ -96,9 +96,7 @@ bool GraphicsContextOGL::CreateOwnContext(unsigned majorVersion,
 
     glContext = created;
     ownsContext = true;
-    if (!MakeCurrentToLoad()) {
-        return false;
-    }
+    MakeCurrent();
     LoadEntryPoints();
     SetGLDebugOutput(true);
 
@@ -134,9 +132,7 @@ bool GraphicsContextOGL::CreateOwnGLXContext(unsigned majorVersion, int minorVer
     glContext = made.context;
     glxDrawable = made.drawable;
     ownsContext = true;
-    if (!MakeCurrentToLoad()) {
-        return false;
-    }
+    MakeCurrent();
     LoadEntryPoints();
     SetGLDebugOutput(true);
     return true;

@@ -66,11 +66,8 @@ bool GraphicsContextOGL::CreateOwnContext(unsigned majorVersion,
     }
     glContext = created;
     ownsContext = true;
-    const bool current = MakeCurrentToLoad();
+    MakeCurrent();
     wglDeleteContext(temporary);
-    if (!current) {
-        return false;
-    }
 
     LoadEntryPoints();
     SetGLDebugOutput(true);
