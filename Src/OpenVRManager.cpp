@@ -82,11 +82,10 @@ bool OpenVRManager::Init(vr::EVRInitError& error) {
 
 void OpenVRManager::Shutdown() {
     hostcore::threads::RecursiveMutex::ScopedLock lock(mutex, "OpenVRManager::Shutdown");
-    if (system != nullptr) {
+    // Also the unload of a runtime that EndConnection left loaded.
+    if (system != nullptr || unloadPending) {
         // Cleared first: a thread that the shutdown lets out of the runtime finds no connection.
         Clear();
-        vr::VR_Shutdown();
-    } else if (unloadPending) {
         vr::VR_Shutdown();
     }
     unloadPending = false;

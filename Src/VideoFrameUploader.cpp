@@ -303,8 +303,9 @@ bool VideoFrameUploader::CopyCudaFrame(GB::ComputeContext& compute, const VideoF
     GB::cuda::CUgraphicsResource resource =
         static_cast<GB::cuda::CUgraphicsResource>(texture.GetComputeHandle());
     GB::cuda::CUstream stream = static_cast<GB::cuda::CUstream>(compute.GetQueue());
-    if (driver == nullptr || resource == nullptr) {
-        return false;  // not registered with CUDA: there is nothing to copy into
+    // `resource` is there: UploadGpuFrame refuses frames for a texture that is not registered.
+    if (driver == nullptr) {
+        return false;
     }
     // A failed step leaves the texture's content undefined, so the frame is refused.
     if (driver->cuGraphicsMapResources(1, &resource, stream) != GB::cuda::CUDA_SUCCESS) {
@@ -351,9 +352,8 @@ void VideoFrameUploader::CopySharedOpenCLFrame(const boost::shared_ptr<GB::Devic
     const bool glEvents = frameDevice->HasExtension(kGLEventExtension);
     cl_command_queue queue =
         static_cast<cl_command_queue>(frameDevice->GetComputeContext()->GetQueue());
-    if (image == nullptr) {
-        // Not shared with OpenCL: there is nothing to copy into.
-    } else if (texture.NeedsIntermediateFrame()) {
+    // `image` is there: UploadGpuFrame refuses frames for a texture that is not registered.
+    if (texture.NeedsIntermediateFrame()) {
         const InterfaceRef<VF::IGPUVideoFrameMemoryAccess> stagingMemory =
             QueryFrame<VF::IGPUVideoFrameMemoryAccess>(intermediate);
         const InterfaceRef<VF::IVideoFrame2DPixelMemoryAccess> stagingRows =

@@ -31,12 +31,10 @@ struct Queue {
 
     // The group of `native` if it is one of the library's contexts, else 0. Under the mutex.
     std::uint32_t GroupOf(const void* native) const {
-        for (const OwnContext& context : own) {
-            if (native != nullptr && context.native == native) {
-                return context.group;
-            }
-        }
-        return 0;
+        const auto found = std::find_if(own.begin(), own.end(), [native](const OwnContext& c) {
+            return native != nullptr && c.native == native;
+        });
+        return found != own.end() ? found->group : 0;
     }
     bool GroupAlive(std::uint32_t group) const {
         return std::any_of(own.begin(), own.end(),
@@ -142,13 +140,16 @@ void GLReleaseQueue::Release(GLObjectKind kind, std::uintptr_t handle, std::uint
 }
 
 void GLReleaseQueue::Drain() {
-    const void* current = GraphicsContextOGL::CurrentNativeContext();
     Queue& queue = Shared();
     std::vector<Waiting> due;
     {
+        // Once a pass of the render loop: with nothing waiting, a lock and no more.
         std::lock_guard<std::mutex> lock(queue.mutex);
-        const std::uint32_t group = queue.GroupOf(current);
-        if (group == 0 || queue.waiting.empty()) {
+        if (queue.waiting.empty()) {
+            return;
+        }
+        const std::uint32_t group = queue.GroupOf(GraphicsContextOGL::CurrentNativeContext());
+        if (group == 0) {
             return;
         }
         const auto others =
