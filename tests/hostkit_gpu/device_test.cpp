@@ -1,19 +1,17 @@
 // GB devices on what this machine has: OpenCL through the ICD loader (PoCL here), CUDA when a
-// driver is installed.
+// driver is installed. The staged read-back through a device's host buffers is shown by
+// PictureTest.FrameReadBackFromTheDeviceIsTurnedOver, CUDA devices by the frame system tests on
+// the stand-in driver.
 
-#include <GL/glew.h>
+#include <gtest/gtest.h>
 
 #include <atomic>
-#include <cstring>
-#include <numeric>
 #include <string>
 #include <thread>
 #include <vector>
 
 #include "GB/CudaDriver.h"
 #include "GB/Device.h"
-#include "GB/OffscreenGL.h"
-#include "gl_test_context.h"
 #include "x_server.h"
 
 namespace {
@@ -41,88 +39,34 @@ TEST(OpenCLDeviceTest, DescribesItselfAndItsSharing) {
             !device->HasExtension(ImmutableString("cl_khr_gl_sharing"))) {
             EXPECT_FALSE(device->CanShareWithOpenGL());
         }
-        EXPECT_NE(device->GetOffscreenOpenGLDeviceHandle(), nullptr);
-        EXPECT_NE(device->GetOffscreenOpenGLContextHandle(), nullptr);
-        EXPECT_NE(device->GetComputeContext()->GetQueue(), nullptr);
-        EXPECT_NE(device->GetComputeContext()->GetNativeContext(), nullptr);
     }
     std::string reason;
     EXPECT_FALSE(GB::Device::Create(7, &reason));
     EXPECT_NE(reason.find("unknown device kind 7"), std::string::npos) << reason;
 }
 
-TEST(OpenCLDeviceTest, ReadsBackThroughAStagingBufferWithEventsInQueueOrder) {
+TEST(OpenCLDeviceTest, CopiesPastABufferOrWithoutOneAreRefused) {
     std::string reason;
     boost::shared_ptr<GB::Device> device = GB::Device::Create(GB::kDeviceKind_OpenCL, &reason);
     REQUIRE_DEVICE(device, reason);
     const boost::shared_ptr<GB::ComputeContext>& compute = device->GetComputeContext();
-
-    std::vector<std::uint8_t> pattern(4096 + 13);
-    for (std::size_t i = 0; i < pattern.size(); ++i) {
-        pattern[i] = static_cast<std::uint8_t>((i * 7 + 3) & 0xff);
-    }
-    void* buffer = compute->AllocateBuffer(pattern.size());
-    ASSERT_NE(buffer, nullptr);
-    ASSERT_EQ(compute->CopyHostToBuffer(pattern.data(), buffer, pattern.size(), GB::kCopy_Wait),
-              GB::kResult_OK);
-
     GB::HostBufferAllocator& allocator = device->GetHostBufferAllocator();
-    GB::HostBufferMapper& mapper = device->GetHostBufferMapper();
-    void* host = allocator.Allocate(pattern.size());
+    const std::vector<std::uint8_t> bytes(4096 + 13, 0x5a);
+    void* buffer = compute->AllocateBuffer(bytes.size());
+    void* host = allocator.Allocate(bytes.size());
+    ASSERT_NE(buffer, nullptr);
     ASSERT_NE(host, nullptr);
-    ASSERT_EQ(compute->CopyBufferToHost(buffer, host, pattern.size(), GB::kCopy_Async),
+    EXPECT_EQ(compute->CopyHostToBuffer(bytes.data(), buffer, bytes.size(), GB::kCopy_Wait),
               GB::kResult_OK);
-    // The order the upload path uses: map, take an event, wait.
-    void* address = mapper.Map(host);
-    ASSERT_NE(address, nullptr);
-    boost::shared_ptr<GB::CompletionEvent> done = compute->CreateCompletionEvent();
-    ASSERT_TRUE(done);
-    EXPECT_TRUE(done->Wait());
-    EXPECT_TRUE(done->IsComplete());
-    EXPECT_EQ(std::memcmp(address, pattern.data(), pattern.size()), 0);
-    mapper.Unmap(host, address);
 
-    // A second copy of part of a changed buffer lands as well.
-    std::vector<std::uint8_t> changed(pattern.size(), 0x5a);
-    ASSERT_EQ(compute->CopyHostToBuffer(changed.data(), buffer, 100, GB::kCopy_Wait),
-              GB::kResult_OK);
-    ASSERT_EQ(compute->CopyBufferToHost(buffer, host, pattern.size(), GB::kCopy_Wait),
-              GB::kResult_OK);
-    address = mapper.Map(host);
-    ASSERT_NE(address, nullptr);
-    const std::uint8_t* bytes = static_cast<const std::uint8_t*>(address);
-    EXPECT_EQ(bytes[0], 0x5a);
-    EXPECT_EQ(bytes[99], 0x5a);
-    EXPECT_EQ(bytes[100], pattern[100]);
-    EXPECT_EQ(bytes[pattern.size() - 1], pattern.back());
-    mapper.Unmap(host, address);
-
-    // Waiting on the last of several queued copies completes everything queued before it, and
-    // an event with nothing queued completes too.
-    std::vector<boost::shared_ptr<GB::CompletionEvent>> events;
-    for (int i = 0; i < 4; ++i) {
-        ASSERT_EQ(compute->CopyBufferToHost(buffer, host, pattern.size(), GB::kCopy_Async),
-                  GB::kResult_OK);
-        events.push_back(compute->CreateCompletionEvent());
-    }
-    EXPECT_TRUE(events.back()->Wait());
-    for (const auto& event : events) {
-        EXPECT_TRUE(event->IsComplete());
-    }
-    boost::shared_ptr<GB::CompletionEvent> idle = compute->CreateCompletionEvent();
-    EXPECT_TRUE(idle->Wait());
-    EXPECT_TRUE(idle->IsComplete());
-
-    // Bad requests are refused, not carried out.
-    EXPECT_LT(compute->CopyBufferToHost(buffer, host, pattern.size() + 1, GB::kCopy_Wait), 0);
+    EXPECT_LT(compute->CopyBufferToHost(buffer, host, bytes.size() + 1, GB::kCopy_Wait), 0);
     EXPECT_LT(compute->CopyBufferToHost(nullptr, host, 16, GB::kCopy_Wait), 0);
-    EXPECT_LT(compute->CopyHostToBuffer(pattern.data(), buffer, pattern.size() * 2, GB::kCopy_Wait),
-              0);
+    EXPECT_LT(compute->CopyHostToBuffer(bytes.data(), buffer, bytes.size() * 2, GB::kCopy_Wait), 0);
     EXPECT_LT(compute->CopyHostToBuffer(nullptr, buffer, 16, GB::kCopy_Wait), 0);
     EXPECT_EQ(allocator.Allocate(0), nullptr);
     EXPECT_EQ(compute->AllocateBuffer(0), nullptr);
-    EXPECT_EQ(mapper.Map(nullptr), nullptr);
-    mapper.Unmap(nullptr, nullptr);
+    EXPECT_EQ(device->GetHostBufferMapper().Map(nullptr), nullptr);
+    device->GetHostBufferMapper().Unmap(nullptr, nullptr);
 
     allocator.Free(host);
     compute->FreeBuffer(buffer);
@@ -160,62 +104,21 @@ TEST(OpenCLDeviceTest, ExclusiveAccessKeepsOthersOut) {
     EXPECT_EQ(overlaps.load(), 0);
 }
 
-TEST(CudaDeviceTest, CreationFollowsTheDriversPresence) {
-    std::string loadReason;
-    const GB::cuda::Driver* driver =
-        GB::cuda::LoadCudaDriver(GB::cuda::kRequestedDriverVersion, &loadReason);
-    std::string reason;
-    boost::shared_ptr<GB::Device> device = GB::Device::Create(GB::kDeviceKind_CUDA, &reason);
-    if (driver == nullptr) {
-        EXPECT_FALSE(device);
-        EXPECT_FALSE(loadReason.empty());
-        EXPECT_NE(reason.find("CUDA is not available"), std::string::npos) << reason;
-        EXPECT_EQ(GB::cuda::GetCudaDriver(), nullptr);
-        return;
-    }
-    EXPECT_EQ(GB::cuda::GetCudaDriver(), driver);
-    ASSERT_TRUE(device) << reason;
-    EXPECT_EQ(device->DeviceKind, GB::kDeviceKind_CUDA);
-    EXPECT_FALSE(device->GetName().empty());
-    // A round trip through device memory and a pinned host buffer.
-    const boost::shared_ptr<GB::ComputeContext>& compute = device->GetComputeContext();
-    std::vector<std::uint8_t> pattern(1000);
-    std::iota(pattern.begin(), pattern.end(), 0);
-    void* buffer = compute->AllocateBuffer(pattern.size());
-    void* host = device->GetHostBufferAllocator().Allocate(pattern.size());
-    ASSERT_NE(buffer, nullptr);
-    ASSERT_NE(host, nullptr);
-    ASSERT_EQ(compute->CopyHostToBuffer(pattern.data(), buffer, pattern.size(), GB::kCopy_Wait),
-              GB::kResult_OK);
-    ASSERT_EQ(compute->CopyBufferToHost(buffer, host, pattern.size(), GB::kCopy_Async),
-              GB::kResult_OK);
-    void* address = device->GetHostBufferMapper().Map(host);
-    boost::shared_ptr<GB::CompletionEvent> done = compute->CreateCompletionEvent();
-    EXPECT_TRUE(done->Wait());
-    EXPECT_TRUE(done->IsComplete());
-    EXPECT_EQ(std::memcmp(address, pattern.data(), pattern.size()), 0);
-    device->GetHostBufferMapper().Unmap(host, address);
-    device->GetHostBufferAllocator().Free(host);
-    compute->FreeBuffer(buffer);
-}
-
+// A library that is missing, or loads but is not a CUDA driver, is refused before any of its
+// entry points is called.
 TEST(CudaDeviceTest, LoaderReportsWhatIsMissing) {
     GB::cuda::Driver table{};
     std::string reason;
     EXPECT_FALSE(GB::cuda::LoadDriverTable("libstereon-no-such-driver.so", 9020, &table, &reason));
     EXPECT_NE(reason.find("cannot load the CUDA driver"), std::string::npos) << reason;
-    // A library that loads but is not a CUDA driver.
     reason.clear();
     EXPECT_FALSE(GB::cuda::LoadDriverTable("libc.so.6", 9020, &table, &reason));
     EXPECT_NE(reason.find("lacks cuInit"), std::string::npos) << reason;
     EXPECT_EQ(table.cuInit, nullptr);
-    reason.clear();
-    EXPECT_FALSE(GB::cuda::LoadDriverTable(nullptr, 9020, &table, &reason));
-    EXPECT_FALSE(reason.empty());
 }
 
 // Another driver library (a newer build, a stand-in) is named by the environment; an empty
-// name means the system's.
+// name means the system's. The frame system tests skip, rather than fail, when it is not found.
 TEST(CudaDeviceTest, EnvironmentNamesTheDriverLibrary) {
     for (const char* set : {static_cast<const char*>(nullptr), "", "/opt/driver/libcuda.so.1"}) {
         stereon::test::ScopedEnvironment driver("STEREON_CUDA_DRIVER", set);
