@@ -1,6 +1,6 @@
 // The context on the platform chosen for the run (EGL without a display, GLX under an X server):
-// adopting the host device's context, creating versioned contexts that share, current-state
-// handling, the lock pair across threads, and the GL state calls.
+// creating versioned contexts that share, current-state handling, the lock pair across threads
+// and GL errors.
 
 #include <GL/glew.h>
 
@@ -20,16 +20,10 @@
 #include <vector>
 
 #include "GB/Device.h"
-#include "GB/OffscreenGL.h"
-#include "IMesh.h"
-#include "IRenderTarget.h"
-#include "IRenderTexture.h"
-#include "IShader.h"
 #include "ITexture.h"
 #include "OpenGL/GLHooks.h"
 #include "OpenGL/GLReleaseQueue.h"
 #include "OpenGL/GraphicsContextOGL.h"
-#include "OpenGL/RenderTextureOGL.h"
 #include "OpenGL/TextureOGL.h"
 #include "ScopedContextLock.h"
 #include "gl_test_context.h"
@@ -78,6 +72,16 @@ protected:
         }
         return context;
     }
+    // Texture names up to name + 8 in the current context, `name` among them; the caller deletes.
+    static std::vector<GLuint> TakeNamesUpTo(GLuint name) {
+        std::vector<GLuint> names(name + 8);
+        glGenTextures(static_cast<GLsizei>(names.size()), names.data());
+        for (const GLuint each : names) {
+            glBindTexture(GL_TEXTURE_2D, each);
+        }
+        glBindTexture(GL_TEXTURE_2D, 0);
+        return names;
+    }
 
     boost::shared_ptr<GB::Device> device;
 };
@@ -94,37 +98,11 @@ bool NothingCurrent() {
     return eglGetCurrentContext() == EGL_NO_CONTEXT && glXGetCurrentContext() == nullptr;
 }
 
-TEST_F(GraphicsContextTest, AdoptsTheDeviceContextAndNeverDeletesIt) {
-    boost::shared_ptr<GraphicsContextOGL> context = STN::CreateGraphicsContext("DeviceContext");
-    context->BindDevice(device);
-    EXPECT_EQ(context->GetDeviceHandle(), device->GetOffscreenOpenGLDeviceHandle());
-    EXPECT_EQ(context->GetContextHandle(), device->GetOffscreenOpenGLContextHandle());
-    EXPECT_FALSE(context->OwnsContext());
-
-    context->MakeCurrent();
-    EXPECT_TRUE(context->IsCurrent());
-    EXPECT_EQ(eglGetCurrentContext(), device->GetOffscreenOpenGLContextHandle());
-    context->ClearCurrent();
-    EXPECT_TRUE(NothingCurrent());
-    EXPECT_FALSE(context->IsCurrent());
-
-    context->DestroyContext();
-    EXPECT_EQ(context->GetContextHandle(), nullptr);
-    // The host's context is still alive and usable.
-    const EGLDisplay display = static_cast<EGLDisplay>(device->GetOffscreenOpenGLDeviceHandle());
-    const EGLContext hostContext =
-        static_cast<EGLContext>(device->GetOffscreenOpenGLContextHandle());
-    std::string error;
-    EXPECT_TRUE(GB::offscreen::MakeCurrent(display, hostContext, &error)) << error;
-    GB::offscreen::ReleaseCurrent(display, nullptr);
-}
-
 TEST_F(GraphicsContextTest, VersionedContextIsA41CoreDebugContextAndBadRequestsLeaveNone) {
     boost::shared_ptr<GraphicsContextOGL> context = MakeVersioned("RenderContext");
     ASSERT_TRUE(context);
     EXPECT_TRUE(context->IsCurrent());
     EXPECT_TRUE(context->OwnsContext());
-    EXPECT_NE(context->GetContextHandle(), device->GetOffscreenOpenGLContextHandle());
     EXPECT_GE(stereon::test::CurrentGlVersion(), 41);
     GLint profile = 0;
     GLint flags = 0;
@@ -136,22 +114,7 @@ TEST_F(GraphicsContextTest, VersionedContextIsA41CoreDebugContextAndBadRequestsL
     context.reset();
     EXPECT_TRUE(NothingCurrent());
 
-    // A context that was never bound has no GL context: creation goes on without sharing.
-    context = MakeVersioned("RenderContext", STN::CreateGraphicsContext("Empty"));
-    ASSERT_TRUE(context);
-    context->ClearCurrent();
-
-    for (unsigned major : {0u, 2u, 5u}) {
-        boost::shared_ptr<GraphicsContextOGL> bad = STN::CreateGraphicsContext("Bad");
-        bad->BindDevice(device);
-        EXPECT_FALSE(bad->CreateVersionedContext(major, boost::shared_ptr<GraphicsContextOGL>()))
-            << major;
-        EXPECT_EQ(bad->GetContextHandle(), nullptr);
-        // The device context is kept for another try.
-        EXPECT_EQ(bad->GetDeviceHandle(), device->GetOffscreenOpenGLDeviceHandle());
-        EXPECT_FALSE(bad->OwnsContext());
-        EXPECT_TRUE(NothingCurrent());
-    }
+    // Without a device there is nothing to create on, and nothing is left current.
     boost::shared_ptr<GraphicsContextOGL> unbound = STN::CreateGraphicsContext("Unbound");
     unbound->BindDevice(boost::shared_ptr<GB::Device>());
     EXPECT_FALSE(unbound->CreateVersionedContext(4, boost::shared_ptr<GraphicsContextOGL>()));
@@ -192,10 +155,9 @@ TEST_F(GraphicsContextTest, ShareChainSeesObjectsOfEveryMember) {
 
     // A use fenced on one context is waited for on another, on the same thread too (a quad
     // painted from a callback on the render thread); on its own context it is not.
-    const PFNGLCLIENTWAITSYNCPROC realWait = __glewClientWaitSync;
+    realClientWait = __glewClientWaitSync;
     clientWaits = 0;
     __glewClientWaitSync = CountedClientWait;
-    realClientWait = realWait;
     upload->MakeCurrent();
     texture->FenceUse();
     upload->Flush();
@@ -205,25 +167,9 @@ TEST_F(GraphicsContextTest, ShareChainSeesObjectsOfEveryMember) {
     texture->FenceUse();
     texture->WaitForUse();
     EXPECT_EQ(clientWaits, 1) << "a context waited for its own fence";
-    __glewClientWaitSync = realWait;
+    __glewClientWaitSync = realClientWait;
 
     texture->Release();
-    if (glx) {
-        render->ClearCurrent();
-        return;
-    }
-    // And one made on the device's own context is seen there too.
-    deviceContext->MakeCurrent();
-    GLuint deviceTexture = 0;
-    glGenTextures(1, &deviceTexture);
-    glBindTexture(GL_TEXTURE_2D, deviceTexture);
-    glTexImage2D(GL_TEXTURE_2D, 0, GL_RGBA8, 1, 1, 0, GL_RGBA, GL_UNSIGNED_BYTE, pixels);
-    glBindTexture(GL_TEXTURE_2D, 0);
-    glFinish();
-    render->MakeCurrent();
-    EXPECT_EQ(stereon::test::ReadTextureRGBA8(deviceTexture, 1, 1),
-              std::vector<std::uint8_t>(pixels, pixels + 4));
-    glDeleteTextures(1, &deviceTexture);
     render->ClearCurrent();
 }
 
@@ -242,12 +188,7 @@ TEST_F(GraphicsContextTest, ObjectsLetGoOfElsewhereWaitForALibraryContext) {
     stereon::test::GlTestContext host;
     host.MakeCurrent();
     ASSERT_TRUE(host.IsCurrent()) << host.Error();
-    std::vector<GLuint> hostTextures(name + 8);
-    glGenTextures(static_cast<GLsizei>(hostTextures.size()), hostTextures.data());
-    for (const GLuint hostTexture : hostTextures) {
-        glBindTexture(GL_TEXTURE_2D, hostTexture);
-    }
-    glBindTexture(GL_TEXTURE_2D, 0);
+    std::vector<GLuint> hostTextures = TakeNamesUpTo(name);
     ASSERT_TRUE(glIsTexture(name)) << "the host has an object of that name";
     texture.reset();
     EXPECT_TRUE(glIsTexture(name)) << "the host's object was deleted";
@@ -268,12 +209,7 @@ TEST_F(GraphicsContextTest, ObjectsLetGoOfElsewhereWaitForALibraryContext) {
     render->ClearCurrent();
     boost::shared_ptr<GraphicsContextOGL> next = MakeVersioned("NextRunsContext");
     ASSERT_TRUE(next);
-    std::vector<GLuint> nextTextures(oldName + 8);
-    glGenTextures(static_cast<GLsizei>(nextTextures.size()), nextTextures.data());
-    for (const GLuint nextTexture : nextTextures) {
-        glBindTexture(GL_TEXTURE_2D, nextTexture);
-    }
-    glBindTexture(GL_TEXTURE_2D, 0);
+    std::vector<GLuint> nextTextures = TakeNamesUpTo(oldName);
     old.reset();
     STN::GLReleaseQueue::Drain();
     render.reset();
@@ -290,16 +226,12 @@ TEST_F(GraphicsContextTest, LockPairKeepsTwoThreadsOffOneContext) {
     // Without the lock the second thread's eglMakeCurrent would fail (the context is current
     // elsewhere) and it would see no current context.
     std::atomic<int> inside{0};
-    std::atomic<int> overlaps{0};
-    std::atomic<int> notCurrent{0};
+    std::atomic<int> failures{0};  // overlaps, or a thread holding the lock without the context
     const auto work = [&]() {
         for (int i = 0; i < 200; ++i) {
             context->MakeCurrentAndLock();
-            if (inside.fetch_add(1) != 0) {
-                ++overlaps;
-            }
-            if (!context->IsCurrent()) {
-                ++notCurrent;
+            if (inside.fetch_add(1) != 0 || !context->IsCurrent()) {
+                ++failures;
             }
             glFlush();
             inside.fetch_sub(1);
@@ -310,109 +242,51 @@ TEST_F(GraphicsContextTest, LockPairKeepsTwoThreadsOffOneContext) {
     std::thread b(work);
     a.join();
     b.join();
-    EXPECT_EQ(overlaps.load(), 0);
-    EXPECT_EQ(notCurrent.load(), 0);
+    EXPECT_EQ(failures.load(), 0);
     EXPECT_TRUE(NothingCurrent());
 }
 
+// The outer hold is the scoped lock the library's callers use.
 TEST_F(GraphicsContextTest, NestedPairReleasesTheContextButKeepsTheLock) {
     boost::shared_ptr<GraphicsContextOGL> context = MakeReleased();
     ASSERT_TRUE(context);
-
-    context->MakeCurrentAndLock();
-    context->MakeCurrentAndLock();
-    context->UnlockAndRelease();
-    // The inner release cleared the context although the outer holder still owns the lock.
-    EXPECT_FALSE(context->IsCurrent());
-    // The other thread finds the lock held (the lock observer says so) and can only get in once
-    // the outer hold ends.
-    std::promise<void> contended;
-    std::future<void> contendedSeen = contended.get_future();
-    std::atomic<bool> told{false};
-    hostcore::threads::SetLockObserver([&](const hostcore::threads::LockNotice& notice) {
-        if (notice.event == hostcore::threads::LockEvent::kContended && !told.exchange(true)) {
-            contended.set_value();
-        }
-    });
     std::atomic<bool> otherGotIn{false};
-    std::thread other([&]() {
+    std::thread other;
+    {
+        STN::ScopedContextLock outer(context);
+        EXPECT_TRUE(context->IsCurrent());
         context->MakeCurrentAndLock();
-        otherGotIn = true;
         context->UnlockAndRelease();
-    });
-    EXPECT_EQ(contendedSeen.wait_for(std::chrono::seconds(30)), std::future_status::ready);
-    hostcore::threads::SetLockObserver(hostcore::threads::LockObserver());
-    EXPECT_FALSE(otherGotIn.load());
-    context->UnlockAndRelease();
+        // The inner release cleared the context although the outer holder still owns the lock.
+        EXPECT_FALSE(context->IsCurrent());
+        // The other thread finds the lock held (the lock observer says so) and can only get in
+        // once the outer hold ends.
+        std::promise<void> contended;
+        std::future<void> contendedSeen = contended.get_future();
+        std::atomic<bool> told{false};
+        hostcore::threads::SetLockObserver([&](const hostcore::threads::LockNotice& notice) {
+            if (notice.event == hostcore::threads::LockEvent::kContended && !told.exchange(true)) {
+                contended.set_value();
+            }
+        });
+        other = std::thread([&]() {
+            context->MakeCurrentAndLock();
+            otherGotIn = true;
+            context->UnlockAndRelease();
+        });
+        EXPECT_EQ(contendedSeen.wait_for(std::chrono::seconds(30)), std::future_status::ready);
+        hostcore::threads::SetLockObserver(hostcore::threads::LockObserver());
+        EXPECT_FALSE(otherGotIn.load());
+    }
     other.join();
     EXPECT_TRUE(otherGotIn.load());
-}
-
-TEST_F(GraphicsContextTest, ScopedLockHoldsTheContextWithItsLockText) {
-    boost::shared_ptr<GraphicsContextOGL> context = MakeReleased();
-    ASSERT_TRUE(context);
-
-    std::mutex seenMutex;
-    std::vector<std::string> seen;
-    hostcore::threads::SetLockObserver([&](const hostcore::threads::LockNotice& notice) {
-        if (notice.event == hostcore::threads::LockEvent::kAcquired) {
-            std::lock_guard<std::mutex> hold(seenMutex);
-            seen.push_back(notice.lockText);
-        }
-    });
-    {
-        STN::ScopedContextLock lock(context);
-        EXPECT_TRUE(context->IsCurrent());
-    }
-    hostcore::threads::SetLockObserver(hostcore::threads::LockObserver());
     EXPECT_TRUE(NothingCurrent());
-    EXPECT_EQ(seen, std::vector<std::string>{"GraphicsContextOGL::MakeCurrentAndLock"});
-
     // An empty pointer is harmless.
     { STN::ScopedContextLock lock{boost::shared_ptr<STN::IGraphicsContext>()}; }
 }
 
-TEST_F(GraphicsContextTest, DepthBlendingAndClearSetTheDocumentedState) {
-    boost::shared_ptr<GraphicsContextOGL> context = MakeVersioned("RenderContext");
-    ASSERT_TRUE(context);
-    GLint value = 0;
-
-    context->SetDepthTest(false, 1);
-    EXPECT_FALSE(glIsEnabled(GL_DEPTH_TEST));
-    glGetIntegerv(GL_DEPTH_FUNC, &value);
-    EXPECT_EQ(value, GL_LEQUAL);
-    context->SetDepthTest(true, 7);
-    EXPECT_TRUE(glIsEnabled(GL_DEPTH_TEST));
-    glGetIntegerv(GL_DEPTH_FUNC, &value);
-    EXPECT_EQ(value, GL_LESS);
-
-    glBlendFunc(GL_SRC_ALPHA, GL_ZERO);
-    context->SetBlending(true);
-    EXPECT_TRUE(glIsEnabled(GL_BLEND));
-    glGetIntegerv(GL_BLEND_SRC_RGB, &value);
-    EXPECT_EQ(value, GL_ONE);
-    glGetIntegerv(GL_BLEND_DST_ALPHA, &value);
-    EXPECT_EQ(value, GL_ONE_MINUS_SRC_ALPHA);
-    context->SetBlending(false);
-    EXPECT_FALSE(glIsEnabled(GL_BLEND));
-
-    boost::shared_ptr<STN::IRenderTexture> target = context->CreateRenderTexture("Clear");
-    target->Create(2, 2);
-    target->BindTarget();
-    glClearColor(1.0f, 1.0f, 1.0f, 0.0f);
-    glClear(GL_COLOR_BUFFER_BIT);
-    context->Clear();
-    context->Flush();
-    EXPECT_EQ(stereon::test::ReadFramebufferRGBA8(0, 0, 1, 1),
-              (std::vector<std::uint8_t>{0, 0, 0, 255}));
-    target->UnbindTarget();
-    target->Release();
-    context->ClearCurrent();
-}
-
 // What the trace received while a case ran, in place of the test main's sink.
-class TraceCapture {
-public:
+struct TraceCapture {
     TraceCapture() {
         hostcore::debug::SetTraceLevel("GL", 1);
         hostcore::debug::SetTraceSink([this](const std::string& line) {
@@ -427,8 +301,6 @@ public:
             lines.begin(), lines.end(),
             [&](const std::string& line) { return line.find(text) != std::string::npos; }));
     }
-
-private:
     std::mutex mutex;
     std::vector<std::string> lines;
 };

@@ -32,11 +32,7 @@ void Log(const char* what, const char* detail = nullptr) {
     if (file == nullptr) {
         return;
     }
-    if (detail != nullptr) {
-        fprintf(file, "%s %s\n", what, detail);
-    } else {
-        fprintf(file, "%s\n", what);
-    }
+    fprintf(file, "%s%s%s\n", what, detail != nullptr ? " " : "", detail != nullptr ? detail : "");
     fclose(file);
 }
 

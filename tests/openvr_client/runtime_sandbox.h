@@ -34,7 +34,6 @@ protected:
     static void UnsetEnv(const char* name);
 
     const std::string& Dir() const { return dir; }
-    const std::string& ConfigHome() const { return configHome; }
 
 private:
     std::string dir;
