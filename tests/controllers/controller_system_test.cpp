@@ -2,6 +2,7 @@
 // lists them with their hands, the listener hears presses and poses that the simulated runtime
 // sends, the feedback buzzes the controller whose press the host took up, and the rays the host
 // asks for show in the eye images.
+#include "IHMDManager.h"
 #include "controller_support.h"
 
 namespace picturetest {
@@ -13,6 +14,7 @@ struct Family {
     std::uint32_t type;
     std::uint32_t primaryButton;  // a press that means kControllerButtonPrimary
     float rightGripX;             // the right hand's pointer offset across the grip
+    std::int32_t hmdType;         // what the service tells the host of the headset
 };
 
 class ControllerSystemTest : public ControllerHostTest,
@@ -32,6 +34,7 @@ TEST_P(ControllerSystemTest, TheHostHearsAndSeesBothHandsAndBuzzesTheOneItAnswer
     EXPECT_EQ(first->GetHand(), vive ? STN::kHandRight : STN::kHandLeft);
     EXPECT_EQ(second->GetHand(), vive ? STN::kHandLeft : STN::kHandRight);
     EXPECT_EQ(first->GetControllerType(), GetParam().type);
+    EXPECT_EQ(service->GetHMDType(), GetParam().hmdType);
 
     const boost::shared_ptr<HostListener> left = boost::make_shared<HostListener>();
     const boost::shared_ptr<HostListener> right = boost::make_shared<HostListener>();
@@ -139,11 +142,12 @@ TEST_P(ControllerSystemTest, TheHostHearsAndSeesBothHandsAndBuzzesTheOneItAnswer
 
 INSTANTIATE_TEST_SUITE_P(
     Families, ControllerSystemTest,
-    ::testing::Values(
-        Family{"Vive", SIMVR_PROFILE_VIVE, STN::kControllerFamilyVive, kButtonTouchpad, 0.0f},
-        Family{"WindowsMR", SIMVR_PROFILE_WINDOWS_MR, STN::kControllerFamilyWindowsMR,
-               kButtonTouchpad, -0.006f},
-        Family{"Rift", SIMVR_PROFILE_RIFT, STN::kControllerFamilyRift, kButtonA, -0.00665f}),
+    ::testing::Values(Family{"Vive", SIMVR_PROFILE_VIVE, STN::kControllerFamilyVive,
+                             kButtonTouchpad, 0.0f, STN::kHMDTypeVive},
+                      Family{"WindowsMR", SIMVR_PROFILE_WINDOWS_MR, STN::kControllerFamilyWindowsMR,
+                             kButtonTouchpad, -0.006f, STN::kHMDTypeWindowsMixedReality},
+                      Family{"Rift", SIMVR_PROFILE_RIFT, STN::kControllerFamilyRift, kButtonA,
+                             -0.00665f, STN::kHMDTypeRift}),
     [](const ::testing::TestParamInfo<Family>& info) { return std::string(info.param.name); });
 
 }  // namespace

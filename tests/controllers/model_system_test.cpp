@@ -1,5 +1,5 @@
 // Controllers' render models in the eye images of the running library: where a model shows,
-// its moving parts, a load that takes many polls, and a model that never loads.
+// its moving parts, and a model that never loads.
 #include <cstring>
 
 #include "controller_support.h"
@@ -25,10 +25,9 @@ std::vector<std::pair<int, int>> Differences(const std::vector<std::uint8_t>& a,
 
 class ModelSystemTest : public ControllerHostTest {
 protected:
-    int Profile() const override { return profile; }
+    int Profile() const override { return SIMVR_PROFILE_VIVE; }
     void ConfigureRuntime() override {
         ControllerHostTest::ConfigureRuntime();
-        simvr_set_model_load_polls(loadPolls);
         if (!rightModel.empty()) {
             simvr_set_property_string(SIMVR_DEVICE_RIGHT_CONTROLLER, 1003, rightModel.c_str());
         }
@@ -55,8 +54,6 @@ protected:
         return false;
     }
 
-    int profile = SIMVR_PROFILE_VIVE;
-    int loadPolls = 2;
     std::string rightModel;
 };
 
@@ -89,33 +86,6 @@ TEST_F(ModelSystemTest, TheModelShowsAtItsPoseAndItsTriggerMoves) {
             EXPECT_LT(pixel.second, kViewEye / 2) << "row " << pixel.second;
         }
     }
-    ReleaseRenderLoop();
-}
-
-TEST_F(ModelSystemTest, ALoadOfManyPollsMovesOnInBothEyes) {
-    // The Rift's right controller has five parts, each answered "loading" 60 times.
-    profile = SIMVR_PROFILE_RIFT;
-    loadPolls = 60;
-    ResetAndStart();
-    ShowDarkSurround();
-    HoldRenderLoop();
-    const int callsBefore = simvr_get_model_load_calls(nullptr);
-    const std::uint64_t frameBefore = simvr_get_frame_index();
-    ReleaseRenderLoop();
-    Passes(3);
-    HoldRenderLoop();
-    const int calls = simvr_get_model_load_calls(nullptr) - callsBefore;
-    const std::uint64_t frames = simvr_get_frame_index() - frameBefore;
-    ASSERT_GT(frames, 0u);
-    // Both eyes poll each of the five parts once a frame; nothing is drawn meanwhile.
-    EXPECT_EQ(static_cast<std::uint64_t>(calls), 10 * frames);
-    EXPECT_FALSE(ControllerShows(0));
-    ReleaseRenderLoop();
-    // Thirty frames load the parts, thirty more the texture.
-    Passes(70);
-    HoldRenderLoop();
-    EXPECT_TRUE(ControllerShows(0));
-    EXPECT_TRUE(ControllerShows(1));
     ReleaseRenderLoop();
 }
 

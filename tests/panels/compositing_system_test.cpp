@@ -32,7 +32,7 @@ struct Surface {
 struct Placed {
     STN::Matrix4 transform;
     float halfWidth, halfHeight;
-    std::array<float, 4> rgba;  // 0 to 1, straight alpha
+    std::array<int, 4> rgba;
 };
 
 class CompositingTest : public RoomViewTest {
@@ -73,11 +73,7 @@ protected:
             panel->GetQuad()->SetVisible(true);
             panel->GetQuad()->Update(static_cast<std::uint32_t>(w), static_cast<std::uint32_t>(h),
                                      image);
-            placed.push_back(
-                {panel->GetTransform(),
-                 w * 0.0005f,
-                 h * 0.0005f,
-                 {s.rgba[0] / 255.0f, s.rgba[1] / 255.0f, s.rgba[2] / 255.0f, s.rgba[3] / 255.0f}});
+            placed.push_back({panel->GetTransform(), w * 0.0005f, h * 0.0005f, s.rgba});
         }
         Passes(2);
     }
@@ -131,14 +127,14 @@ protected:
                 return false;
             }
         }
-        for (int k = 0; k < 3; ++k) {
-            rgb[static_cast<std::size_t>(k)] = kBackdrop[static_cast<std::size_t>(k)] / 255.0f;
+        for (std::size_t k = 0; k < 3; ++k) {
+            rgb[k] = kBackdrop[k] / 255.0f;
         }
         for (int index : first) {
-            const std::array<float, 4>& c = placed[static_cast<std::size_t>(index)].rgba;
-            for (int k = 0; k < 3; ++k) {
-                float& value = rgb[static_cast<std::size_t>(k)];
-                value = c[static_cast<std::size_t>(k)] * c[3] + value * (1.0f - c[3]);
+            const std::array<int, 4>& c = placed[static_cast<std::size_t>(index)].rgba;
+            const float alpha = c[3] / 255.0f;
+            for (std::size_t k = 0; k < 3; ++k) {
+                rgb[k] = c[k] / 255.0f * alpha + rgb[k] * (1.0f - alpha);
             }
         }
         return true;
@@ -162,9 +158,8 @@ protected:
                 result.layered += surfaces >= 2 ? 1 : 0;
                 const std::uint8_t* got =
                     &image[(static_cast<std::size_t>(row) * kViewEye + column) * 4];
-                for (int k = 0; k < 3; ++k) {
-                    const int expected =
-                        static_cast<int>(rgb[static_cast<std::size_t>(k)] * 255.0f + 0.5f);
+                for (std::size_t k = 0; k < 3; ++k) {
+                    const int expected = static_cast<int>(rgb[k] * 255.0f + 0.5f);
                     result.worst = std::max(result.worst, std::abs(got[k] - expected));
                 }
             }

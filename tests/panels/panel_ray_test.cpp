@@ -101,22 +101,6 @@ TEST(PanelRayTest, PlacementMovesWhatTheRayFinds) {
     EXPECT_NEAR(a.y, 199.0f - 150.0f, 0.01f);
 }
 
-TEST(PanelRayTest, OffsetComesInWithTheNextRelativePlacementOnly) {
-    StaticPanel panel("Offset");
-    Matrix4 offset = Matrix4::Identity();
-    offset.Translate(0.5f, 0.0f, 0.0f);
-    panel.SetOffsetTransform(offset);
-    EXPECT_EQ(panel.GetTransform().m[12], 0.0f) << "the offset alone moves nothing";
-
-    Matrix4 place = Matrix4::Identity();
-    place.Translate(0.0f, 0.0f, -2.0f);
-    panel.SetTransform(place, false);
-    EXPECT_EQ(panel.GetTransform().m[12], 0.5f);
-    EXPECT_EQ(panel.GetTransform().m[14], -2.0f);
-    panel.SetTransform(place, true);
-    EXPECT_EQ(panel.GetTransform().m[12], 0.0f);
-}
-
 TEST(PanelRayTest, LimitKeepsPanelsAboveTheFloorAndBeforeTheScreenButNotOnTheLine) {
     StaticPanel panel("Limited");
     struct Case {
@@ -139,15 +123,17 @@ TEST(PanelRayTest, LimitKeepsPanelsAboveTheFloorAndBeforeTheScreenButNotOnTheLin
         EXPECT_NEAR(panel.GetTransform().m[13], c.expectedY, 1e-6f);
         EXPECT_NEAR(panel.GetTransform().m[14], c.expectedZ, 1e-5f);
     }
-    // The limit holds for the placement passed in; an offset may still carry the panel past it.
+    // An offset moves nothing until the next relative placement, and then may carry the panel
+    // past the limit, which holds for the placement passed in.
     Matrix4 down = Matrix4::Identity();
     down.Translate(0.0f, -1.0f, 0.0f);
     panel.SetOffsetTransform(down);
+    EXPECT_NEAR(panel.GetTransform().m[13], 0.2f, 1e-6f);
     Matrix4 place = Matrix4::Identity();
     place.Translate(0.0f, 0.5f, 0.0f);
     panel.SetTransform(place, false);
     EXPECT_NEAR(panel.GetTransform().m[13], -0.5f, 1e-6f);
-    // Switched off, placements are taken as they come.
+    // Switched off, placements are taken as they come; an absolute one leaves the offset out.
     panel.SetBoundsLimit(false, STN::Vector3{0.0f, 0.0f, 0.0f});
     panel.SetTransform(Matrix4::Identity().Translate(0.0f, -3.0f, -20.0f), true);
     EXPECT_EQ(panel.GetTransform().m[13], -3.0f);

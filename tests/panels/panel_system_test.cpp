@@ -33,14 +33,8 @@ boost::shared_ptr<QuadFrame> Image(int width, int height, Paint paint,
                                    std::vector<std::uint8_t>& storage) {
     storage.assign(static_cast<std::size_t>(width) * height * 4, 0);
     PaintBGRA(storage.data(), width, height, width * 4, paint);
-    boost::shared_ptr<QuadFrame> frame(new QuadFrame());
-    frame->width = width;
-    frame->height = height;
-    frame->pixelFormat = hostmediatypes::kPixelFormat_BGRA_4444_8u;
-    frame->reserved = 0;
-    frame->rowBytes = width * 4;
-    frame->pixels = storage.data();
-    return frame;
+    return boost::shared_ptr<QuadFrame>(new QuadFrame{
+        width, height, hostmediatypes::kPixelFormat_BGRA_4444_8u, 0, width * 4, storage.data()});
 }
 
 // Quarters of the panel: red top left, green top right, blue bottom left, white bottom right.
@@ -61,12 +55,11 @@ protected:
         Show(UniformFrame(8, 4, kBackdrop));
     }
 
-    PanelRef Create(const std::string& name, bool depthComposited = false,
-                    std::uint32_t drawOrder = 100) {
+    // A panel blended in draw order, made on the render thread.
+    PanelRef Create(const std::string& name, std::uint32_t drawOrder = 100) {
         PanelRef panel;
-        OnRenderThread([&] {
-            panel = service->GetPanelManager()->CreatePanel(name, 1.0f, depthComposited, drawOrder);
-        });
+        OnRenderThread(
+            [&] { panel = service->GetPanelManager()->CreatePanel(name, 1.0f, false, drawOrder); });
         return panel;
     }
     // Centred `kDistance` ahead of the eyes, facing them.
@@ -90,7 +83,7 @@ protected:
     // A panel of one colour, shown ahead of the eyes.
     PanelRef ShownAhead(const std::string& name, const std::vector<int>& colour,
                         std::uint32_t drawOrder = 100) {
-        const PanelRef panel = Create(name, false, drawOrder);
+        const PanelRef panel = Create(name, drawOrder);
         PlaceAhead(panel);
         Fill(panel->GetQuad(), colour);
         ShowQuad(panel->GetQuad());
@@ -339,7 +332,7 @@ TEST_F(PanelTest, BadImagesAndLateCallsLeaveThePanelsAndTheHostWhole) {
     boost::shared_ptr<QuadFrame> frame = Image(
         kPanelWidth, kPanelHeight, [](int, int) { return kRed; }, storage);
     std::vector<boost::shared_ptr<QuadFrame>> bad;
-    for (int i = 0; i < 5; ++i) {
+    for (int i = 0; i < 6; ++i) {
         bad.push_back(boost::shared_ptr<QuadFrame>(new QuadFrame(*frame)));
     }
     bad[0]->pixelFormat = hostmediatypes::kPixelFormat_GPU_BGRA_4444_32f;
@@ -348,7 +341,6 @@ TEST_F(PanelTest, BadImagesAndLateCallsLeaveThePanelsAndTheHostWhole) {
     bad[3]->rowBytes = bad[3]->width * 4 - 4;
     bad[4]->height = -5;
     // Rows of part of a pixel, and an image wider than GL takes, which only the texture knows.
-    bad.push_back(boost::shared_ptr<QuadFrame>(new QuadFrame(*frame)));
     bad[5]->rowBytes = bad[5]->width * 4 + 2;
     std::vector<std::uint8_t> wide(40000 * 4, 255);
     bad.push_back(boost::shared_ptr<QuadFrame>(new QuadFrame{
