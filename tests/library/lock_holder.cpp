@@ -1,7 +1,7 @@
-// A second host process for the machine-lock tests. It starts the library on its own device,
-// says "ready" (or "failed"), then answers commands on stdin, one a line:
-//   status  -> "initialized 0|1"
-//   quit    -> removes its client, which stops everything, and exits
+// A second host process for the machine-lock tests. It starts the library on its own device and
+// holds the headset until a line comes on its input: "stop" removes its client, which stops
+// everything, and exits with 0 when nothing runs any more; anything else, or the input's end,
+// ends the process at once, letting nothing go, as a crash would.
 #include <cstdio>
 #include <cstdlib>
 #include <iostream>
@@ -31,16 +31,11 @@ int main(int argc, char** argv) {
         return 1;
     }
     service->AddClient(7);
-    std::cout << "ready" << std::endl;
     std::string command;
-    while (std::getline(std::cin, command)) {
-        if (command == "status") {
-            std::cout << "initialized " << (service->IsInitialized() ? 1 : 0) << std::endl;
-        } else if (command == "quit") {
-            break;
-        }
+    std::getline(std::cin, command);
+    if (command != "stop") {
+        std::_Exit(3);
     }
     service->RemoveClient(7);
-    std::cout << "stopped " << (service->IsInitialized() ? 1 : 0) << std::endl;
-    return 0;
+    return service->IsInitialized() ? 1 : 0;
 }

@@ -7,8 +7,8 @@
 
 #include "picture_support.h"
 
-// The replacements below pair malloc with free; the compiler sees only the library's new and
-// the free inlined into a delete.
+// The replacements pair malloc with free (the array forms call them); the compiler sees only the
+// library's new and the free inlined into a delete.
 #pragma GCC diagnostic ignored "-Wmismatched-new-delete"
 
 namespace {
@@ -22,19 +22,10 @@ void* operator new(std::size_t size) {
     }
     throw std::bad_alloc();
 }
-void* operator new[](std::size_t size) {
-    return operator new(size);
-}
 void operator delete(void* memory) noexcept {
     std::free(memory);
 }
-void operator delete[](void* memory) noexcept {
-    std::free(memory);
-}
 void operator delete(void* memory, std::size_t) noexcept {
-    std::free(memory);
-}
-void operator delete[](void* memory, std::size_t) noexcept {
     std::free(memory);
 }
 

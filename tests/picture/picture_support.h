@@ -1,7 +1,6 @@
 // A host driving the library through its exported service on a device of the host stand-in,
 // with the simulated runtime reading each submitted eye back. The frames have one colour per
-// quarter of their width (red) and of their height (green), so that the colour at the centre of
-// an eye follows from the head's direction: straight ahead is the middle of the frame's width,
+// quarter of their width (red) and height (green): straight ahead is the middle of the width,
 // looking right moves towards u = 1, looking down towards v = 0 (the frame's first row).
 #pragma once
 
@@ -40,17 +39,10 @@ constexpr int kEyeSize = 64;
 constexpr int kFrameWidth = 16;
 constexpr int kFrameHeight = 8;
 
-inline int QuarterRed(int quarter) {
-    return 40 + 60 * quarter;
-}
-inline int QuarterGreen(int quarter) {
-    return 30 + 50 * quarter;
-}
-
 // R, G, B, A of the pattern at the frame's quarter (column, row); `marker` is the blue and
 // tells frames apart.
 inline std::vector<int> PatternColor(int columnQuarter, int rowQuarter, int marker) {
-    return {QuarterRed(columnQuarter), QuarterGreen(rowQuarter), marker, 255};
+    return {40 + 60 * columnQuarter, 30 + 50 * rowQuarter, marker, 255};
 }
 
 // Writes the R, G, B, A that `paint(x, y)` gives as 8-bit B, G, R, A texels (native ARGB words),
@@ -93,9 +85,8 @@ inline FrameRef PatternFrame(int marker, int width = kFrameWidth, int height = k
 }
 
 // A float B, G, R, A frame of the pattern in a buffer of `device`, with `rowBytes` (0: the
-// default). The 8-bit conversions of its values are exact. A device's frames come out turned
-// over against host-memory frames of the same rows (the read-back path shows it too), so the
-// buffer holds the pattern's rows last first: the eyes see the picture of PatternFrame.
+// default), its 8-bit conversions exact. Device frames come out turned over against host frames
+// of the same rows, so the buffer holds the rows last first: the eyes see PatternFrame's picture.
 inline FrameRef GpuPatternFrame(const boost::shared_ptr<GB::Device>& device, int marker,
                                 int width = kFrameWidth, int height = kFrameHeight,
                                 std::int32_t rowBytes = 0) {
@@ -142,7 +133,6 @@ inline std::vector<int> EyePixel(std::uint32_t eye, int x, int y) {
     return {rgba[0], rgba[1], rgba[2], rgba[3]};
 }
 
-// The centre pixel of an eye's last submitted image.
 inline std::vector<int> CentrePixel(std::uint32_t eye) {
     return EyePixel(eye, kEyeSize / 2, kEyeSize / 2);
 }
@@ -177,14 +167,12 @@ bool WaitUntil(Condition condition) {
     return condition();
 }
 
-// Head direction in the library's terms: degrees to the right and up (the runtime's yaw turns
-// left).
+// Head direction in degrees to the right and up (the runtime's yaw turns left).
 inline void Look(float rightDegrees, float upDegrees, float rollDegrees = 0.0f) {
     simvr_set_head_pose(-rightDegrees, upDegrees, rollDegrees, 0.0f, 0.0f, 0.0f);
 }
 
-// What the render thread told the host through the pose callback, and work the test hands the
-// render thread through it.
+// What the pose callback told the host, and work the test hands the render thread through it.
 struct PoseRecord {
     std::mutex mutex;
     int calls = 0;
@@ -320,11 +308,10 @@ protected:
         Passes(2);
     }
 
-    // Another thread sends the frames in turn all along while the host stops and starts the
-    // library: by removing its client, and every other time by letting go of the headset so that
-    // the deferred stop ends the run. Each run takes frames; while stopped they are refused, and
-    // never a crash, a hang or a frame into freed textures. `afterStop` looks at what each stop
-    // must have undone.
+    // Another thread sends the frames in turn while the host stops (by removing its client, or
+    // every other time by letting go so that the deferred stop ends the run) and starts again:
+    // each run takes frames, never a crash, a hang or a frame into freed textures. `afterStop`
+    // looks at what each stop must have undone.
     void SendWhileTheHostStopsAndStarts(const std::vector<FrameRef>& frames,
                                         const std::function<void()>& afterStop) {
         std::atomic<bool> done{false};

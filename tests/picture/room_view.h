@@ -40,10 +40,6 @@ protected:
         const float up = std::atan2(y - kEyeHeight, std::hypot(x, z)) * kDegrees;
         simvr_set_head_pose(-right, up, 0.0f, 0.0f, kEyeHeight, 0.0f);
     }
-    void LookAtAndWait(float x, float y, float z) {
-        LookAt(x, y, z);
-        Passes(2);
-    }
 
     // With the head looking straight ahead, the pixel of an eye that shows the point (x, y) of
     // the vertical plane `distance` metres ahead.
