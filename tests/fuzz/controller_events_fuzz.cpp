@@ -1,15 +1,13 @@
 // The controllers' event streams: what the event interpreters make of whatever a runtime says
 // about its controllers and whatever presses and poses reach them. Each input drives one
-// interpreter, bound through the real client path to the simulated runtime, through a script.
+// interpreter, bound through the real client path to the simulated runtime.
 //
-// The input: a first byte picks the family (1 + byte % 3: Vive, Windows Mixed Reality, Rift),
-// with bit 7 set the runtime plays another family's profile ((byte >> 2) % 4), and with bit 6
-// set every controller gets a listener as it is added. Then steps, each an operation byte and
-// its arguments (missing bytes read as zero): the runtime's devices change (added, connected or
-// not, roles, axis types, names, activity), presses and releases of any type, device and button
-// reach the interpreter, as do pose updates (repeated up to 256 times, so that silent
-// controllers are recovered), listeners come and go (one removes itself from inside its call),
-// and controllers pulse.
+// The input: a first byte picks the family (1 + byte % 3: Vive, Windows Mixed Reality, Rift);
+// with bit 7 set the runtime plays profile (byte >> 2) % 4 instead of the family's, with bit 6
+// every controller gets a listener as it is added. Then up to 256 steps, each an operation byte
+// and its arguments (see the loop below): the runtime's devices change, presses and poses
+// (repeated, so that silent controllers are recovered) reach the interpreter, listeners come and go
+// (one removes itself from inside its call), and controllers pulse.
 //
 // Whatever comes, the list of controllers only grows, each is of the interpreter's family with
 // a known hand value, a device index the interpreter accepts (or none, once recovered) that no
@@ -38,75 +36,60 @@
 
 namespace {
 
+using fuzzinput::Check;
 using STN::ControllerManager;
-using STN::IControllerManager;
 using STN::Matrix4;
+using Controller = boost::shared_ptr<STN::IControllerManager>;
 
 const std::uint32_t kNoDevice = 0xFFFFFFFFu;
 // The highest device index the interpreters take.
 const std::uint32_t kMaxDevice = 100;
 
-void Check(bool condition, const char* what) {
-    fuzzinput::Check(condition, "controller_events_fuzz", what);
-}
-
-// Checks each call against the controller it was given to; may take itself off in its next call.
+// Checks each call against the controller it was given to. Mode % 3 == 2 takes it off in its
+// first call (the library calls a copy, so it may go then); mode bit 2 takes presses up.
 class Listener final : public STN::IControllerListener {
 public:
-    Listener(IControllerManager* owner, bool leaveOnCall, bool takeUp)
-        : owner(owner), leaveOnCall(leaveOnCall), takeUp(takeUp) {}
-    void OnButtonUp(const boost::shared_ptr<IControllerManager>& controller, std::uint32_t button,
-                    const Matrix4&) override {
-        Heard(controller, button);
+    Listener(STN::IControllerManager* owner, std::uint8_t mode) : owner(owner), mode(mode) {}
+    void OnButtonUp(const Controller& c, std::uint32_t button, const Matrix4&) override {
+        Heard(c, button);
     }
-    bool OnButtonDown(const boost::shared_ptr<IControllerManager>& controller, std::uint32_t button,
-                      const Matrix4&) override {
-        Heard(controller, button);
-        return takeUp;
+    bool OnButtonDown(const Controller& c, std::uint32_t button, const Matrix4&) override {
+        Heard(c, button);
+        return (mode & 4) != 0;
     }
-    void OnPoseUpdate(const boost::shared_ptr<IControllerManager>& controller, bool,
-                      const Matrix4&) override {
-        Check(controller.get() == owner, "a pose for another controller");
-        Leave(controller);
+    void OnPoseUpdate(const Controller& c, bool, const Matrix4&) override {
+        Check(c.get() == owner, "a pose for another controller");
+        Leave(c);
     }
-    std::vector<Matrix4> GetPointerMatrices(const boost::shared_ptr<IControllerManager>&,
-                                            const Matrix4&) override {
+    std::vector<Matrix4> GetPointerMatrices(const Controller&, const Matrix4&) override {
         return {};
     }
 
 private:
-    void Heard(const boost::shared_ptr<IControllerManager>& controller, std::uint32_t button) {
-        Check(controller.get() == owner, "a button of another controller");
+    void Heard(const Controller& c, std::uint32_t button) {
+        Check(c.get() == owner, "a button of another controller");
         Check(button <= STN::kControllerButtonSecondary, "a button value out of range");
-        const std::uint32_t hand = controller->GetHand();
+        const std::uint32_t hand = c->GetHand();
         Check(hand == STN::kHandLeft || hand == STN::kHandRight, "a button from no hand");
-        Leave(controller);
+        Leave(c);
     }
-    void Leave(const boost::shared_ptr<IControllerManager>& controller) {
-        if (leaveOnCall) {
-            // This object may go with the call; nothing of it is touched afterwards.
-            controller->SetListener(boost::shared_ptr<STN::IControllerListener>());
+    void Leave(const Controller& c) {
+        if (mode % 3 == 2) {
+            c->SetListener(boost::shared_ptr<STN::IControllerListener>());
         }
     }
-    IControllerManager* owner;
-    bool leaveOnCall;
-    bool takeUp;
+    STN::IControllerManager* owner;
+    std::uint8_t mode;
 };
 
-void Listen(const boost::shared_ptr<IControllerManager>& controller, std::uint8_t mode) {
-    if (mode % 3 == 0) {
-        controller->SetListener(boost::shared_ptr<STN::IControllerListener>());
-        return;
-    }
-    controller->SetListener(
-        boost::make_shared<Listener>(controller.get(), mode % 3 == 2, (mode & 4) != 0));
+void Listen(const Controller& controller, std::uint8_t mode) {
+    controller->SetListener(mode % 3 == 0 ? boost::shared_ptr<STN::IControllerListener>()
+                                          : boost::make_shared<Listener>(controller.get(), mode));
 }
 
 class ListenToNewControllers final : public STN::IControllerAddedCallback {
 public:
-    void OnControllerAdded(boost::shared_ptr<IControllerManager> controller) override {
-        Listen(controller, 1);
-    }
+    void OnControllerAdded(Controller controller) override { Listen(controller, 1); }
 };
 
 // The runtime connection, made once: loading the runtime is slow next to one input.
@@ -127,30 +110,19 @@ void RemoveHome() {
 // any index at all.
 std::uint32_t Device(fuzzinput::Reader& in) {
     const std::uint8_t b = in.Byte();
-    if (b < 200) {
-        return b % 20u;
-    }
-    if (b < 250) {
-        return 90u + (b - 200u) % 15u;
-    }
-    return in.Word();
+    return b < 200 ? b % 20u : b < 250 ? 90u + (b - 200u) % 15u : in.Word();
 }
 
 Matrix4 Pose(fuzzinput::Reader& in) {
     Matrix4 pose = Matrix4::Identity();
-    switch (in.Byte() % 3) {
-        case 1: {
-            // Read in order: the order a call's arguments are worked out in is the compiler's.
-            float offset[3];
-            in.Floats(offset);
-            pose.Translate(offset[0], offset[1], offset[2]);
-            break;
-        }
-        case 2:
-            in.Floats(pose.m);
-            break;
-        default:
-            break;
+    const int kind = in.Byte() % 3;
+    if (kind == 1) {
+        // Read in order: the order a call's arguments are worked out in is the compiler's.
+        float offset[3];
+        in.Floats(offset);
+        pose.Translate(offset[0], offset[1], offset[2]);
+    } else if (kind == 2) {
+        in.Floats(pose.m);
     }
     return pose;
 }
@@ -175,23 +147,14 @@ vr::ETrackedDeviceProperty StringProperty(std::uint8_t b) {
     return kProperties[b % 4];
 }
 
-boost::shared_ptr<ControllerManager> Listed(const STN::IEventInterpreter& interpreter,
-                                            std::uint8_t b, std::size_t count) {
-    return count == 0 ? boost::shared_ptr<ControllerManager>()
-                      : interpreter.GetController(static_cast<std::uint32_t>(b % count));
-}
-
 // The list's invariants; returns its length.
 std::size_t CheckList(const STN::IEventInterpreter& interpreter, std::uint32_t family,
                       std::size_t before) {
     std::set<std::uint32_t> devices;
     std::size_t count = 0;
-    for (;; ++count) {
-        const boost::shared_ptr<ControllerManager> c =
-            interpreter.GetController(static_cast<std::uint32_t>(count));
-        if (!c) {
-            break;
-        }
+    while (const boost::shared_ptr<ControllerManager> c =
+               interpreter.GetController(static_cast<std::uint32_t>(count))) {
+        ++count;
         const std::uint32_t device = c->deviceIndex.load();
         if (device != kNoDevice) {
             Check(device <= kMaxDevice, "a controller of a device the interpreter refuses");
@@ -216,10 +179,7 @@ std::size_t CheckList(const STN::IEventInterpreter& interpreter, std::uint32_t f
 extern "C" int LLVMFuzzerInitialize(int*, char***) {
     home = simvr::MakeTempDirectory("stn-controller-fuzz-");
     std::string error;
-    if (home.empty() || !simvr::InstallVrPathFile(home, &error)) {
-        std::fprintf(stderr, "controller_events_fuzz: no runtime: %s\n", error.c_str());
-        std::abort();
-    }
+    Check(!home.empty() && simvr::InstallVrPathFile(home, &error), "no runtime", error);
     // The runtime's state is made on first use and torn down at exit in the reverse order:
     // made before the handler is registered, it is still there when the handler ends the
     // connection.
@@ -227,28 +187,25 @@ extern "C" int LLVMFuzzerInitialize(int*, char***) {
     std::atexit(RemoveHome);
     openVR = STN::OpenVRManager::Instance();
     vr::EVRInitError initError = vr::VRInitError_None;
-    if (!openVR->Init(initError)) {
-        std::fprintf(stderr, "controller_events_fuzz: Init failed with %d\n",
-                     static_cast<int>(initError));
-        std::abort();
-    }
+    Check(openVR->Init(initError), "Init failed", std::to_string(initError));
     return 0;
 }
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    struct Family {
+        std::uint32_t controllers;
+        int profile;
+    };
+    static const Family kFamilies[] = {{STN::kControllerFamilyVive, SIMVR_PROFILE_VIVE},
+                                       {STN::kControllerFamilyWindowsMR, SIMVR_PROFILE_WINDOWS_MR},
+                                       {STN::kControllerFamilyRift, SIMVR_PROFILE_RIFT}};
     fuzzinput::Reader in(data, size);
     const std::uint8_t header = in.Byte();
-    const std::uint32_t family = 1u + header % 3u;
-    // The controllers' family constants of the Vive, Windows MR and Rift interpreters.
-    const std::uint32_t controllerFamily = family == 1   ? STN::kControllerFamilyVive
-                                           : family == 2 ? STN::kControllerFamilyWindowsMR
-                                                         : STN::kControllerFamilyRift;
-    const int matching = family == 1   ? SIMVR_PROFILE_VIVE
-                         : family == 2 ? SIMVR_PROFILE_WINDOWS_MR
-                                       : SIMVR_PROFILE_RIFT;
-    simvr_set_profile((header & 0x80) != 0 ? (header >> 2) % 4 : matching);
+    const Family& family = kFamilies[header % 3];
+    simvr_set_profile((header & 0x80) != 0 ? (header >> 2) % 4 : family.profile);
 
-    boost::shared_ptr<STN::IEventInterpreter> interpreter = STN::CreateEventInterpreter(family);
+    boost::shared_ptr<STN::IEventInterpreter> interpreter =
+        STN::CreateEventInterpreter(1u + header % 3u);
     Check(interpreter != nullptr, "no interpreter for a family");
     interpreter->Bind(openVR);
     if ((header & 0x40) != 0) {
@@ -256,97 +213,75 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     }
 
     std::size_t count = 0;
+    const auto listed = [&](std::uint8_t b) {
+        return count == 0 ? boost::shared_ptr<ControllerManager>()
+                          : interpreter->GetController(static_cast<std::uint32_t>(b % count));
+    };
     for (int step = 0; step < 256 && !in.AtEnd(); ++step) {
-        switch (in.Byte() % 11) {
-            case 0:
-                simvr_add_controller(in.Byte() % 4);
-                break;
-            case 1: {
-                const std::uint32_t device = Device(in);
-                simvr_set_device_connected(device, in.Byte() & 1);
-                break;
+        const std::uint8_t operation = in.Byte() % 11;
+        if (operation == 0) {
+            simvr_add_controller(in.Byte() % 4);
+        } else if (operation == 6) {
+            // A press, release, touch, untouch or any event type, of a button or any value.
+            static const std::uint32_t kTypes[] = {
+                vr::VREvent_ButtonPress, vr::VREvent_ButtonUnpress, vr::VREvent_ButtonTouch,
+                vr::VREvent_ButtonUntouch};
+            const std::uint8_t kind = in.Byte();
+            vr::VREvent_t event = {};
+            event.eventType = kind % 5 < 4 ? kTypes[kind % 5] : in.Word();
+            event.trackedDeviceIndex = Device(in);
+            event.data.controller.button = (kind & 0x80) != 0 ? in.Word() : in.Byte() % 64u;
+            const Matrix4 pose = Pose(in);
+            interpreter->HandleButtonEvent(event, pose, State(in));
+        } else if (operation == 8) {
+            const boost::shared_ptr<ControllerManager> c = listed(in.Byte());
+            const std::uint8_t mode = in.Byte();
+            if (c) {
+                Listen(c, mode);
             }
-            case 2: {
-                const std::uint32_t device = Device(in);
-                simvr_set_controller_role(device, static_cast<std::int8_t>(in.Byte()));
-                break;
+        } else if (operation == 9) {
+            const boost::shared_ptr<ControllerManager> c = listed(in.Byte());
+            const std::uint8_t repeats = in.Byte() % 3;
+            const std::uint32_t duration = in.Word();
+            const std::uint8_t interval = in.Byte() % 3;
+            const std::uint32_t axis = in.Byte();
+            if (c) {
+                // The pulses run on the host stand-in's worker pool, whose workers may still
+                // hold a finished job's wrapper when the input ends; the per-input leak check
+                // would count it. Leaks of the pulse path are the soak's and the suites'.
+                __lsan::ScopedDisabler pulsesFinishOnTheirOwn;
+                c->TriggerHapticPulse(repeats, duration, interval, axis);
             }
-            case 3: {
-                const std::uint32_t device = Device(in);
-                const int axis = vr::Prop_Axis0Type_Int32 + in.Byte() % 5;
-                simvr_set_property_int32(device, axis, static_cast<std::int8_t>(in.Byte()));
-                break;
-            }
-            case 4: {
-                const std::uint32_t device = Device(in);
-                const vr::ETrackedDeviceProperty property = StringProperty(in.Byte());
+        } else {
+            // The rest work on a device: of the runtime, or a pose update (7).
+            const std::uint32_t device = Device(in);
+            const std::uint8_t b = in.Byte();
+            if (operation == 1) {
+                simvr_set_device_connected(device, b & 1);
+            } else if (operation == 2) {
+                simvr_set_controller_role(device, static_cast<std::int8_t>(b));
+            } else if (operation == 3) {
+                simvr_set_property_int32(device, vr::Prop_Axis0Type_Int32 + b % 5,
+                                         static_cast<std::int8_t>(in.Byte()));
+            } else if (operation == 4) {
                 std::string value(in.Byte() % 24u, ' ');
                 for (char& c : value) {
                     c = static_cast<char>(in.Byte() | 1u);
                 }
-                simvr_set_property_string(device, property, value.c_str());
-                break;
-            }
-            case 5: {
-                const std::uint32_t device = Device(in);
-                simvr_remove_property(device, StringProperty(in.Byte()));
-                break;
-            }
-            case 6: {
-                static const std::uint32_t kTypes[] = {
-                    vr::VREvent_ButtonPress, vr::VREvent_ButtonUnpress, vr::VREvent_ButtonTouch,
-                    vr::VREvent_ButtonUntouch};
-                const std::uint8_t kind = in.Byte();
-                vr::VREvent_t event = {};
-                event.eventType = kind % 5 < 4 ? kTypes[kind % 5] : in.Word();
-                event.trackedDeviceIndex = Device(in);
-                event.data.controller.button = (kind & 0x80) != 0 ? in.Word() : in.Byte() % 64u;
-                const Matrix4 pose = Pose(in);
-                interpreter->HandleButtonEvent(event, pose, State(in));
-                break;
-            }
-            case 7: {
-                const std::uint32_t device = Device(in);
-                const bool valid = (in.Byte() & 1) != 0;
+                simvr_set_property_string(device, StringProperty(b), value.c_str());
+            } else if (operation == 5) {
+                simvr_remove_property(device, StringProperty(b));
+            } else if (operation == 7) {
                 const Matrix4 pose = Pose(in);
                 const vr::VRControllerState_t state = State(in);
                 for (int times = 1 + in.Byte(); times > 0; --times) {
-                    interpreter->UpdateController(device, valid, pose, state);
+                    interpreter->UpdateController(device, (b & 1) != 0, pose, state);
                 }
-                break;
-            }
-            case 8: {
-                const boost::shared_ptr<ControllerManager> c =
-                    Listed(*interpreter, in.Byte(), count);
-                const std::uint8_t mode = in.Byte();
-                if (c) {
-                    Listen(c, mode);
-                }
-                break;
-            }
-            case 9: {
-                const boost::shared_ptr<ControllerManager> c =
-                    Listed(*interpreter, in.Byte(), count);
-                const std::uint8_t repeats = in.Byte() % 3;
-                const std::uint32_t duration = in.Word();
-                const std::uint8_t interval = in.Byte() % 3;
-                const std::uint32_t axis = in.Byte();
-                if (c) {
-                    // The pulses run on the host stand-in's worker pool, whose workers may still
-                    // hold a finished job's wrapper when the input ends; the per-input leak check
-                    // would count it. Leaks of the pulse path are the soak's and the suites'.
-                    __lsan::ScopedDisabler pulsesFinishOnTheirOwn;
-                    c->TriggerHapticPulse(repeats, duration, interval, axis);
-                }
-                break;
-            }
-            default: {
-                const std::uint32_t device = Device(in);
-                simvr_set_activity_level(device, in.Byte() % 5 - 1);
-                break;
+            } else {
+                simvr_set_activity_level(device, b % 5 - 1);
             }
         }
-        count = CheckList(*interpreter, controllerFamily, count);
+        count = CheckList(*interpreter, family.controllers, count);
     }
     // The controllers wait for their pulses as they go.
     interpreter.reset();

@@ -41,6 +41,7 @@
 
 namespace {
 
+using fuzzinput::Check;
 using hostcore::classref::InterfaceID;
 using hostcore::classref::InterfaceRef;
 using hostcore::classref::RefCountedObject;
@@ -54,20 +55,15 @@ constexpr std::size_t kDeviceMemory = 16u << 20;
 // is read for it).
 constexpr std::uint32_t kMaxTextureSize = 32768;
 
-void Check(bool condition, const char* what) {
-    fuzzinput::Check(condition, "frame_upload_fuzz", what);
-}
-
 // Memory blocks of known size: what a device's buffers and pinned host buffers are to it.
 class Blocks {
 public:
     void* Allocate(std::size_t bytes) {
-        if (bytes == 0 || bytes > kDeviceMemory) {
-            return nullptr;
-        }
-        void* block = std::malloc(bytes);
+        void* block = bytes == 0 || bytes > kDeviceMemory ? nullptr : std::malloc(bytes);
         std::lock_guard<std::mutex> lock(mutex);
-        sizes[block] = bytes;
+        if (block != nullptr) {
+            sizes[block] = bytes;
+        }
         return block;
     }
     void Free(void* block) {
@@ -86,24 +82,18 @@ private:
     std::map<void*, std::size_t> sizes;
 };
 
-class DoneEvent : public GB::CompletionEvent {
-public:
-    bool IsComplete() const override { return true; }
-    bool Wait() override { return true; }
-};
-
-// The device's buffers and its pinned host buffers.
 Blocks buffers;
 Blocks pinned;
 
-// A device whose buffers are host memory, with the bounds checks a compute API makes.
-class HostMemoryCompute : public GB::ComputeContext {
+// A device whose buffers and pinned host buffers are host memory, with the bounds checks a
+// compute API makes. Its copies are done when they return.
+class HostMemoryDevice : public GB::ComputeContext,
+                         public GB::HostBufferAllocator,
+                         public GB::HostBufferMapper {
 public:
     void* GetQueue() const override { return nullptr; }
     void* GetNativeContext() const override { return nullptr; }
-    boost::shared_ptr<GB::CompletionEvent> CreateCompletionEvent() override {
-        return boost::make_shared<DoneEvent>();
-    }
+    boost::shared_ptr<GB::CompletionEvent> CreateCompletionEvent() override { return {}; }
     void* AllocateBuffer(std::size_t bytes) override { return buffers.Allocate(bytes); }
     void FreeBuffer(void* buffer) override { buffers.Free(buffer); }
     int CopyHostToBuffer(const void* source, void* buffer, std::size_t bytes,
@@ -134,38 +124,20 @@ public:
                           std::int32_t, bool, bool) override {
         return GB::kResult_Unsupported;
     }
-};
-
-class PinnedAllocator : public GB::HostBufferAllocator {
-public:
     void* Allocate(std::size_t bytes) override { return pinned.Allocate(bytes); }
     void Free(void* hostBuffer) override { pinned.Free(hostBuffer); }
-};
-
-class PinnedMapper : public GB::HostBufferMapper {
-public:
     void* Map(void* hostBuffer) override { return hostBuffer; }
     void Unmap(void*, void*) override {}
 };
 
 boost::shared_ptr<GB::Device> device;
 
-GB::Device* MakeDevice() {
-    GB::Device::Parts parts;
-    parts.name = "host memory";
-    parts.compute = boost::make_shared<HostMemoryCompute>();
-    parts.allocator = boost::make_shared<PinnedAllocator>();
-    parts.mapper = boost::make_shared<PinnedMapper>();
-    return new GB::Device(GB::kDeviceKind_OpenCL, std::move(parts));
-}
-
 // A frame with whatever values the input gives, as a host's own frame could have.
-class OwnFrameInterfaces : public MF::IVideoFrame,
-                           public VF::IVideoFrameMemoryAccess,
-                           public VF::IVideoFrame2DPixelMemoryAccess,
-                           public VF::IGPUVideoFrameMemoryAccess {};
-
-class OwnFrame : public RefCountedObject, public OwnFrameInterfaces {
+class OwnFrame : public RefCountedObject,
+                 public MF::IVideoFrame,
+                 public VF::IVideoFrameMemoryAccess,
+                 public VF::IVideoFrame2DPixelMemoryAccess,
+                 public VF::IGPUVideoFrameMemoryAccess {
 public:
     HOSTCORE_IMPLEMENT_REFCOUNT
 
@@ -175,18 +147,17 @@ public:
         bounds.width = width;
         bounds.height = height;
         if (onDevice) {
-            memory = device->GetComputeContext()->AllocateBuffer(size);
-            if (memory != nullptr) {
-                device->GetComputeContext()->CopyHostToBuffer(bytes, memory, size, GB::kCopy_Wait);
-            }
+            memory = buffers.Allocate(size);
         } else if (withPixels && size != 0) {
             memory = std::malloc(size);
+        }
+        if (memory != nullptr) {
             std::memcpy(memory, bytes, size);
         }
     }
     ~OwnFrame() override {
         if (onDevice && memory != nullptr) {
-            device->GetComputeContext()->FreeBuffer(memory);
+            buffers.Free(memory);
         } else {
             std::free(memory);
         }
@@ -210,9 +181,6 @@ public:
         return found;
     }
     std::int32_t QueryFrameInterface(const InterfaceID& id, void** out) const override {
-        if (out == nullptr) {
-            return MF::kFrameResult_InvalidArgument;
-        }
         *out = QueryInterface(id);
         return *out != nullptr ? MF::kFrameResult_OK : MF::kFrameResult_NoInterface;
     }
@@ -249,21 +217,15 @@ private:
 };
 
 PixelFormat SelectFormat(std::uint8_t selector, std::uint64_t raw) {
+    using namespace hostmediatypes;
     static const PixelFormat kNamed[] = {
-        hostmediatypes::kPixelFormat_ARGB_4444_8u,
-        hostmediatypes::kPixelFormat_BGRA_4444_8u,
-        hostmediatypes::kPixelFormat_RGBA_4444_8u,
-        hostmediatypes::kPixelFormat_GPU_BGRA_4444_16f,
-        hostmediatypes::kPixelFormat_GPU_BGRX_4444_16f,
-        hostmediatypes::kPixelFormat_GPU_BGRA_4444_32f,
-        hostmediatypes::kPixelFormat_GPU_BGRX_4444_32f,
-        hostmediatypes::kPixelFormat_GPU_UV_32f,
-        hostmediatypes::kPixelFormat_RGB_444_12u_PQ_709,
-        hostmediatypes::kPixelFormat_RGB_444_12u_PQ_P3,
-        hostmediatypes::kPixelFormat_RGB_444_12u_PQ_2020,
-        hostmediatypes::kPixelFormat_RGB_444_10u_HLG,
-        hostmediatypes::kPixelFormat_RGB_444_12u_HLG,
-    };
+        kPixelFormat_ARGB_4444_8u,        kPixelFormat_BGRA_4444_8u,
+        kPixelFormat_RGBA_4444_8u,        kPixelFormat_GPU_BGRA_4444_16f,
+        kPixelFormat_GPU_BGRX_4444_16f,   kPixelFormat_GPU_BGRA_4444_32f,
+        kPixelFormat_GPU_BGRX_4444_32f,   kPixelFormat_GPU_UV_32f,
+        kPixelFormat_RGB_444_12u_PQ_709,  kPixelFormat_RGB_444_12u_PQ_P3,
+        kPixelFormat_RGB_444_12u_PQ_2020, kPixelFormat_RGB_444_10u_HLG,
+        kPixelFormat_RGB_444_12u_HLG};
     return selector < sizeof(kNamed) / sizeof(kNamed[0]) ? kNamed[selector]
                                                          : PixelFormat::FromValue(raw);
 }
@@ -392,35 +354,26 @@ class ContextStandIn : public STN::IGraphicsContext {
     void DestroyContext() override {}
 };
 
-// Where the frame's rows are, as the frame says and independently of the upload: row r (top
-// first) of a host frame at top + r * rowBytes; row r of a GPU frame's buffer (kept bottom row
-// first) at top + r * rowBytes, which the read-back copies as it is. All inside [begin, end).
-struct FrameRows {
+// Takes the frame through the library's upload and checks what the texture received: each of
+// its rows is the frame's row, read from inside the frame's memory. As the frame says, and
+// independently of the upload, row r (top first) of a host frame, or of a GPU frame's buffer
+// (kept bottom row first, which the read-back copies as it is), is at top + r * rowBytes, inside
+// [begin, end).
+void Upload(const FrameRef& frame, const OwnFrame* own) {
+    const std::int64_t rowBytes =
+        frame.QueryInterface<VF::IVideoFrame2DPixelMemoryAccess>()->GetRowBytes();
     const std::uint8_t* top = nullptr;
-    std::int64_t rowBytes = 0;
     const std::uint8_t* begin = nullptr;
     const std::uint8_t* end = nullptr;
-};
-
-FrameRows RowsOf(const FrameRef& frame, const OwnFrame* own) {
-    FrameRows rows;
-    rows.rowBytes = frame.QueryInterface<VF::IVideoFrame2DPixelMemoryAccess>()->GetRowBytes();
     if (const auto gpu = frame.QueryInterface<VF::IGPUVideoFrameMemoryAccess>()) {
-        rows.begin = rows.top = static_cast<const std::uint8_t*>(gpu->GetDeviceBuffer());
-        rows.end = rows.begin + buffers.SizeOf(gpu->GetDeviceBuffer());
+        begin = top = static_cast<const std::uint8_t*>(gpu->GetDeviceBuffer());
+        end = begin + buffers.SizeOf(gpu->GetDeviceBuffer());
     } else if (const auto memory = frame.QueryInterface<VF::IVideoFrameMemoryAccess>()) {
-        rows.top = static_cast<const std::uint8_t*>(memory->GetPixels());
+        top = static_cast<const std::uint8_t*>(memory->GetPixels());
         // A factory frame's memory starts at its top row; an own frame's is its block.
-        rows.begin = own != nullptr ? own->Block() : rows.top;
-        rows.end = rows.begin + memory->GetSizeInBytes();
+        begin = own != nullptr ? own->Block() : top;
+        end = begin + memory->GetSizeInBytes();
     }
-    return rows;
-}
-
-// Takes the frame through the library's upload and checks what the texture received: each of
-// its rows is the frame's row, read from inside the frame's memory.
-void Upload(const FrameRef& frame, const OwnFrame* own) {
-    const FrameRows source = RowsOf(frame, own);
     STN::UploadSynchronizer synchronizer;
     const auto texture = boost::make_shared<TextureStandIn>();
     synchronizer.videoTextures[synchronizer.backIndex] = texture;
@@ -441,20 +394,26 @@ void Upload(const FrameRef& frame, const OwnFrame* own) {
     for (std::uint32_t y = 0; y <= last; ++y) {
         // Host frames stored bottom up reach GL lowest row first and are flipped to show.
         const std::uint32_t r = !gpu && verticalFlip ? last - y : y;
-        const std::uint8_t* row = source.top + static_cast<std::int64_t>(r) * source.rowBytes;
+        const std::uint8_t* row = top + static_cast<std::int64_t>(r) * rowBytes;
         const std::vector<std::uint8_t>& received = texture->rows[y];
-        Check(row >= source.begin && row + received.size() <= source.end,
+        Check(row >= begin && row + received.size() <= end,
               "a frame was taken whose rows are not all in its memory");
         Check(std::memcmp(received.data(), row, received.size()) == 0,
               "a texture row is not the frame's row");
     }
-    Check(!verticalFlip || gpu || source.rowBytes < 0, "a frame stored top down was flipped");
+    Check(!verticalFlip || gpu || rowBytes < 0, "a frame stored top down was flipped");
 }
 
 }  // namespace
 
 extern "C" int LLVMFuzzerInitialize(int*, char***) {
-    device.reset(MakeDevice());
+    const auto memory = boost::make_shared<HostMemoryDevice>();
+    GB::Device::Parts parts;
+    parts.name = "host memory";
+    parts.compute = memory;
+    parts.allocator = memory;
+    parts.mapper = memory;
+    device = boost::make_shared<GB::Device>(GB::kDeviceKind_OpenCL, std::move(parts));
     return 0;
 }
 

@@ -1,8 +1,8 @@
-// Reading a fuzz input as a stream of little-endian values, stopping the run on a broken
-// invariant, and a scratch file for targets whose code reads files. Past the end of the input
-// every value reads as zero.
+// What the fuzz targets share: the input read as little-endian values (zero past its end), a
+// check that stops the run on a broken invariant, and the input as a file for readers of files.
 #pragma once
 
+#include <errno.h>
 #include <unistd.h>
 
 #include <cstddef>
@@ -14,16 +14,10 @@
 
 namespace fuzzinput {
 
-// Aborts with `what` (and `detail`, when given) when `condition` fails, so that libFuzzer keeps
-// the input.
-inline void Check(bool condition, const char* target, const char* what,
-                  const char* detail = nullptr) {
+// Aborts with `what` (and `detail`) when `condition` fails, so that libFuzzer keeps the input.
+inline void Check(bool condition, const char* what, const std::string& detail = std::string()) {
     if (!condition) {
-        if (detail != nullptr) {
-            std::fprintf(stderr, "%s: %s [%s]\n", target, what, detail);
-        } else {
-            std::fprintf(stderr, "%s: %s\n", target, what);
-        }
+        std::fprintf(stderr, "%s: %s [%s]\n", program_invocation_short_name, what, detail.c_str());
         std::abort();
     }
 }
@@ -67,30 +61,22 @@ private:
     std::size_t offset = 0;
 };
 
-// A file without a name, reached through its descriptor, so that nothing is left behind however
-// the run ends. In memory where there is a place for it: it is written for every input.
-class ScratchFile {
-public:
-    explicit ScratchFile(const char* target) : target(target) {
+// The path of a file that holds exactly these bytes. The file has no name and is reached through
+// its descriptor, so that nothing is left behind however the run ends; it is in memory where
+// there is a place for it, as it is written for every input.
+inline std::string AsFile(const std::uint8_t* data, std::size_t size) {
+    static const int descriptor = [] {
         std::string name = access("/dev/shm", W_OK) == 0 ? "/dev/shm" : "/tmp";
-        name = name + "/stereon-" + target + "-XXXXXX";
-        descriptor = mkstemp(&name[0]);
-        Check(descriptor >= 0, target, "cannot make the scratch file");
+        name = name + "/stereon-" + program_invocation_short_name + "-XXXXXX";
+        const int made = mkstemp(&name[0]);
+        Check(made >= 0, "cannot make the scratch file");
         unlink(name.c_str());
-        path = "/proc/self/fd/" + std::to_string(descriptor);
-    }
-    const std::string& Path() const { return path; }
-    // The file then holds exactly these bytes.
-    void Write(const std::uint8_t* data, std::size_t size) const {
-        Check(ftruncate(descriptor, 0) == 0 &&
-                  pwrite(descriptor, data, size, 0) == static_cast<ssize_t>(size),
-              target, "cannot write the scratch file");
-    }
-
-private:
-    const char* target;
-    int descriptor = -1;
-    std::string path;
-};
+        return made;
+    }();
+    Check(ftruncate(descriptor, 0) == 0 &&
+              pwrite(descriptor, data, size, 0) == static_cast<ssize_t>(size),
+          "cannot write the scratch file");
+    return "/proc/self/fd/" + std::to_string(descriptor);
+}
 
 }  // namespace fuzzinput

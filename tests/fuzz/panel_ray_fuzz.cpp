@@ -13,9 +13,7 @@
 
 namespace {
 
-void Check(bool condition, const char* what) {
-    fuzzinput::Check(condition, "panel_ray_fuzz", what);
-}
+using fuzzinput::Check;
 
 // A panel with nothing to draw: the ray test and the placement are the shared part's.
 class BarePanel : public STN::PanelBase {

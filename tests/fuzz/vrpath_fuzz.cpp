@@ -5,7 +5,6 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
-#include <memory>
 #include <string>
 #include <vector>
 
@@ -16,30 +15,16 @@
 
 namespace {
 
+using fuzzinput::Check;
 using stnvr::VRPathRegistry;
-namespace path_tools = stnvr::path_tools;
-
-std::unique_ptr<fuzzinput::ScratchFile> registryFile;
-
-void Check(bool condition, const char* what) {
-    fuzzinput::Check(condition, "vrpath_fuzz", what);
-}
 
 std::string FirstOf(const std::vector<std::string>& list) {
     return list.empty() ? std::string() : list.front();
 }
 
-void CheckRuntimeRoot(const std::string& runtime) {
-    const std::string root = path_tools::FixSlashes(runtime);
-    Check(root.size() == runtime.size(), "FixSlashes changed the length");
-    Check(root.find('\\') == std::string::npos, "FixSlashes left a backslash");
-    const std::string bin = stnvr::platform_paths::RuntimeBinaryDirectory(root);
-    Check(bin.compare(0, root.size(), root) == 0, "the binary directory is not under the root");
-    const std::string tail = "bin/linux64";
-    // An empty root gives "bin/linux64" itself; the loader never gets that far with one.
-    Check(
-        bin.size() >= tail.size() && bin.compare(bin.size() - tail.size(), tail.size(), tail) == 0,
-        "the binary directory is not bin/linux64");
+bool EndsWith(const std::string& text, const std::string& tail) {
+    return text.size() >= tail.size() &&
+           text.compare(text.size() - tail.size(), tail.size(), tail) == 0;
 }
 
 }  // namespace
@@ -49,31 +34,34 @@ extern "C" int LLVMFuzzerInitialize(int*, char***) {
     unsetenv("VR_OVERRIDE");
     unsetenv("VR_CONFIG_PATH");
     unsetenv("VR_LOG_PATH");
-    registryFile = std::make_unique<fuzzinput::ScratchFile>("vrpath_fuzz");
     return 0;
 }
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    const std::string text(reinterpret_cast<const char*>(data), size);
-
     VRPathRegistry registry;
-    const bool loaded = registry.LoadFromText(text);
+    const bool loaded =
+        registry.LoadFromText(std::string(reinterpret_cast<const char*>(data), size));
     if (!loaded) {
         Check(registry.RuntimePaths().empty() && registry.ConfigPaths().empty() &&
                   registry.LogPaths().empty() && registry.ExternalDrivers().empty(),
               "a refused registry kept paths");
     }
 
-    registryFile->Write(data, size);
     VRPathRegistry::Paths paths;
-    const bool read = VRPathRegistry::GetPaths(registryFile->Path(), paths);
-    Check(read == loaded, "the file and its text disagree on whether it is a registry");
+    Check(VRPathRegistry::GetPaths(fuzzinput::AsFile(data, size), paths) == loaded,
+          "the file and its text disagree on whether it is a registry");
     Check(paths.runtime == FirstOf(registry.RuntimePaths()), "runtime path differs");
     Check(paths.config == FirstOf(registry.ConfigPaths()), "config path differs");
     Check(paths.log == FirstOf(registry.LogPaths()), "log path differs");
 
     for (const std::string& runtime : registry.RuntimePaths()) {
-        CheckRuntimeRoot(runtime);
+        const std::string root = stnvr::path_tools::FixSlashes(runtime);
+        Check(root.size() == runtime.size(), "FixSlashes changed the length");
+        Check(root.find('\\') == std::string::npos, "FixSlashes left a backslash");
+        const std::string bin = stnvr::platform_paths::RuntimeBinaryDirectory(root);
+        Check(bin.compare(0, root.size(), root) == 0, "the binary directory is not under the root");
+        // An empty root gives "bin/linux64" itself; the loader never gets that far with one.
+        Check(EndsWith(bin, "bin/linux64"), "the binary directory is not bin/linux64");
     }
     return 0;
 }

@@ -27,25 +27,14 @@ file(REMOVE_RECURSE ${WORK_DIR})
 set(prefix ${WORK_DIR}/prefix)
 run(${CMAKE_COMMAND} --install ${BUILD_DIR} --prefix ${prefix})
 
+# What the host's build below does not already need: headers it does not include, and data.
 foreach(file
-        lib/cmake/Stereon/StereonConfig.cmake
-        lib/cmake/Stereon/StereonConfigVersion.cmake
-        lib/cmake/Stereon/StereonTargets.cmake
-        lib/pkgconfig/stereon.pc
-        include/stereon/IStereonService.h
-        include/stereon/StereonExports.h
-        include/stereon/StereonTypes.h
         include/stereon/IHMDManager.h
         include/stereon/IHMDListener.h
-        include/stereon/IPanel.h
-        include/stereon/IVRPanelManager.h
         include/stereon/IVRQuad.h
         include/stereon/IControllerManager.h
         include/stereon/IControllerListener.h
         include/stereon/IControllerFeedback.h
-        include/stereon/hostkit/hostvirtualui/vr/VRQuad.h
-        include/stereon/hostkit/GB/Device.h
-        include/stereon/hostkit/VF/VideoFrame.h
         include/stnvr/vr_client.h
         lib/Stereon/models/winmr/left/controller-left.obj
         lib/Stereon/models/winmr/right/controller-right.obj)
