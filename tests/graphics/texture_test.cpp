@@ -80,6 +80,13 @@ void DrainErrors() {
     }
 }
 
+void FillFromPixelBuffer(TextureOGL& texture, const std::vector<std::uint8_t>& bytes) {
+    glBindBuffer(GL_PIXEL_UNPACK_BUFFER, texture.GetPixelBuffer());
+    glBufferSubData(GL_PIXEL_UNPACK_BUFFER, 0, static_cast<GLsizeiptr>(bytes.size()), bytes.data());
+    glBindBuffer(GL_PIXEL_UNPACK_BUFFER, 0);
+    texture.UpdateFromPixelBuffer();
+}
+
 class TextureTest : public stereon::test::GlTest {
 protected:
     // Draws the texture over a target of the size, with the texture coordinates spanning
@@ -214,6 +221,40 @@ TEST_F(TextureTest, BadUploadsLeaveTheImageAsItWas) {
     texture.Upload(oddRows, hmt::kPixelFormat_RGBA_4444_8u, 9);
     DrainErrors();
     EXPECT_EQ(ReadTextureRGBA8(texture.GetTexture(), 2, 2), shown);
+}
+
+TEST_F(TextureTest, UnpackBufferRowsKeepTheUploadsRowLengthAndTheBuffersFormat) {
+    // 5 pixels wide: a buffer row is 64 bytes, more than the 20 an image row holds. Only the
+    // row length that Upload leaves on the context makes the buffer's rows line up. The last
+    // upload stored R, G, B, A rows as they were, or B, G, R, A rows with red and blue swapped;
+    // the buffer's rows must read right after either.
+    for (const hmt::PixelFormat uploaded :
+         {hmt::kPixelFormat_RGBA_4444_8u, hmt::kPixelFormat_BGRA_4444_8u}) {
+        SCOPED_TRACE(uploaded.Value());
+        TextureOGL texture("Video");
+        texture.Create(kNoDevice, 5, 2, hmt::kPixelFormat_RGBA_4444_8u);
+        std::vector<std::uint8_t> memory(128, 0);
+        texture.Upload(memory.data(), uploaded, 64);
+        // The buffer's own format decides the transfer: BGRA bytes into the RGBA texture.
+        texture.CreatePixelBuffer(hmt::kPixelFormat_BGRA_4444_8u);
+        ASSERT_EQ(texture.GetPixelBufferRowBytes(), 64u);
+        std::vector<std::uint8_t> expected;
+        for (std::size_t y = 0; y < 2; ++y) {
+            for (std::size_t i = 0; i < 64; ++i) {
+                memory[y * 64 + i] = i < 20 ? static_cast<std::uint8_t>(10 * y + i + 1) : 0xEE;
+            }
+            for (std::size_t i = 0; i < 20; i += 4) {
+                const std::uint8_t* bgra = &memory[y * 64 + i];
+                expected.insert(expected.end(), {bgra[2], bgra[1], bgra[0], bgra[3]});
+            }
+        }
+        FillFromPixelBuffer(texture, memory);
+        EXPECT_EQ(ReadTextureRGBA8(texture.GetTexture(), 5, 2), expected);
+
+        const GLuint buffer = texture.GetPixelBuffer();
+        texture.Release();
+        EXPECT_FALSE(glIsBuffer(buffer));
+    }
 }
 
 TEST_F(TextureTest, FiltersAndWrapModesSampleAsTheTablesSay) {

@@ -130,6 +130,25 @@ TEST_F(RuntimeLoad, RuntimeIsStillTheClientsWhileItCleansUp) {
 
 // The probe where no runtime is found is among the discovery cases, and the probe of a runtime
 // that fails the connection in the case above.
+TEST_F(RuntimeLoad, ErrorNamesComeFromTheRuntimeWhenOneIsLoaded) {
+    EXPECT_STREQ(vr::VR_GetVRInitErrorAsSymbol(vr::VRInitError_Init_PathRegistryNotFound),
+                 "VRInitError_Init_PathRegistryNotFound");
+    EXPECT_STREQ(
+        vr::VR_GetVRInitErrorAsEnglishDescription(vr::VRInitError_Init_VRClientDLLNotFound),
+        "vrclient Shared Lib Not Found (102)");
+    // 210 is a hole in the enumeration.
+    EXPECT_STREQ(vr::VR_GetVRInitErrorAsSymbol(static_cast<vr::EVRInitError>(210)),
+                 "Unknown error (210)");
+    EXPECT_STREQ(vr::VR_GetVRInitErrorAsEnglishDescription(static_cast<vr::EVRInitError>(-7)),
+                 "Unknown error (-7)");
+
+    WriteRegistry(RegistryFor(MakeRuntime("rt", FAKE_RUNTIME_OK)));
+    ASSERT_EQ(InitError(), vr::VRInitError_None);
+    EXPECT_STREQ(vr::VR_GetVRInitErrorAsSymbol(vr::VRInitError_None), "runtime's symbol");
+    EXPECT_STREQ(vr::VR_GetVRInitErrorAsEnglishDescription(vr::VRInitError_None),
+                 "runtime's description");
+}
+
 TEST_F(RuntimeLoad, PresenceProbeLoadsAsksAndUnloadsWithoutConnecting) {
     WriteRegistry(RegistryFor(MakeRuntime("rt", FAKE_RUNTIME_OK)));
     const uint32_t token = vr::VR_GetInitToken();
