@@ -139,4 +139,22 @@ TEST(PanelRayTest, LimitKeepsPanelsAboveTheFloorAndBeforeTheScreenButNotOnTheLin
     EXPECT_EQ(panel.GetTransform().m[13], -3.0f);
 }
 
+// A host's placement may be flat (a zero scale): its inverse must stay finite, or every ray
+// test and draw after it would work with NaNs. A flat 3x3 becomes identity with the translation
+// still undone; a singular matrix that is not affine becomes identity.
+TEST(Matrix4Test, SingularPartsBecomeIdentity) {
+    Matrix4 flat = Matrix4::Identity();
+    flat.At(2, 2) = 0.0f;
+    flat.Translate(1.0f, 2.0f, 3.0f);
+    Matrix4 expected = Matrix4::Identity();
+    expected.Translate(-1.0f, -2.0f, -3.0f);
+    Matrix4 zero = {{0, 0, 0, 1, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0}};
+    const Matrix4 flatInverse = flat.Inverse();
+    const Matrix4 zeroInverse = zero.Inverse();
+    for (int i = 0; i < 16; ++i) {
+        EXPECT_NEAR(flatInverse.m[i], expected.m[i], 1e-6f) << i;
+        EXPECT_EQ(zeroInverse.m[i], Matrix4::Identity().m[i]) << i;
+    }
+}
+
 }  // namespace
