@@ -71,9 +71,6 @@ struct InterfaceID {
         return true;
     }
 
-    // Lower-case 8-4-4-4-12 form.
-    std::string ToString() const;
-
     friend constexpr bool operator==(const InterfaceID& a, const InterfaceID& b) {
         for (int i = 0; i < 16; ++i) {
             if (a.bytes[i] != b.bytes[i]) {

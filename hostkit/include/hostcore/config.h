@@ -49,11 +49,8 @@ struct LoggedEvent {
 };
 
 // The logger is present unless switched off with SetPresent(false); Get() then returns an
-// empty pointer and nothing is logged. Logged events are kept in memory (Events, Clear) and,
-// when a file is set (SetOutputFile, or the environment variable STEREON_USAGE_LOG at first
-// use), appended to it as one JSON object a line:
-//   {"category":"STN","event":"vidariumvr_initialization","values":{"result":"Success",...}}
-// with the keys in the order they were set.
+// empty pointer and nothing is logged. Logged events are kept in memory (Events, Clear), where
+// the host reads them.
 class UsageLogger : public boost::enable_shared_from_this<UsageLogger> {
 public:
     static boost::shared_ptr<UsageLogger> Get();
@@ -65,12 +62,6 @@ public:
 
     std::vector<LoggedEvent> Events() const;
     void Clear();
-    // An empty path stops writing to a file. False when the file cannot be opened for appending.
-    bool SetOutputFile(const std::string& path);
-
-    // The JSON line written for an event, without the line end.
-    static std::string ToJsonLine(const LoggedEvent& event);
-
     UsageLogger(const UsageLogger&) = delete;
     UsageLogger& operator=(const UsageLogger&) = delete;
     ~UsageLogger();
@@ -82,7 +73,6 @@ private:
 
     mutable std::mutex mutex;
     std::vector<LoggedEvent> events;
-    std::string outputPath;
 };
 
 }  // namespace config

@@ -102,7 +102,6 @@ public:
     }
 };
 
-using SmallBlockString = std::basic_string<char, std::char_traits<char>, SmallBlockAllocator<char>>;
 template <class T>
 using SmallBlockVector = std::vector<T, SmallBlockAllocator<T>>;
 

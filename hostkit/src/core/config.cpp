@@ -3,9 +3,6 @@
 #include <boost/make_shared.hpp>
 
 #include <atomic>
-#include <cstdio>
-#include <cstdlib>
-#include <fstream>
 
 namespace hostcore {
 namespace config {
@@ -13,45 +10,6 @@ namespace config {
 namespace {
 
 std::atomic<bool> present{true};
-
-void AppendJsonString(std::string& out, const std::string& s) {
-    out += '"';
-    for (const char ch : s) {
-        const unsigned char c = static_cast<unsigned char>(ch);
-        switch (c) {
-            case '"':
-                out += "\\\"";
-                break;
-            case '\\':
-                out += "\\\\";
-                break;
-            case '\n':
-                out += "\\n";
-                break;
-            case '\r':
-                out += "\\r";
-                break;
-            case '\t':
-                out += "\\t";
-                break;
-            case '\b':
-                out += "\\b";
-                break;
-            case '\f':
-                out += "\\f";
-                break;
-            default:
-                if (c < 0x20) {
-                    char buf[8];
-                    std::snprintf(buf, sizeof buf, "\\u%04x", c);
-                    out += buf;
-                } else {
-                    out += ch;  // UTF-8 passes through as it is
-                }
-        }
-    }
-    out += '"';
-}
 
 }  // namespace
 
@@ -95,12 +53,7 @@ void UsageEvent::SetValue(const std::string& key, const std::string& value) {
     values.emplace_back(key, value);
 }
 
-UsageLogger::UsageLogger() {
-    const char* path = std::getenv("STEREON_USAGE_LOG");
-    if (path != nullptr) {
-        outputPath = path;
-    }
-}
+UsageLogger::UsageLogger() = default;
 
 UsageLogger::~UsageLogger() = default;
 
@@ -136,44 +89,8 @@ void UsageLogger::Clear() {
     events.clear();
 }
 
-bool UsageLogger::SetOutputFile(const std::string& path) {
-    std::lock_guard<std::mutex> lock(mutex);
-    outputPath = path;
-    if (path.empty()) {
-        return true;
-    }
-    std::ofstream probe(path, std::ios::app);
-    return static_cast<bool>(probe);
-}
-
-std::string UsageLogger::ToJsonLine(const LoggedEvent& event) {
-    std::string out = "{\"category\":";
-    AppendJsonString(out, event.category);
-    out += ",\"event\":";
-    AppendJsonString(out, event.name);
-    out += ",\"values\":{";
-    bool first = true;
-    for (const auto& kv : event.values) {
-        if (!first) {
-            out += ',';
-        }
-        first = false;
-        AppendJsonString(out, kv.first);
-        out += ':';
-        AppendJsonString(out, kv.second);
-    }
-    out += "}}";
-    return out;
-}
-
 void UsageLogger::Log(LoggedEvent event) {
     std::lock_guard<std::mutex> lock(mutex);
-    if (!outputPath.empty()) {
-        std::ofstream out(outputPath, std::ios::app);
-        if (out) {
-            out << ToJsonLine(event) << '\n';
-        }
-    }
     events.push_back(std::move(event));
 }
 
