@@ -1,5 +1,7 @@
 #include "VideoFramePanel.h"
 
+#include <atomic>
+
 #include "IGraphicsContext.h"
 #include "IMesh.h"
 #include "IShader.h"
@@ -20,6 +22,12 @@ bool Differs(const float a[4], const std::array<float, 4>& b) {
     }
     return false;
 }
+
+// The window whose values the video programs hold. The programs are the registry's, one for all
+// windows: a second window (a host may make two of the name) sets its own values on them, and
+// the first must set its own again before it draws. Only compared, never followed: a window
+// made at a freed one's address starts with its values to set anyway.
+std::atomic<const VideoFramePanel*> lastToSetValues{nullptr};
 
 }  // namespace
 
@@ -93,7 +101,7 @@ void VideoFramePanel::Draw(const Matrix4& viewProjection, const boost::shared_pt
     if (program != nullptr && videoMesh) {
         if (own) {
             program->Bind();
-            if (uniformsDirty) {
+            if (uniformsDirty || lastToSetValues.load() != this) {
                 program->SetUniform1i(kUniformEquirectTexture0, 0);
                 program->SetUniform1i(kUniformEquirectVerticalFlip, flipVertical ? 1 : 0);
                 program->SetUniform1i(kUniformEquirectRedBlueSwap, swapRedBlue ? 1 : 0);
@@ -107,6 +115,7 @@ void VideoFramePanel::Draw(const Matrix4& viewProjection, const boost::shared_pt
                                           static_cast<float>(videoTexture->GetHeight()));
                 }
                 uniformsDirty = false;
+                lastToSetValues = this;
             }
             if (context) {
                 context->SetBlending(true);

@@ -218,6 +218,18 @@ TEST_F(PanelTest, VideoWindowShowsTheLeftEyesPictureUnderTheHostsPixels) {
     EXPECT_TRUE(Near(PanelPixel(0, 0.225f, 0.05f), PatternColor(3, 2, 81), 2));
     ReleaseRenderLoop();
 
+    // A second window of the name, behind the viewer, which the scene does not feed: it sets
+    // its own values on the program both windows draw with, and the first still shows its frame.
+    const PanelRef second = Create("EquirectPanel_EquirectWindow");
+    PlaceAhead(second, 0.0f, 0.0f, 2.0f * kDistance);
+    Paint(second->GetQuad(), [](int, int) { return std::vector<int>{0, 0, 0, 0}; });
+    ShowQuad(second->GetQuad());
+    Passes(2);
+    HoldRenderLoop();
+    EXPECT_TRUE(Near(PanelPixel(0, -0.225f, -0.15f), PatternColor(0, 0, 81), 2));
+    ReleaseRenderLoop();
+    second->Shutdown();
+
     // A half-opaque panel drawn after the window (a smaller order), just in front of it, blends
     // over the video: the window leaves blending on for the panels after it.
     const PanelRef veil = ShownAhead("Veil", kWhite, 50);
