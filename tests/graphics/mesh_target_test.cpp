@@ -77,6 +77,13 @@ TEST_F(MeshTargetTest, TriangleInAFourSampleTargetResolvesWithAntialiasedEdge) {
         }
     }
     EXPECT_EQ(edgePixels, size);
+
+    // What the compositor gets: the resolved texture, in gamma space. The simulated runtime's
+    // read-back ignores the colour space, so only this sees a compositor told the wrong one.
+    const vr::Texture_t submitted = target.GetVRTexture();
+    EXPECT_EQ(reinterpret_cast<std::uintptr_t>(submitted.handle), target.GetResolveTexture());
+    EXPECT_EQ(submitted.eType, vr::TextureType_OpenGL);
+    EXPECT_EQ(submitted.eColorSpace, vr::ColorSpace_Gamma);
 }
 
 TEST_F(MeshTargetTest, TargetsAreRebuiltOnlyWhenTheirSizeChanges) {

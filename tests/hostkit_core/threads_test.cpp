@@ -96,7 +96,9 @@ TEST(RecursiveMutexTest, NestsAndReportsTextsToTheObserver) {
     });
     const bool heard = contended.Wait();
     m.Unlock();
-    EXPECT_FALSE(entered);  // still held once
+    // Still held once, by this thread and under its first text.
+    EXPECT_STREQ(m.OwnerText(), "VRPanelManager::Draw");
+    EXPECT_FALSE(entered);
     m.Unlock();
     other.join();
     SetLockObserver(LockObserver());

@@ -246,6 +246,17 @@ TEST_F(CopyToImageTest, SizeMismatchIsClippedOrRefused) {
     // A plain buffer is no image; a source too small is refused.
     EXPECT_LT(copy(0, buffer, true), 0);
     EXPECT_LT(copy(8, image, true), 0);
+    // The compute context's interop copy, which the upload of an unshared device frame ends
+    // with, clips the same way. A device that shares with GL would first acquire the image from
+    // GL, which this one is not.
+    if (!device->CanShareWithOpenGL()) {
+        cl_mem fresh = MakeImage(CL_UNORM_INT8, 2, 2);
+        ASSERT_EQ(device->GetComputeContext()->CopyBufferToInteropImage(
+                      buffer, 12, GB::kPixelFormat_BGRA_4444_8u, fresh, 2, 2),
+                  GB::kResult_OK);
+        EXPECT_EQ(ReadImage<std::uint8_t>(fresh, 2, 2),
+                  (Bytes{0, 0, 0, 255, 1, 0, 0, 255, 0, 1, 0, 255, 1, 1, 0, 255}));
+    }
 }
 
 }  // namespace

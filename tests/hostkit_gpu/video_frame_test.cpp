@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cstdint>
 #include <string>
 
 #include "GB/PixelConversion.h"
@@ -35,6 +37,31 @@ TEST(VideoFrameTest, BadHostFramesAreRefused) {
     ASSERT_EQ(VF::CreateHostVideoFrame(frame, GB::kPixelFormat_ARGB_4444_8u, 4, 4, 17),
               VF::kCreateResult_OK);
     EXPECT_EQ(frame.QueryInterface<VF::IVideoFrame2DPixelMemoryAccess>()->GetRowBytes(), 17);
+}
+
+// Every test and the demo build their frames here: a frame is the size its rows say, with rows
+// of its pixels rounded up to 16 bytes, starts black and transparent, and is host memory only.
+TEST(VideoFrameTest, HostFramesStartZeroedWithRowsPaddedTo16Bytes) {
+    const struct {
+        hostmediatypes::PixelFormat format;
+        std::int32_t rowBytes;  // of a frame 5 pixels wide
+    } cases[] = {{GB::kPixelFormat_ARGB_4444_8u, 32},
+                 {GB::kPixelFormat_GPU_BGRA_4444_16f, 48},
+                 {GB::kPixelFormat_GPU_BGRA_4444_32f, 80}};
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.rowBytes);
+        InterfaceRef<MF::IVideoFrame> frame;
+        ASSERT_EQ(VF::CreateHostVideoFrame(frame, c.format, 5, 2), VF::kCreateResult_OK);
+        const auto memory = frame.QueryInterface<VF::IVideoFrameMemoryAccess>();
+        const auto rows = frame.QueryInterface<VF::IVideoFrame2DPixelMemoryAccess>();
+        ASSERT_TRUE(memory && rows);
+        EXPECT_FALSE(frame.QueryInterface<VF::IGPUVideoFrameMemoryAccess>());
+        EXPECT_EQ(rows->GetRowBytes(), c.rowBytes);
+        ASSERT_EQ(memory->GetSizeInBytes(), static_cast<std::size_t>(c.rowBytes) * 2);
+        const auto* pixels = static_cast<const std::uint8_t*>(memory->GetPixels());
+        EXPECT_TRUE(std::all_of(pixels, pixels + memory->GetSizeInBytes(),
+                                [](std::uint8_t byte) { return byte == 0; }));
+    }
 }
 
 TEST(VideoFrameTest, GPUFrameAnswersDeviceInterfaces) {

@@ -1,9 +1,11 @@
-// A second host process for the machine-lock tests. It starts the library on its own device and
-// holds the headset until a line comes on its input: "stop" removes its client, which stops
-// everything, and exits with 0 when nothing runs any more; anything else, or the input's end,
-// ends the process at once, letting nothing go, as a crash would.
+// A second host process for the machine-lock tests. It starts the library on its own device,
+// writes the file named second once the start has returned, and holds the headset until a line
+// comes on its input: "stop" removes its client, which stops everything, and exits with 0 when
+// nothing runs any more; anything else, or the input's end, ends the process at once, letting
+// nothing go, as a crash would.
 #include <cstdio>
 #include <cstdlib>
+#include <fstream>
 #include <iostream>
 #include <string>
 
@@ -11,8 +13,8 @@
 #include "host_library.h"
 
 int main(int argc, char** argv) {
-    if (argc < 2) {
-        std::fprintf(stderr, "usage: %s <libstereon.so>\n", argv[0]);
+    if (argc < 3) {
+        std::fprintf(stderr, "usage: %s <libstereon.so> <ready-file>\n", argv[0]);
         return 2;
     }
     setenv("EGL_PLATFORM", "surfaceless", 0);
@@ -31,6 +33,7 @@ int main(int argc, char** argv) {
         return 1;
     }
     service->AddClient(7);
+    std::ofstream(argv[2]) << "started\n";
     std::string command;
     std::getline(std::cin, command);
     if (command != "stop") {

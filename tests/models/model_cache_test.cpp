@@ -8,6 +8,8 @@
 
 #include <cstdint>
 #include <cstdlib>
+#include <fstream>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -52,6 +54,28 @@ const int kPollLimit = 40;
 
 std::string ModelsDirectory(const std::string& modules) {
     return modules + "/Stereon/models/winmr";
+}
+
+// Triangles of an OBJ file's polygon faces, counted the way a loader fans them.
+int CountObjTriangles(const std::string& path) {
+    std::ifstream file(path);
+    int triangles = 0;
+    std::string line;
+    while (std::getline(file, line)) {
+        std::istringstream in(line);
+        std::string tag;
+        in >> tag;
+        if (tag != "f") {
+            continue;
+        }
+        int corners = 0;
+        std::string corner;
+        while (in >> corner) {
+            ++corners;
+        }
+        triangles += corners - 2;
+    }
+    return triangles;
 }
 
 std::vector<std::string> ComponentNames(const Model& model) {
@@ -314,8 +338,10 @@ TEST_F(ModelCacheTest, WindowsMixedRealityControllersAreDrawnFromTheLibrarysOwnF
         EXPECT_EQ(ModelCache::ResolveRenderModelName(unchanged), unchanged);
     }
 
-    // The build put the files where the library looks, with faces in them.
+    // The build put the files where the library looks, and every face of them is drawn.
     for (const auto& controller : {remapped[0], remapped[1]}) {
+        const int triangles = CountObjTriangles(controller.second);
+        ASSERT_GT(triangles, 0) << controller.second << " is missing or has no faces";
         const boost::shared_ptr<Model> model = Settle(controller.first);
         ASSERT_TRUE(model);
         ASSERT_EQ(model->GetState(), ModelState::Loaded) << controller.second;
@@ -323,7 +349,7 @@ TEST_F(ModelCacheTest, WindowsMixedRealityControllersAreDrawnFromTheLibrarysOwnF
         EXPECT_EQ(model->GetComponents()[0]->GetName(), controller.second);
         const auto mesh = boost::dynamic_pointer_cast<STN::MeshOGL>(model->GetComponents()[0]);
         ASSERT_TRUE(mesh);
-        EXPECT_GT(mesh->GetIndexCount(), 0u);
+        EXPECT_EQ(mesh->GetIndexCount(), static_cast<std::uint32_t>(3 * triangles));
         EXPECT_EQ(simvr_get_model_load_calls(controller.first), 0)
             << "the driver's own model was not needed";
     }

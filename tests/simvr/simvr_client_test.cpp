@@ -167,6 +167,9 @@ TEST_F(SimClientTest, ListedModelsAndTheirPartsMakeSoundMeshesAndTheirMemoryIsCo
         models->FreeTexture(texture);
         models->FreeRenderModel(model);
     };
+    // Every model the runtime lists (eight), and every part a model is drawn from.
+    ASSERT_EQ(models->GetRenderModelCount(), 8u);
+    int parts = 0;
     for (uint32_t listed = 0; listed < models->GetRenderModelCount(); ++listed) {
         char name[512] = {}, component[64] = {}, part[512] = {};
         ASSERT_GT(models->GetRenderModelName(listed, name, sizeof(name)), 0u);
@@ -175,9 +178,11 @@ TEST_F(SimClientTest, ListedModelsAndTheirPartsMakeSoundMeshesAndTheirMemoryIsCo
             ASSERT_GT(models->GetComponentName(name, i, component, sizeof(component)), 0u);
             if (models->GetComponentRenderModelName(name, component, part, sizeof(part)) > 0) {
                 check(part);
+                ++parts;
             }
         }
     }
+    EXPECT_GE(parts, 7);
 
     // An OBJ file named by its path, as Windows Mixed Reality's controllers are: each corner
     // takes its own position, texture coordinate and normal, and the quad is split in two.
